@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Zel/System/Rsc/IProxyFactory.h"
+#include "Zel/Visibility.h"
+
+namespace Zel::Services::Device
+{
+
+/// Reaches an `IDeviceInfoService` of the same process.
+class ZEL_API DeviceInfoServiceProxyFactory : public System::Rsc::IProxyFactory
+{
+public:
+    ~DeviceInfoServiceProxyFactory() override;
+
+    /// The process's one factory.
+    [[nodiscard]] static const DeviceInfoServiceProxyFactory& GetInstance();
+
+    [[nodiscard]] const String& GetInterfaceName() const noexcept override;
+    [[nodiscard]] std::shared_ptr<System::Rsc::IService>
+    CreateProxy(std::shared_ptr<System::Rsc::IService> service) const override;
+};
+
+} // namespace Zel::Services::Device

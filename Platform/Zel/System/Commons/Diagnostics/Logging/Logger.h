@@ -1,0 +1,38 @@
+#pragma once
+
+#include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/LogLevel.h"
+#include "Zel/Visibility.h"
+
+#include <atomic>
+
+namespace Zel::System::Commons::Diagnostics::Logging
+{
+
+/// The log of one class. Created by `LogManager`, alive to the process's end, usable from any thread.
+class ZEL_API Logger
+{
+public:
+    Logger(String name, LogLevel level);
+    Logger(const Logger&) = delete;
+    Logger& operator=(const Logger&) = delete;
+
+    /// The class's name without its namespaces.
+    [[nodiscard]] const String& GetName() const noexcept { return name; }
+
+    [[nodiscard]] bool IsEnabled(LogLevel level) const noexcept
+    {
+        return static_cast<int>(level) <= maximumLevel.load(std::memory_order_relaxed);
+    }
+
+    void SetLevel(LogLevel level) noexcept;
+
+    /// Hands the line to every sink, whatever its level.
+    void Write(LogLevel level, String text) const;
+
+private:
+    const String name;
+    std::atomic<int> maximumLevel;
+};
+
+} // namespace Zel::System::Commons::Diagnostics::Logging

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
+#include "Zel/System/Nm/INotificationManager.h"
+#include "Zel/Visibility.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <typeindex>
+#include <vector>
+
+namespace Zel::System::Nm
+{
+
+/// One notification that was sent.
+struct Notification
+{
+    String name;
+    String sender;
+    Severity severity = Severity::Information;
+    DateTime timestamp;
+    String message;
+};
+
+/// Where notifications end: a store, a journal. Called on the sending thread, one notification at a time.
+class ZEL_API INotificationSink
+{
+public:
+    virtual ~INotificationSink();
+    virtual void Write(const Notification& notification) = 0;
+};
+
+/// Hands each notification to every sink, in the order of the sinks. The process keeps one in its `AppDomain` as
+/// `GetSingleton<INotificationManager>()`.
+class ZEL_API NotificationManager : public INotificationManager,
+                                    private Commons::Diagnostics::Logging::Loggable<NotificationManager>
+{
+public:
+    NotificationManager() = default;
+    ~NotificationManager() override;
+
+    /// Sinks are added before the first notification is sent.
+    void AddSink(std::shared_ptr<INotificationSink> sink);
+
+    [[nodiscard]] NotificationId Register(const String& notificationName, const String& senderName, Severity severity,
+                                          const std::type_info& payloadType) override;
+    void Unregister(NotificationId id) override;
+
+    /// A sink that throws is logged at error level and does not keep the others from their notification.
+    void Send(NotificationId id, const DateTime& timestamp, const INotificationPayload& payload) override;
+
+private:
+    struct Entry
+    {
+        String name;
+        String sender;
+        Severity severity;
+        std::type_index payloadType;
+    };
+
+    [[nodiscard]] Entry GetEntry(NotificationId id) const;
+
+    mutable std::mutex mutex;
+    std::mutex sendMutex;
+    NotificationId lastId = 0;
+    std::map<NotificationId, Entry> entries;
+    std::vector<std::shared_ptr<INotificationSink>> sinks;
+};
+
+} // namespace Zel::System::Nm
