@@ -27,7 +27,8 @@ public:
 
     [[nodiscard]] const String& GetName() const noexcept;
 
-    /// Defines what "${NAME}" stands for in paths of settings documents; a later definition replaces an earlier one.
+    /// Defines what "${NAME}" stands for in paths of settings documents; a later definition replaces an
+    /// earlier one.
     void SetPathVariable(const String& variableName, const String& value);
 
     /// Returns whether the variable is defined; `value` is written only then.
@@ -40,7 +41,8 @@ public:
         SetShared(typeid(T), std::move(instance));
     }
 
-    /// Throws `Exception` "AppDomain Singleton instance of type '{0}' was not created yet!" when there is none.
+    /// Throws `Exception` "AppDomain Singleton instance of type '{0}' was not created yet!" when there is
+    /// none.
     template <typename T>
     [[nodiscard]] std::shared_ptr<T> GetSingleton() const
     {

@@ -16,8 +16,8 @@ enum class DateTimeKind : std::int32_t
     Local = 2
 };
 
-/// A moment as a signed count of 100-nanosecond ticks since 0001-01-01T00:00:00 (proleptic Gregorian calendar).
-/// A plain value; the default is zero ticks of unspecified kind.
+/// A moment as a signed count of 100-nanosecond ticks since 0001-01-01T00:00:00 (proleptic Gregorian
+/// calendar). A plain value; the default is zero ticks of unspecified kind.
 class ZEL_API DateTime
 {
 public:
@@ -27,24 +27,28 @@ public:
     static constexpr std::int64_t UnixEpochTicks = 621'355'968'000'000'000;
 
     constexpr DateTime() noexcept = default;
+
     constexpr DateTime(std::int64_t ticks, DateTimeKind kind) noexcept : ticks(ticks), kind(kind) {}
 
     /// Returns the system clock's reading, of kind `Utc`.
     [[nodiscard]] static DateTime GetUtcNow();
 
-    /// Returns the moment `nanoseconds` after 1970-01-01T00:00:00 UTC, of kind `Utc`; fractions of a tick are cut off.
+    /// Returns the moment `nanoseconds` after 1970-01-01T00:00:00 UTC, of kind `Utc`; fractions of a tick are
+    /// cut off.
     [[nodiscard]] static DateTime FromUnixTime(std::int64_t seconds, std::int64_t nanoseconds);
 
-    /// Parses YYYY-MM-DDTHH:MM:SS with an optional fraction of 1 to 9 digits (cut to ticks) and an optional offset.
-    /// Without an offset the result is of kind `Unspecified`; "Z" and "+HH:MM" give kind `Utc`, converted to UTC.
-    /// Throws `Zel::Exception` that names the text for everything else: another shape, a day, hour or minute that does
-    /// not exist, or text before or after.
+    /// Parses YYYY-MM-DDTHH:MM:SS with an optional fraction of 1 to 9 digits (cut to ticks) and an optional
+    /// offset. Without an offset the result is of kind `Unspecified`; "Z" and "+HH:MM" give kind `Utc`,
+    /// converted to UTC. Throws `Zel::Exception` that names the text for everything else: another shape, a
+    /// day, hour or minute that does not exist, or text before or after.
     [[nodiscard]] static DateTime FromIso8601String(const String& text);
 
-    /// Returns YYYY-MM-DDTHH:MM:SS, with ".fffffff" when the ticks are not whole seconds and "Z" for kind `Utc`.
+    /// Returns YYYY-MM-DDTHH:MM:SS, with ".fffffff" when the ticks are not whole seconds and "Z" for kind
+    /// `Utc`.
     [[nodiscard]] String ToIso8601String() const;
 
     [[nodiscard]] constexpr std::int64_t GetTicks() const noexcept { return ticks; }
+
     [[nodiscard]] constexpr DateTimeKind GetKind() const noexcept { return kind; }
 
     friend constexpr bool operator==(const DateTime&, const DateTime&) noexcept = default;

@@ -13,8 +13,9 @@ namespace Zel
 namespace Impl
 {
 
-/// Returns the process-wide slot of `type`; the same address from every library of the process, for its whole life.
-/// Kept in one source of the platform library: a static member of the template would exist once per library.
+/// Returns the process-wide slot of `type`; the same address from every library of the process, for its whole
+/// life. Kept in one source of the platform library: a static member of the template would exist once per
+/// library.
 [[nodiscard]] ZEL_API std::atomic<void*>& GetSingletonSlot(const std::type_info& type);
 
 } // namespace Impl

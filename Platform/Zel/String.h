@@ -20,7 +20,8 @@ using String = BasicString<char>;
 /// Returns the texts in order with `separator` between two of them; empty for an empty list.
 [[nodiscard]] ZEL_API String Join(const std::vector<String>& texts, const String& separator);
 
-/// Returns the longest prefix of `text` that has at most `maximumBytes` bytes and does not end inside a UTF-8 sequence.
+/// Returns the longest prefix of `text` that has at most `maximumBytes` bytes and does not end inside a UTF-8
+/// sequence.
 [[nodiscard]] ZEL_API String Truncate(const String& text, std::size_t maximumBytes);
 
 } // namespace Zel

@@ -25,8 +25,8 @@ public:
 
     [[nodiscard]] bool IsNone() const noexcept;
 
-    /// Returns the value as text: integers in decimal, "true" or "false", doubles in general format, texts as they are,
-    /// and an empty text for the none type.
+    /// Returns the value as text: integers in decimal, "true" or "false", doubles in general format, texts as
+    /// they are, and an empty text for the none type.
     [[nodiscard]] String ToString() const;
 
     friend bool operator==(const Variant&, const Variant&) = default;

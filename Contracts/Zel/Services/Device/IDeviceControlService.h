@@ -12,7 +12,8 @@ class ZEL_API IDeviceControlService : public System::Rsc::IService
 public:
     ~IDeviceControlService() override;
 
-    /// Orders a restart of the device and returns at once; a failure is logged by the service that carries it out.
+    /// Orders a restart of the device and returns at once; a failure is logged by the service that carries it
+    /// out.
     virtual void RestartDevice() = 0;
 };
 

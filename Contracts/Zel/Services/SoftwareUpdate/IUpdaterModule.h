@@ -16,10 +16,10 @@
 namespace Zel::Services::SoftwareUpdate
 {
 
-/// What updates one component of the device. The service creates it through its library's factory, initializes it once,
-/// calls the operations from its own threads and destroys it. Every operation that takes a component ID returns
-/// `InvalidArgument` for another component than the module's; letter case does not count. The order of the operations
-/// is fixed.
+/// What updates one component of the device. The service creates it through its library's factory,
+/// initializes it once, calls the operations from its own threads and destroys it. Every operation that takes
+/// a component ID returns `InvalidArgument` for another component than the module's; letter case does not
+/// count. The order of the operations is fixed.
 class ZEL_API IUpdaterModule
 {
 public:
@@ -27,23 +27,24 @@ public:
 
     virtual ~IUpdaterModule();
 
-    /// Reads the settings document at `settingsPath`, connects to what the module needs and, when `updaterStatus` says
-    /// that an installation was running, decides its result. Throws `Zel::Exception` (and what a settings document can
-    /// throw); the module is unusable then.
+    /// Reads the settings document at `settingsPath`, connects to what the module needs and, when
+    /// `updaterStatus` says that an installation was running, decides its result. Throws `Zel::Exception`
+    /// (and what a settings document can throw); the module is unusable then.
     virtual void Initialize(const String& settingsPath, std::shared_ptr<IUpdaterStatus> updaterStatus) = 0;
 
-    /// Tells what installing a version would mean. `behavior` is `None` unless the version is the pending or the
-    /// fallback one.
+    /// Tells what installing a version would mean. `behavior` is `None` unless the version is the pending or
+    /// the fallback one.
     virtual ResultCode GetUpdateBehavior(const String& componentId, const String& manufacturerUri,
-                                         const String& softwareRevision, const std::vector<String>& patchIdentifiers,
+                                         const String& softwareRevision,
+                                         const std::vector<String>& patchIdentifiers,
                                          UpdateBehavior& behavior) = 0;
 
     /// Reads one of the component's versions; `version` is reset first.
     virtual ResultCode GetSoftwareVersion(const String& componentId, SoftwareVersionFileType fileType,
                                           SoftwareVersionType& version) = 0;
 
-    /// Takes the file at `packagePath` over as the pending package, after it was verified. `message` says why not, and
-    /// is empty otherwise. The earlier pending package stays when the new one is refused.
+    /// Takes the file at `packagePath` over as the pending package, after it was verified. `message` says why
+    /// not, and is empty otherwise. The earlier pending package stays when the new one is refused.
     virtual ResultCode SetSoftwarePackage(const String& componentId, SoftwareVersionFileType fileType,
                                           const String& packagePath, String& message) = 0;
 
@@ -51,8 +52,8 @@ public:
     virtual ResultCode GetSoftwarePackage(const String& componentId, SoftwareVersionFileType fileType,
                                           const String& packagePath) = 0;
 
-    /// Installs a version, the pending or the fallback one, after `delayMs` milliseconds; at once below 1. `Ok` means
-    /// that it was started or is waiting; its course is told to the status store.
+    /// Installs a version, the pending or the fallback one, after `delayMs` milliseconds; at once below 1.
+    /// `Ok` means that it was started or is waiting; its course is told to the status store.
     virtual ResultCode InstallSoftwarePackage(const String& componentId, const SoftwareVersionType& version,
                                               long long delayMs) = 0;
 
@@ -63,7 +64,8 @@ public:
     virtual ResultCode ResumeInstall(const String& componentId) = 0;
 
     /// Sets the key that packages are decrypted with.
-    virtual ResultCode SetUpdateKey(const String& componentId, const System::Rsc::Services::SecureString<512>& key) = 0;
+    virtual ResultCode SetUpdateKey(const String& componentId,
+                                    const System::Rsc::Services::SecureString<512>& key) = 0;
 
     /// Goes back to the slot that the last installation started from, and restarts the device.
     virtual ResultCode RevertInstall(const String& componentId) = 0;

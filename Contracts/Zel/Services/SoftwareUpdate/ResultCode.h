@@ -8,11 +8,10 @@ namespace Zel::Services::SoftwareUpdate
 {
 
 /// The result of an updater module's operation; 0 is success.
-enum class [[nodiscard]] ResultCode : std::uint32_t
-{
+enum class [[nodiscard]] ResultCode : std::uint32_t{
     Ok = 0x00000000,
-    /// The status store or a property could not be accessed, a slot is unknown or could not be switched, or a version
-    /// was asked for without a device-info service.
+    /// The status store or a property could not be accessed, a slot is unknown or could not be switched, or a
+    /// version was asked for without a device-info service.
     GeneralError = 0x80010000,
     /// An action could not be started or carried out; a required value could not be read or saved.
     OperationFailed = 0x80020000,
@@ -29,11 +28,10 @@ enum class [[nodiscard]] ResultCode : std::uint32_t
     /// The component ID is not the module's, or the software package is invalid or incompatible.
     InvalidArgument = 0x80AB0000,
     /// An installation is in progress, the installation state is another one, or RAUC is busy.
-    InvalidState = 0x80AF0000
-};
+    InvalidState = 0x80AF0000};
 
-/// Returns the name, for example "NotFound"; throws `Exception` "Invalid value for Enum '{0}' occurs: {1}" for a value
-/// without one.
+/// Returns the name, for example "NotFound"; throws `Exception` "Invalid value for Enum '{0}' occurs: {1}"
+/// for a value without one.
 [[nodiscard]] ZEL_API const char* ToString(ResultCode code);
 
 } // namespace Zel::Services::SoftwareUpdate

@@ -7,10 +7,10 @@
 namespace Zel::System::Commons
 {
 
-/// A call with the arguments `Arguments` and no result: either a member function bound to an object, or any callable
-/// such as a lambda. Two delegates are equal when they bind the same member function to the same object; a callable
-/// equals nothing, so it cannot be found again in a list, and events refuse it. The object is not owned: whoever binds
-/// it keeps it alive as long as the delegate can be called.
+/// A call with the arguments `Arguments` and no result: either a member function bound to an object, or any
+/// callable such as a lambda. Two delegates are equal when they bind the same member function to the same
+/// object; a callable equals nothing, so it cannot be found again in a list, and events refuse it. The object
+/// is not owned: whoever binds it keeps it alive as long as the delegate can be called.
 template <typename... Arguments>
 class Delegate
 {
@@ -18,9 +18,10 @@ public:
     Delegate() = default;
 
     template <typename Callable>
-        requires(!std::is_same_v<std::remove_cvref_t<Callable>, Delegate>) &&
-                std::is_invocable_v<Callable&, Arguments...>
-    Delegate(Callable&& callable) : callable(std::forward<Callable>(callable))
+
+    requires(!std::is_same_v<std::remove_cvref_t<Callable>, Delegate>) &&
+        std::is_invocable_v<Callable&, Arguments...> Delegate(Callable&& callable)
+        : callable(std::forward<Callable>(callable))
     {
     }
 
@@ -36,6 +37,7 @@ public:
 
     /// Whether this is a bound member function.
     [[nodiscard]] bool IsBound() const noexcept { return method != nullptr; }
+
     [[nodiscard]] bool IsEmpty() const noexcept { return !IsBound() && !callable; }
 
     /// Calls what was bound; an empty delegate throws `std::bad_function_call`.

@@ -11,18 +11,18 @@
 namespace Zel::System::Commons
 {
 
-/// A list of delegates that are called together. Safe against a concurrent add or remove: raising calls the delegates
-/// that were in the list when it began, in the order in which they were added, on the raising thread and without a lock.
-/// A delegate that is removed meanwhile may therefore still be called once: whoever destroys its object first stops the
-/// thread that raises the event.
+/// A list of delegates that are called together. Safe against a concurrent add or remove: raising calls the
+/// delegates that were in the list when it began, in the order in which they were added, on the raising
+/// thread and without a lock. A delegate that is removed meanwhile may therefore still be called once:
+/// whoever destroys its object first stops the thread that raises the event.
 template <typename... Arguments>
 class Event
 {
 public:
     using DelegateType = Delegate<Arguments...>;
 
-    /// Appends a bound member function. Throws `Exception` "Lambda delegates are not supported by events." for anything
-    /// else, because it could never be removed again.
+    /// Appends a bound member function. Throws `Exception` "Lambda delegates are not supported by events."
+    /// for anything else, because it could never be removed again.
     void Add(const DelegateType& delegate)
     {
         if (!delegate.IsBound())

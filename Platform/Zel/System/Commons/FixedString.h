@@ -18,21 +18,25 @@ class FixedString
 {
 public:
     FixedString() = default;
+
     FixedString(const char* text) : FixedString(std::string_view(text)) {}
+
     FixedString(const String& text) : FixedString(std::string_view(text)) {}
+
     FixedString(std::string_view text)
     {
         if (text.size() > MaxStringSize)
         {
-            throw ArgumentException("arg",
-                                    Core::Format("Cannot copy string: argument string length {} exceeds MaxStringSize {}",
-                                                 text.size(), MaxStringSize));
+            throw ArgumentException(
+                "arg", Core::Format("Cannot copy string: argument string length {} exceeds MaxStringSize {}",
+                                    text.size(), MaxStringSize));
         }
         text.copy(buffer.data(), text.size());
         length = text.size();
     }
 
     [[nodiscard]] std::string_view GetView() const noexcept { return {buffer.data(), length}; }
+
     [[nodiscard]] String ToString() const { return String(GetView()); }
 
     friend bool operator==(const FixedString& left, const FixedString& right) noexcept

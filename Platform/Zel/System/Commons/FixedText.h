@@ -12,14 +12,18 @@ namespace Zel::System::Commons
 {
 
 /// A text in a buffer of `Size` characters, its terminating zero included, so that `Size - 1` can be used.
-/// Copying a longer text into it throws `ArgumentException` ("arg", "Input string is too long") and changes nothing.
+/// Copying a longer text into it throws `ArgumentException` ("arg", "Input string is too long") and changes
+/// nothing.
 template <std::size_t Size>
 class FixedText
 {
 public:
     FixedText() = default;
+
     FixedText(std::string_view text) { Assign(text); }
+
     FixedText(const String& text) { Assign(text); }
+
     FixedText(const char* text) { Assign(text); }
 
     FixedText& operator=(std::string_view text)
@@ -27,19 +31,31 @@ public:
         Assign(text);
         return *this;
     }
+
     FixedText& operator=(const String& text) { return *this = std::string_view(text); }
+
     FixedText& operator=(const char* text) { return *this = std::string_view(text); }
 
     [[nodiscard]] bool IsEmpty() const noexcept { return length == 0; }
+
     [[nodiscard]] std::string_view GetView() const noexcept { return {buffer.data(), length}; }
+
     [[nodiscard]] String ToString() const { return String(GetView()); }
 
     friend bool operator==(const FixedText& left, const FixedText& right) noexcept
     {
         return left.GetView() == right.GetView();
     }
-    friend bool operator==(const FixedText& left, std::string_view right) noexcept { return left.GetView() == right; }
-    friend std::ostream& operator<<(std::ostream& stream, const FixedText& text) { return stream << text.GetView(); }
+
+    friend bool operator==(const FixedText& left, std::string_view right) noexcept
+    {
+        return left.GetView() == right;
+    }
+
+    friend std::ostream& operator<<(std::ostream& stream, const FixedText& text)
+    {
+        return stream << text.GetView();
+    }
 
 private:
     void Assign(std::string_view text)

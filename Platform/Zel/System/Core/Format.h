@@ -30,13 +30,14 @@ public:
     static Handler Set(Handler handler);
 };
 
-/// Formats into a buffer of 500 characters that grows where the text is longer. A standard exception is handed to the
-/// format-exception handler and gives an empty text; any other exception passes.
+/// Formats into a buffer of 500 characters that grows where the text is longer. A standard exception is
+/// handed to the format-exception handler and gives an empty text; any other exception passes.
 [[nodiscard]] ZEL_API String FormatPiece(fmt::string_view text, fmt::format_args arguments);
 
 } // namespace Impl
 
-/// Returns `text` with its placeholders replaced by the arguments; empty when formatting failed (`Impl::FormatPiece`).
+/// Returns `text` with its placeholders replaced by the arguments; empty when formatting failed
+/// (`Impl::FormatPiece`).
 template <typename... Arguments>
 [[nodiscard]] String Format(FormatText<Arguments...> text, Arguments&&... arguments)
 {

@@ -30,16 +30,16 @@ class ZEL_API INotificationManager
 public:
     virtual ~INotificationManager();
 
-    /// Registers a name for payloads of `payloadType` and returns its id, never 0. Throws `ArgumentException` for an
-    /// empty name and for one that is registered.
+    /// Registers a name for payloads of `payloadType` and returns its id, never 0. Throws `ArgumentException`
+    /// for an empty name and for one that is registered.
     [[nodiscard]] virtual NotificationId Register(const String& notificationName, const String& senderName,
                                                   Severity severity, const std::type_info& payloadType) = 0;
 
     /// Throws `ArgumentException` for an id that is not registered.
     virtual void Unregister(NotificationId id) = 0;
 
-    /// Sends `payload` under `id`. Throws `ArgumentException` for an id that is not registered or a payload of another
-    /// type than the registered one.
+    /// Sends `payload` under `id`. Throws `ArgumentException` for an id that is not registered or a payload
+    /// of another type than the registered one.
     virtual void Send(NotificationId id, const DateTime& timestamp, const INotificationPayload& payload) = 0;
 };
 

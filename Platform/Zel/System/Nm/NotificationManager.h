@@ -31,8 +31,8 @@ public:
     virtual void Write(const Notification& notification) = 0;
 };
 
-/// Hands each notification to every sink, in the order of the sinks. The process keeps one in its `AppDomain` as
-/// `GetSingleton<INotificationManager>()`.
+/// Hands each notification to every sink, in the order of the sinks. The process keeps one in its `AppDomain`
+/// as `GetSingleton<INotificationManager>()`.
 class ZEL_API NotificationManager : public INotificationManager,
                                     private Commons::Diagnostics::Logging::Loggable<NotificationManager>
 {
@@ -43,8 +43,8 @@ public:
     /// Sinks are added before the first notification is sent.
     void AddSink(std::shared_ptr<INotificationSink> sink);
 
-    [[nodiscard]] NotificationId Register(const String& notificationName, const String& senderName, Severity severity,
-                                          const std::type_info& payloadType) override;
+    [[nodiscard]] NotificationId Register(const String& notificationName, const String& senderName,
+                                          Severity severity, const std::type_info& payloadType) override;
     void Unregister(NotificationId id) override;
 
     /// A sink that throws is logged at error level and does not keep the others from their notification.

@@ -11,21 +11,25 @@
 namespace Zel::System::Nm
 {
 
-/// A notification name, registered for payloads of type `Payload` as long as this object lives or until `Dispose`.
-/// The manager must outlive it.
+/// A notification name, registered for payloads of type `Payload` as long as this object lives or until
+/// `Dispose`. The manager must outlive it.
 template <typename Payload>
-class NotificationRegistration : private Commons::Diagnostics::Logging::Loggable<NotificationRegistration<Payload>>
+class NotificationRegistration
+    : private Commons::Diagnostics::Logging::Loggable<NotificationRegistration<Payload>>
 {
 public:
     /// Registers; exceptions of the manager pass.
     NotificationRegistration(String notificationName, String senderName, Severity severity,
                              INotificationManager& notificationManager)
-        : notificationName(std::move(notificationName)), senderName(std::move(senderName)), severity(severity),
-          notificationManager(&notificationManager),
-          id(notificationManager.Register(this->notificationName, this->senderName, severity, typeid(Payload)))
+        : notificationName(std::move(notificationName)), senderName(std::move(senderName)),
+          severity(severity), notificationManager(&notificationManager),
+          id(notificationManager.Register(this->notificationName, this->senderName, severity,
+                                          typeid(Payload)))
     {
     }
+
     ~NotificationRegistration() { Dispose(); }
+
     NotificationRegistration(const NotificationRegistration&) = delete;
     NotificationRegistration& operator=(const NotificationRegistration&) = delete;
 
@@ -49,7 +53,8 @@ public:
         catch (const Exception& exception)
         {
             Log(Commons::Diagnostics::Logging::LogLevel::Error,
-                "Caught exception while unregistering notificationName={}: {}", notificationName, exception.ToString());
+                "Caught exception while unregistering notificationName={}: {}", notificationName,
+                exception.ToString());
         }
         catch (...)
         {

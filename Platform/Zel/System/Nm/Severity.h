@@ -15,7 +15,8 @@ enum class Severity : std::int32_t
     Error = 3
 };
 
-/// Returns the value's name; throws `Exception` "Invalid value for Enum '{0}' occurs: {1}" for a value without one.
+/// Returns the value's name; throws `Exception` "Invalid value for Enum '{0}' occurs: {1}" for a value
+/// without one.
 [[nodiscard]] ZEL_API const char* ToString(Severity severity);
 
 } // namespace Zel::System::Nm

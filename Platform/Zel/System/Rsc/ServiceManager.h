@@ -14,12 +14,14 @@ namespace Zel::System::Rsc
 class ZEL_API ServiceManager
 {
 public:
-    /// Offers `service` under the factory's interface name; replaces an earlier one. Null takes the offer back.
+    /// Offers `service` under the factory's interface name; replaces an earlier one. Null takes the offer
+    /// back.
     static void RegisterService(const String& provider, const IProxyFactory& proxyFactory,
                                 std::shared_ptr<IService> service);
 
     /// Returns the proxy that `proxyFactory` makes for the registered service, or null when there is none.
-    [[nodiscard]] static std::shared_ptr<IService> GetService(const String& provider, const IProxyFactory& proxyFactory);
+    [[nodiscard]] static std::shared_ptr<IService> GetService(const String& provider,
+                                                              const IProxyFactory& proxyFactory);
 };
 
 } // namespace Zel::System::Rsc

@@ -11,12 +11,14 @@
 namespace Zel::System::Commons::Chrono
 {
 
-/// Raises `Elapsed` periodically on a thread of its own, first after one whole period. A tick that comes due while
-/// handlers still run is skipped, never queued. An exception of a handler is logged at error level and the timer goes on.
+/// Raises `Elapsed` periodically on a thread of its own, first after one whole period. A tick that comes due
+/// while handlers still run is skipped, never queued. An exception of a handler is logged at error level and
+/// the timer goes on.
 class ZEL_API Timer
 {
 public:
-    /// `period` is in microseconds, at least 1. `name` names the thread; `priority` and `stackSize` are those of `Thread`.
+    /// `period` is in microseconds, at least 1. `name` names the thread; `priority` and `stackSize` are those
+    /// of `Thread`.
     Timer(std::int64_t period, String name, int priority = 0, std::size_t stackSize = 0);
 
     /// Stops.
@@ -30,8 +32,8 @@ public:
     /// Starts ticking; does nothing when it runs. Returns whether it runs.
     bool Start();
 
-    /// Ends ticking; does nothing when it does not run. Called from a handler it returns at once and that handler is the
-    /// last; called from any other thread it returns when no handler runs any more.
+    /// Ends ticking; does nothing when it does not run. Called from a handler it returns at once and that
+    /// handler is the last; called from any other thread it returns when no handler runs any more.
     void Stop();
 
     [[nodiscard]] bool IsRunning() const;

@@ -12,8 +12,8 @@
 namespace Zel::System::Commons::Extensibility
 {
 
-/// The modules that a library offers, by name: an ordered list of pairs of a name, compared byte for byte, and a
-/// function that creates a new module.
+/// The modules that a library offers, by name: an ordered list of pairs of a name, compared byte for byte,
+/// and a function that creates a new module.
 template <typename Module>
 class ModuleFactory
 {
@@ -22,8 +22,8 @@ public:
 
     virtual ~ModuleFactory() = default;
 
-    /// Appends a module. Throws `ArgumentException` and changes nothing for an empty name, then for an empty function,
-    /// then for a name that is in the list.
+    /// Appends a module. Throws `ArgumentException` and changes nothing for an empty name, then for an empty
+    /// function, then for a name that is in the list.
     void AddFactoryFunction(const String& moduleName, FactoryFunction function)
     {
         if (moduleName.empty())
@@ -42,7 +42,8 @@ public:
         entries.emplace_back(moduleName, std::move(function));
     }
 
-    /// Returns a new module, or null when the name is not in the list. Exceptions of the module's constructor pass.
+    /// Returns a new module, or null when the name is not in the list. Exceptions of the module's constructor
+    /// pass.
     [[nodiscard]] std::unique_ptr<Module> CreateModule(const String& moduleName) const
     {
         const auto found = Find(moduleName);

@@ -15,12 +15,12 @@ public:
     /// Whether `path` names a regular file; false also when that cannot be determined.
     [[nodiscard]] static bool Exists(const String& path) noexcept;
 
-    /// Deletes a file (or a link, never its target; not a directory). Throws `IoException`; a missing file is an
-    /// error unless `ignoreMissing`.
+    /// Deletes a file (or a link, never its target; not a directory). Throws `IoException`; a missing file is
+    /// an error unless `ignoreMissing`.
     static void Delete(const String& path, bool ignoreMissing = false);
 
-    /// Returns the whole content. Throws `IoException`, with EFBIG when the file has more than `maximumSize` bytes and
-    /// with EINVAL when it is not a regular file.
+    /// Returns the whole content. Throws `IoException`, with EFBIG when the file has more than `maximumSize`
+    /// bytes and with EINVAL when it is not a regular file.
     [[nodiscard]] static String ReadAllText(const String& path, std::uint64_t maximumSize);
 };
 

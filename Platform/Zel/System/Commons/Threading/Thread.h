@@ -10,15 +10,16 @@
 namespace Zel::System::Commons::Threading
 {
 
-/// A named thread that runs one delegate once. Nothing escapes its entry: an exception of the delegate is caught and
-/// logged at error level, and the thread ends. Not copyable; one owner uses it.
+/// A named thread that runs one delegate once. Nothing escapes its entry: an exception of the delegate is
+/// caught and logged at error level, and the thread ends. Not copyable; one owner uses it.
 class ZEL_API Thread
 {
 public:
     using Entry = Delegate<void*>;
 
-    /// `name` is shown by the kernel cut to 15 bytes. `priority` is a real-time (round robin) priority, 0 for the
-    /// creator's scheduling; `stackSize` is in bytes, 0 for the system's default. Nothing runs before `Start`.
+    /// `name` is shown by the kernel cut to 15 bytes. `priority` is a real-time (round robin) priority, 0 for
+    /// the creator's scheduling; `stackSize` is in bytes, 0 for the system's default. Nothing runs before
+    /// `Start`.
     Thread(String name, Entry entry, void* argument = nullptr, int priority = 0, std::size_t stackSize = 0);
 
     /// A thread that was started and never joined goes on by itself: it is detached.

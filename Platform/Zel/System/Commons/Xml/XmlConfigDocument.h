@@ -15,9 +15,10 @@ public:
     /// `content` is filled by `Load` and must outlive the document.
     XmlConfigDocument(String rootElementName, IXmlSerializable& content);
 
-    /// Reads the file at `path` into the content. Throws `IoException` when it cannot be read, `XmlException` for
-    /// another root element or for what `XmlReader` refuses; every exception of the content passes unchanged. In each
-    /// of these cases file and line are logged at error level. A content that threw may be partly filled.
+    /// Reads the file at `path` into the content. Throws `IoException` when it cannot be read, `XmlException`
+    /// for another root element or for what `XmlReader` refuses; every exception of the content passes
+    /// unchanged. In each of these cases file and line are logged at error level. A content that threw may be
+    /// partly filled.
     void Load(const String& path);
 
 private:

@@ -10,8 +10,9 @@ namespace Zel::System::Commons::Xml
 class ZEL_API XmlConvert
 {
 public:
-    /// Reads "true" and "false" in any letter case, and otherwise what `boost::lexical_cast<bool>` takes: 1 and 0, with
-    /// leading zeros, "+", and "-" before a zero value. Throws `boost::bad_lexical_cast` for any other text.
+    /// Reads "true" and "false" in any letter case, and otherwise what `boost::lexical_cast<bool>` takes: 1
+    /// and 0, with leading zeros, "+", and "-" before a zero value. Throws `boost::bad_lexical_cast` for any
+    /// other text.
     [[nodiscard]] static bool ToBoolean(const String& text);
 };
 

@@ -10,8 +10,9 @@ namespace Zel::System::Commons::Xml
 {
 
 /// Reads a document forward, element by element, over a parser that is suspended in between.
-/// Refused with `XmlException` that carries file and line ("{file}:{line}: {reason}"): what is not well formed, a
-/// DOCTYPE, more than `MaximumDepth` open elements, a document of more than `MaximumSize` bytes. Not thread-safe.
+/// Refused with `XmlException` that carries file and line ("{file}:{line}: {reason}"): what is not well
+/// formed, a DOCTYPE, more than `MaximumDepth` open elements, a document of more than `MaximumSize` bytes.
+/// Not thread-safe.
 class ZEL_API XmlReader
 {
 public:
@@ -24,9 +25,9 @@ public:
     XmlReader(const XmlReader&) = delete;
     XmlReader& operator=(const XmlReader&) = delete;
 
-    /// Moves to the next child of the current element and enters it. Returns false, and leaves `name` alone, when the
-    /// current element has no further child. Text between the elements is skipped when `skipText` is set; otherwise
-    /// text other than white space throws `XmlException`.
+    /// Moves to the next child of the current element and enters it. Returns false, and leaves `name` alone,
+    /// when the current element has no further child. Text between the elements is skipped when `skipText` is
+    /// set; otherwise text other than white space throws `XmlException`.
     [[nodiscard]] bool TryReadStartElement(String& name, bool skipText);
 
     /// Returns the current element's text, entities replaced, up to its end tag, which stays to be read by
@@ -44,7 +45,8 @@ public:
     template <typename Value>
     [[nodiscard]] bool TryGetAttributeValue(const char* name, Value& value) const;
 
-    /// Reads to the end of the document and throws `XmlException` where something but white space and comments follows.
+    /// Reads to the end of the document and throws `XmlException` where something but white space and
+    /// comments follows.
     void ReadEndDocument();
 
     [[nodiscard]] const String& GetFileName() const noexcept;

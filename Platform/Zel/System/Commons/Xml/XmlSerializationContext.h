@@ -24,9 +24,9 @@ public:
     void InvalidXmlElementOccurs(const XmlReader& reader, const char* name) const;
     void InvalidXmlElementOccurs(const XmlReader& reader, const String& name) const;
 
-    /// Returns `path` with every "${NAME}" replaced by that path variable of `Singleton<AppDomain>` and made absolute:
-    /// a relative path is taken from the document's folder. Throws `XmlException` that names a variable which is
-    /// not defined, or a "${" without its "}".
+    /// Returns `path` with every "${NAME}" replaced by that path variable of `Singleton<AppDomain>` and made
+    /// absolute: a relative path is taken from the document's folder. Throws `XmlException` that names a
+    /// variable which is not defined, or a "${" without its "}".
     [[nodiscard]] String ResolvePath(const char* path) const;
     [[nodiscard]] String ResolvePath(const String& path) const;
 

@@ -10,13 +10,15 @@
 namespace Zel::System::Rsc::Services
 {
 
-/// A secret of at most `Size - 1` characters in a buffer of its own, which is overwritten when the object is destroyed,
-/// assigned to or moved from. Building one from a longer text throws `ArgumentException` ("arg", "Input string is too long").
+/// A secret of at most `Size - 1` characters in a buffer of its own, which is overwritten when the object is
+/// destroyed, assigned to or moved from. Building one from a longer text throws `ArgumentException` ("arg",
+/// "Input string is too long").
 template <std::size_t Size>
 class SecureString
 {
 public:
     SecureString() = default;
+
     explicit SecureString(std::string_view text)
     {
         if (text.size() >= Size)
@@ -26,9 +28,13 @@ public:
         text.copy(buffer.data(), text.size());
         length = text.size();
     }
+
     SecureString(const SecureString& other) noexcept = default;
+
     SecureString(SecureString&& other) noexcept : buffer(other.buffer), length(other.length) { other.Wipe(); }
+
     SecureString& operator=(const SecureString& other) noexcept = default;
+
     SecureString& operator=(SecureString&& other) noexcept
     {
         if (this != &other)
@@ -39,6 +45,7 @@ public:
         }
         return *this;
     }
+
     ~SecureString() { Wipe(); }
 
     [[nodiscard]] std::string_view GetView() const noexcept { return {buffer.data(), length}; }
