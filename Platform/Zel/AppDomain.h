@@ -9,7 +9,8 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <typeindex>
+#include <typeinfo>
+#include <utility>
 
 namespace Zel
 {
@@ -54,13 +55,14 @@ public:
     }
 
 private:
-    void SetShared(std::type_index type, std::shared_ptr<void> instance);
-    [[nodiscard]] std::shared_ptr<void> GetShared(std::type_index type) const;
+    void SetShared(const std::type_info& type, std::shared_ptr<void> instance);
+    [[nodiscard]] std::shared_ptr<void> GetShared(const std::type_info& type) const;
 
     const String name;
     mutable std::mutex mutex;
     std::map<String, String> pathVariables;
-    std::map<std::type_index, std::shared_ptr<void>> singletons;
+    // By the type's name: std::type_index would point into the library that registered the type.
+    std::map<String, std::shared_ptr<void>> singletons;
 };
 
 } // namespace Zel

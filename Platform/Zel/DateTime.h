@@ -33,14 +33,16 @@ public:
     /// Returns the system clock's reading, of kind `Utc`.
     [[nodiscard]] static DateTime GetUtcNow();
 
-    /// Returns the moment `nanoseconds` after 1970-01-01T00:00:00 UTC, of kind `Utc`; fractions of a tick are
-    /// cut off.
+    /// Returns the moment that many `seconds` and `nanoseconds` (0 to 999,999,999) after 1970-01-01T00:00:00
+    /// UTC, of kind `Utc`. Fractions of a tick are cut off; seconds outside the years 1 to 9999 become the
+    /// nearest of them.
     [[nodiscard]] static DateTime FromUnixTime(std::int64_t seconds, std::int64_t nanoseconds);
 
     /// Parses YYYY-MM-DDTHH:MM:SS with an optional fraction of 1 to 9 digits (cut to ticks) and an optional
-    /// offset. Without an offset the result is of kind `Unspecified`; "Z" and "+HH:MM" give kind `Utc`,
-    /// converted to UTC. Throws `Zel::Exception` that names the text for everything else: another shape, a
-    /// day, hour or minute that does not exist, or text before or after.
+    /// offset. Without an offset the result is of kind `Unspecified`; "Z" and "+HH:MM" or "-HH:MM", at most
+    /// 14 hours, give kind `Utc`, converted to UTC. Throws `Exception` "'{text}' is not a date and time in
+    /// ISO 8601 form" for everything else: another shape, a day, hour or minute that does not exist, a leap
+    /// second, text before or after, a result outside the years 1 to 9999.
     [[nodiscard]] static DateTime FromIso8601String(const String& text);
 
     /// Returns YYYY-MM-DDTHH:MM:SS, with ".fffffff" when the ticks are not whole seconds and "Z" for kind

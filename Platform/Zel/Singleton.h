@@ -15,7 +15,8 @@ namespace Impl
 
 /// Returns the process-wide slot of `type`; the same address from every library of the process, for its whole
 /// life. Kept in one source of the platform library: a static member of the template would exist once per
-/// library.
+/// library. Types are told apart by their names, so a type of an unnamed namespace shares its slot with its
+/// namesakes.
 [[nodiscard]] ZEL_API std::atomic<void*>& GetSingletonSlot(const std::type_info& type);
 
 } // namespace Impl

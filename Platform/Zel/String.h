@@ -2,6 +2,7 @@
 
 #include "Zel/Visibility.h"
 
+#include <cstddef>
 #include <string>
 #include <vector>
 

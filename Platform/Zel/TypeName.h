@@ -17,4 +17,8 @@ template <typename T>
     return TypeName(typeid(T));
 }
 
+/// Returns the name of `type` without namespaces and enclosing classes, those of template arguments included,
+/// for example "XmlException" or "NotificationRegistration<SecurityNotificationPayload>".
+[[nodiscard]] ZEL_API String ShortTypeName(const std::type_info& type);
+
 } // namespace Zel

@@ -10,6 +10,8 @@ namespace Zel::Services::Device
 class ZEL_API DeviceControlServiceProxyFactory : public System::Rsc::IProxyFactory
 {
 public:
+    inline static const String InterfaceName = "IDeviceControlService";
+
     ~DeviceControlServiceProxyFactory() override;
 
     /// The process's one factory.

@@ -10,6 +10,8 @@ namespace Zel::Services::Device
 class ZEL_API DeviceInfoServiceProxyFactory : public System::Rsc::IProxyFactory
 {
 public:
+    inline static const String InterfaceName = "IDeviceInfoService";
+
     ~DeviceInfoServiceProxyFactory() override;
 
     /// The process's one factory.

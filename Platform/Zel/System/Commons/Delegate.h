@@ -1,7 +1,7 @@
 #pragma once
 
+#include <concepts>
 #include <functional>
-#include <type_traits>
 #include <utility>
 
 namespace Zel::System::Commons
@@ -17,11 +17,8 @@ class Delegate
 public:
     Delegate() = default;
 
-    template <typename Callable>
-
-    requires(!std::is_same_v<std::remove_cvref_t<Callable>, Delegate>) &&
-        std::is_invocable_v<Callable&, Arguments...> Delegate(Callable&& callable)
-        : callable(std::forward<Callable>(callable))
+    template <std::invocable<Arguments...> Callable>
+    Delegate(Callable callable) : callable(std::move(callable))
     {
     }
 

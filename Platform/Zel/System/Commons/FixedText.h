@@ -4,6 +4,7 @@
 #include "Zel/System/Commons/ArgumentException.h"
 
 #include <array>
+#include <concepts>
 #include <cstddef>
 #include <ostream>
 #include <string_view>
@@ -47,9 +48,11 @@ public:
         return left.GetView() == right.GetView();
     }
 
-    friend bool operator==(const FixedText& left, std::string_view right) noexcept
+    /// Compares with any other text, also one that is too long to be held.
+    template <std::convertible_to<std::string_view> Text>
+    friend bool operator==(const FixedText& left, const Text& right) noexcept
     {
-        return left.GetView() == right;
+        return left.GetView() == std::string_view(right);
     }
 
     friend std::ostream& operator<<(std::ostream& stream, const FixedText& text)
@@ -64,7 +67,8 @@ private:
         {
             throw ArgumentException("arg", "Input string is too long");
         }
-        text.copy(buffer.data(), text.size());
+        // Not a copy: the text may be a piece of this one.
+        std::char_traits<char>::move(buffer.data(), text.data(), text.size());
         length = text.size();
         buffer[length] = '\0';
     }

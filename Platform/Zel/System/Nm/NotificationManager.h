@@ -39,6 +39,8 @@ class ZEL_API NotificationManager : public INotificationManager,
 public:
     NotificationManager() = default;
     ~NotificationManager() override;
+    NotificationManager(const NotificationManager&) = delete;
+    NotificationManager& operator=(const NotificationManager&) = delete;
 
     /// Sinks are added before the first notification is sent.
     void AddSink(std::shared_ptr<INotificationSink> sink);

@@ -8,7 +8,7 @@
 namespace Zel::System::Commons::Io
 {
 
-/// Operations on regular files. A symbolic link is not a regular file.
+/// Operations on regular files. A symbolic link is not a regular file. A path with a NUL byte names nothing.
 class ZEL_API File
 {
 public:
@@ -19,8 +19,9 @@ public:
     /// an error unless `ignoreMissing`.
     static void Delete(const String& path, bool ignoreMissing = false);
 
-    /// Returns the whole content. Throws `IoException`, with EFBIG when the file has more than `maximumSize`
-    /// bytes and with EINVAL when it is not a regular file.
+    /// Returns the whole content, of files of the kernel too. Here alone links are followed, since settings
+    /// and device facts are often linked to their place. Throws `IoException`, with EFBIG when there are more
+    /// than `maximumSize` bytes and with EINVAL when the path does not lead to a regular file.
     [[nodiscard]] static String ReadAllText(const String& path, std::uint64_t maximumSize);
 };
 

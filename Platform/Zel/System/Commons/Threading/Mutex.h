@@ -3,7 +3,10 @@
 #include "Zel/Visibility.h"
 
 #include <chrono>
+#include <condition_variable>
+#include <cstddef>
 #include <mutex>
+#include <thread>
 
 namespace Zel::System::Commons::Threading
 {
@@ -26,9 +29,15 @@ public:
     void unlock();
 
 private:
+    [[nodiscard]] bool TryEnter();
+
     const bool recursive;
-    std::timed_mutex plainMutex;
-    std::recursive_timed_mutex recursiveMutex;
+    std::mutex guard;
+    std::condition_variable freed;
+    /// Meaningful while `depth` is not 0.
+    std::thread::id owner;
+    /// How often the owner holds the lock.
+    std::size_t depth = 0;
 };
 
 } // namespace Zel::System::Commons::Threading

@@ -20,6 +20,11 @@ public:
 
     /// Called with the root element open.
     virtual void WriteXml(XmlWriter& writer, XmlSerializationContext& context) = 0;
+
+protected:
+    IXmlSerializable() = default;
+    IXmlSerializable(const IXmlSerializable&) = default;
+    IXmlSerializable& operator=(const IXmlSerializable&) = default;
 };
 
 } // namespace Zel::System::Commons::Xml

@@ -50,11 +50,12 @@ public:
 
     [[nodiscard]] std::string_view GetView() const noexcept { return {buffer.data(), length}; }
 
-    /// Overwrites the whole buffer, in a way that the compiler does not leave out, and makes the text empty.
+    /// Overwrites the whole buffer and the length, in a way that the compiler does not leave out, and so
+    /// makes the text empty.
     void Wipe() noexcept
     {
         explicit_bzero(buffer.data(), buffer.size());
-        length = 0;
+        explicit_bzero(&length, sizeof(length));
     }
 
 private:

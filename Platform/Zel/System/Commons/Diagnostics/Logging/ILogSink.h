@@ -25,8 +25,9 @@ public:
     virtual void Write(const LogRecord& record) = 0;
 };
 
-/// Returns `text` with every byte below 0x20 and 0x7F written as "\xHH", so that one record stays one line
-/// and texts from outside cannot steer a terminal.
+/// Returns `text` with every byte of a control character (below U+0020, U+007F to U+009F) and of what is not
+/// UTF-8 written as "\xHH", so that one record stays one line of valid text and texts from outside cannot
+/// steer a terminal.
 [[nodiscard]] ZEL_API String EscapeControlCharacters(const String& text);
 
 } // namespace Zel::System::Commons::Diagnostics::Logging

@@ -26,10 +26,16 @@ public:
     /// Returns the one logger of a class; created on first use.
     [[nodiscard]] static Logger& GetLogger(const std::type_info& type);
 
+    /// The level set last.
+    [[nodiscard]] static LogLevel GetLevel();
+
     /// Sets the level of all loggers, present and future. Initially `Info`.
     static void SetLevel(LogLevel level);
 
+    /// Adds a sink behind the others.
     static void AddSink(std::shared_ptr<ILogSink> sink);
+
+    /// Removes a sink; lines that other threads write at this moment may still reach it.
     static void RemoveSink(const std::shared_ptr<ILogSink>& sink);
 
     /// A sink for standard error: time, level, logger and text, in colour on a terminal.

@@ -14,6 +14,7 @@ class ZEL_API Logger
 {
 public:
     Logger(String name, LogLevel level);
+    ~Logger() = default;
     Logger(const Logger&) = delete;
     Logger& operator=(const Logger&) = delete;
 
@@ -27,8 +28,9 @@ public:
 
     void SetLevel(LogLevel level) noexcept;
 
-    /// Hands the line to every sink, whatever its level.
-    void Write(LogLevel level, String text) const;
+    /// Hands the line to every sink, whatever its level. Never throws: a line that cannot be written is lost,
+    /// because what is logged about must go on.
+    void Write(LogLevel level, String text) const noexcept;
 
 private:
     const String name;

@@ -1,0 +1,194 @@
+#include "Cli/BusClient.h"
+
+#include "Cli/BusError.h"
+#include "Cli/ComponentReader.h"
+#include "Zel/System/Core/Format.h"
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <utility>
+
+namespace Zel::Host::Cli
+{
+
+using System::Core::Format;
+
+namespace
+{
+
+const String ServiceName = "zel.SoftwareUpdate1";
+const String ManagerPath = "/zel/SoftwareUpdate1";
+const String ManagerInterface = "zel.SoftwareUpdate1.Manager";
+const String ComponentInterface = "zel.SoftwareUpdate1.Component";
+const String PropertiesInterface = "org.freedesktop.DBus.Properties";
+const String DaemonName = "org.freedesktop.DBus";
+
+/// Reading is answered from the service's memory; longer means that it hangs, or is being started.
+BusClient::Clock::time_point ReadDeadline()
+{
+    return BusClient::Clock::now() + std::chrono::seconds(25);
+}
+
+} // namespace
+
+BusClient::BusClient(const InterruptSignals& interrupts) : connection(interrupts)
+{
+    connection.SetSignalHandler([this](sd_bus_message& signal) { OnSignal(signal); });
+}
+
+std::vector<String> BusClient::ReadComponents()
+{
+    const BusMessage reply = CallGetAll(ManagerPath, ManagerInterface);
+    if (owner.empty())
+    {
+        const char* const sender = sd_bus_message_get_sender(reply.get());
+        owner = sender != nullptr ? sender : ServiceName;
+        SubscribeToOwner();
+    }
+    return ComponentReader::ReadComponentIds(*reply);
+}
+
+void BusClient::Select(const String& id)
+{
+    componentPath = ComponentReader::ToPath(id);
+    state = ComponentState();
+    connection.Subscribe(
+        Format("type='signal',sender='{0}',path='{1}',interface='{2}',member='PropertiesChanged'", owner,
+               componentPath, PropertiesInterface));
+    Refresh();
+}
+
+void BusClient::Refresh()
+{
+    stale = false;
+    const BusMessage reply = CallGetAll(componentPath, ComponentInterface);
+    ComponentReader::ReadProperties(*reply, state);
+    NotifyChange();
+}
+
+void BusClient::SetChangeHandler(ChangeHandler handler)
+{
+    changeHandler = std::move(handler);
+}
+
+String BusClient::Stage(int descriptor)
+{
+    BusMessage call = NewComponentCall("Stage");
+    BusConnection::Check(sd_bus_message_append(call.get(), "ha{sv}", descriptor, 0));
+    const BusMessage reply = connection.Call(std::move(call), BusConnection::Forever);
+    return ComponentReader::ReadText(*reply);
+}
+
+void BusClient::Install(bool fallback, std::chrono::milliseconds delay)
+{
+    BusMessage call = NewComponentCall("Install");
+    BusConnection::Check(sd_bus_message_append(call.get(), "s", ""));
+    BusConnection::Check(sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "{sv}"));
+    if (fallback)
+    {
+        BusConnection::Check(sd_bus_message_append(call.get(), "{sv}", "fallback", "b", 1));
+    }
+    if (delay.count() > 0)
+    {
+        const auto milliseconds = static_cast<std::uint64_t>(delay.count());
+        BusConnection::Check(sd_bus_message_append(call.get(), "{sv}", "delay", "t", milliseconds));
+    }
+    BusConnection::Check(sd_bus_message_close_container(call.get()));
+    static_cast<void>(connection.Call(std::move(call), BusConnection::Forever));
+}
+
+void BusClient::Revert()
+{
+    static_cast<void>(connection.Call(NewComponentCall("Revert"), BusConnection::Forever));
+}
+
+void BusClient::Resume()
+{
+    static_cast<void>(connection.Call(NewComponentCall("Resume"), BusConnection::Forever));
+}
+
+bool BusClient::WaitForMessage(Clock::time_point deadline)
+{
+    const bool arrived = connection.WaitForMessage(deadline);
+    if (stale)
+    {
+        Refresh();
+    }
+    return arrived;
+}
+
+BusMessage BusClient::NewComponentCall(const String& member)
+{
+    return connection.NewCall(owner, componentPath, ComponentInterface, member);
+}
+
+BusMessage BusClient::CallGetAll(const String& path, const String& interface)
+{
+    // The first call goes to the well-known name, which starts the service where the bus can do that.
+    BusMessage call =
+        connection.NewCall(owner.empty() ? ServiceName : owner, path, PropertiesInterface, "GetAll");
+    BusConnection::Check(sd_bus_message_append(call.get(), "s", interface.c_str()));
+    return connection.Call(std::move(call), ReadDeadline());
+}
+
+void BusClient::SubscribeToOwner()
+{
+    connection.Subscribe(
+        Format("type='signal',sender='{0}',interface='{0}',member='NameOwnerChanged',arg0='{1}'", DaemonName,
+               ServiceName));
+}
+
+void BusClient::OnSignal(sd_bus_message& signal)
+{
+    const char* const sender = sd_bus_message_get_sender(&signal);
+    if (sender == nullptr)
+    {
+        return;
+    }
+    // A message that is sent to this connection alone passes the match rules: look at the sender again.
+    if (sender == DaemonName && sd_bus_message_is_signal(&signal, DaemonName.c_str(), "NameOwnerChanged") > 0)
+    {
+        OnNameOwnerChanged(signal);
+    }
+    const char* const path = sd_bus_message_get_path(&signal);
+    if (sender == owner && path != nullptr && path == componentPath &&
+        sd_bus_message_is_signal(&signal, PropertiesInterface.c_str(), "PropertiesChanged") > 0)
+    {
+        OnPropertiesChanged(signal);
+    }
+}
+
+void BusClient::OnPropertiesChanged(sd_bus_message& signal)
+{
+    if (ComponentReader::ReadText(signal) != ComponentInterface)
+    {
+        return;
+    }
+    ComponentReader::ReadProperties(signal, state);
+    BusConnection::Check(sd_bus_message_enter_container(&signal, SD_BUS_TYPE_ARRAY, "s"));
+    stale = stale || sd_bus_message_at_end(&signal, 0) == 0;
+    NotifyChange();
+}
+
+void BusClient::NotifyChange() const
+{
+    if (changeHandler)
+    {
+        changeHandler(state);
+    }
+}
+
+void BusClient::OnNameOwnerChanged(sd_bus_message& signal) const
+{
+    const char* name = nullptr;
+    const char* earlier = nullptr;
+    const char* later = nullptr;
+    BusConnection::Check(sd_bus_message_read(&signal, "sss", &name, &earlier, &later));
+    if (name == ServiceName && earlier == owner)
+    {
+        throw BusError(BusError::NameHasNoOwner, "the update service has gone");
+    }
+}
+
+} // namespace Zel::Host::Cli

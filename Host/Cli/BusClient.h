@@ -1,0 +1,80 @@
+#pragma once
+
+#include "Cli/BusConnection.h"
+#include "Cli/ComponentState.h"
+
+#include "Zel/String.h"
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+namespace Zel::Host::Cli
+{
+
+/// The service's D-Bus interface as calls and values, for one component at a time. Answers and signals count
+/// only when they come from the connection that owned the service's name at the first call. Every operation
+/// throws `BusError` when the service refuses, answers in an unknown form or goes away, and `Interrupted`
+/// when a signal arrives while it waits. For one thread.
+class BusClient
+{
+public:
+    using Clock = BusConnection::Clock;
+    using ChangeHandler = std::function<void(const ComponentState& state)>;
+
+    /// Connects to the bus. The first call starts the service where the bus knows how.
+    explicit BusClient(const InterruptSignals& interrupts);
+    BusClient(const BusClient&) = delete;
+    BusClient& operator=(const BusClient&) = delete;
+
+    /// Returns the IDs of the components, in the service's order.
+    [[nodiscard]] std::vector<String> ReadComponents();
+
+    /// Makes a component the one that all further operations are about, asks for its changes and reads it.
+    /// `id` is one that `ReadComponents` returned.
+    void Select(const String& id);
+
+    /// The selected component: as read, with every change since.
+    [[nodiscard]] const ComponentState& GetState() const noexcept { return state; }
+
+    /// Reads the component anew.
+    void Refresh();
+
+    /// `handler` is called with the new state after every change that arrives, or is read, during an
+    /// operation; an empty one is called no more.
+    void SetChangeHandler(ChangeHandler handler);
+
+    /// Gives the service a readable descriptor of a bundle; it stays the caller's. Returns the bundle's
+    /// version.
+    [[nodiscard]] String Stage(int descriptor);
+
+    /// Starts the installation of the pending version, or of the fallback one, after `delay`. Returns when it
+    /// was accepted.
+    void Install(bool fallback, std::chrono::milliseconds delay);
+
+    void Revert();
+    void Resume();
+
+    /// Waits until something arrived. Returns false when `deadline` passed before.
+    [[nodiscard]] bool WaitForMessage(Clock::time_point deadline);
+
+private:
+    [[nodiscard]] BusMessage NewComponentCall(const String& member);
+    [[nodiscard]] BusMessage CallGetAll(const String& path, const String& interface);
+    void SubscribeToOwner();
+    void OnSignal(sd_bus_message& signal);
+    void OnPropertiesChanged(sd_bus_message& signal);
+    void NotifyChange() const;
+    void OnNameOwnerChanged(sd_bus_message& signal) const;
+
+    BusConnection connection;
+    /// The service's unique connection name; empty before the first call.
+    String owner;
+    String componentPath;
+    ComponentState state;
+    ChangeHandler changeHandler;
+    /// A change came without its value.
+    bool stale = false;
+};
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,23 @@
+#include "Cli/BusError.h"
+
+#include "Cli/ErrorTable.h"
+
+#include <utility>
+
+namespace Zel::Host::Cli
+{
+
+BusError::BusError(String name, const String& reason)
+    : CommandError(ErrorTable::Find(name).exitCode, reason.empty() ? name : reason,
+                   String(ErrorTable::Find(name).hint)),
+      name(std::move(name))
+{
+}
+
+String BusError::GetShortName() const
+{
+    const bool own = name.starts_with(ErrorTable::ServicePrefix);
+    return own ? name.substr(ErrorTable::ServicePrefix.size()) : name;
+}
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Cli/CommandError.h"
+
+namespace Zel::Host::Cli
+{
+
+/// A D-Bus error, or the loss of the bus or of the service. Exit code and hint come from `ErrorTable`.
+class BusError : public CommandError
+{
+public:
+    /// The bus does not take the connection.
+    inline static const String NoServer = "org.freedesktop.DBus.Error.NoServer";
+    /// The connection to the bus was lost.
+    inline static const String Disconnected = "org.freedesktop.DBus.Error.Disconnected";
+    /// The service's name has no owner (any more).
+    inline static const String NameHasNoOwner = "org.freedesktop.DBus.Error.NameHasNoOwner";
+    /// An answer that does not have the shape of the service's interface.
+    inline static const String InvalidAnswer = "org.freedesktop.DBus.Error.InvalidSignature";
+
+    /// `name` is the D-Bus error's name, `reason` its text as received.
+    BusError(String name, const String& reason);
+
+    [[nodiscard]] const String& GetName() const noexcept { return name; }
+
+    /// Returns the name without the service's prefix, for example "InvalidState"; other names are whole.
+    [[nodiscard]] String GetShortName() const;
+
+private:
+    String name;
+};
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "Cli/BusClient.h"
+#include "Cli/BusError.h"
+#include "Cli/InstallationWatch.h"
+#include "Cli/ProgressView.h"
+#include "Cli/Report.h"
+#include "Cli/Session.h"
+
+#include "Zel/String.h"
+
+namespace Zel::Host::Cli
+{
+
+/// One installation as `install` runs it: asks for it, shows how it goes, and says how it ended. The
+/// service's disappearance after it has ordered the restart is the good end.
+class Installation
+{
+public:
+    /// `session` and `client`, with its component selected, must live longer.
+    Installation(Session& session, BusClient& client);
+    ~Installation();
+    Installation(const Installation&) = delete;
+    Installation& operator=(const Installation&) = delete;
+
+    /// Returns how it ended. Throws `BusError` when the service refuses.
+    [[nodiscard]] Report Run();
+
+private:
+    void OnChange(const ComponentState& state);
+    void Start();
+    /// Waits for the end; returns false when the device does not restart although it was told to.
+    [[nodiscard]] bool Follow();
+    [[nodiscard]] Report ToReport(ExitCode exitCode, const String& outcome, const String& summary) const;
+    [[nodiscard]] Report ToAccepted() const;
+    [[nodiscard]] Report ToRestarting() const;
+    [[nodiscard]] Report ToEnd() const;
+    [[nodiscard]] Report ToNotRestarted() const;
+    [[nodiscard]] Report ToInterrupted(const Interrupted& interrupted) const;
+    /// Returns what the loss of the service means.
+    [[nodiscard]] Report ToLost(const BusError& error) const;
+
+    Session& session;
+    BusClient& client;
+    ProgressView view;
+    InstallationWatch watch;
+    /// The version that is installed.
+    String version;
+    bool accepted = false;
+};
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Zel/String.h"
+
+#include <cstdint>
+
+namespace Zel::Host::Cli
+{
+
+/// The last recorded end of an installation or revert.
+struct Verdict
+{
+    /// "", "succeeded" or "failed".
+    String result;
+    String version;
+    /// Why it failed.
+    String reason;
+    /// Microseconds since 1970 in UTC.
+    std::uint64_t time = 0;
+
+    friend bool operator==(const Verdict&, const Verdict&) = default;
+
+    /// Whether it tells that the device is back on the version that it was updated from.
+    [[nodiscard]] bool IsSwitchedBack() const;
+};
+
+/// What the service tells of one component: its D-Bus properties. All texts are as received.
+struct ComponentState
+{
+    inline static const String Idle = "idle";
+    inline static const String Installing = "installing";
+    inline static const String Failed = "failed";
+
+    String id;
+    /// One of the three above.
+    String state;
+    String message;
+    std::int32_t progressPercent = 0;
+    String progressText;
+    bool revertible = false;
+    /// "" where there is none.
+    String currentVersion;
+    String pendingVersion;
+    String fallbackVersion;
+    String bootId;
+    Verdict lastVerdict;
+    /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 when none waits.
+    std::uint64_t nextStart = 0;
+
+    /// Whether an installation is accepted and waits for its time.
+    [[nodiscard]] bool IsWaiting() const;
+
+    /// Whether the updater is through and has ordered the restart.
+    [[nodiscard]] bool IsRestarting() const;
+
+    /// Whether the updater is through, but could not order the restart.
+    [[nodiscard]] bool IsRestartByHand() const;
+
+    /// Percent, 0 to 100. While an installation runs at most 99; 100 as soon as the updater is through: RAUC
+    /// also reports 100 for an installation that fails.
+    [[nodiscard]] int GetShownPercent() const;
+
+    /// What is being done: the message, or the progress's own text when there is none.
+    [[nodiscard]] const String& GetShownMessage() const;
+};
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "Cli/ComponentState.h"
+
+#include "Zel/String.h"
+
+namespace Zel::Host::Cli
+{
+
+/// Where an installation stands that this program has asked for.
+enum class InstallationPhase
+{
+    /// Asked for, waiting or running.
+    Running,
+    /// Written, the restart is ordered: the service is going to disappear.
+    Restarting,
+    /// Written, but somebody has to restart the device.
+    RestartByHand,
+    Failed,
+    /// Over, and the device is back on the version that it was updated from.
+    SwitchedBack,
+    /// Over with a good verdict, without the service having disappeared.
+    Succeeded,
+    /// Over without a verdict, for example called off.
+    Ended
+};
+
+/// Follows one installation from before it is asked for through the component's states.
+class InstallationWatch
+{
+public:
+    /// `before` is the state before the installation is asked for.
+    explicit InstallationWatch(const ComponentState& before);
+
+    /// Takes a later state; `accepted` once the service has answered that the installation was started.
+    void Observe(const ComponentState& now, bool accepted);
+
+    [[nodiscard]] InstallationPhase GetPhase() const noexcept { return phase; }
+
+    /// Whether the service still works on the installation.
+    [[nodiscard]] bool IsOpen() const noexcept;
+
+    /// Why it failed, as the service told it; may be empty.
+    [[nodiscard]] const String& GetReason() const noexcept { return reason; }
+
+private:
+    [[nodiscard]] InstallationPhase Judge(const ComponentState& now) const;
+
+    Verdict earlierVerdict;
+    bool begun = false;
+    InstallationPhase phase = InstallationPhase::Running;
+    String reason;
+};
+
+} // namespace Zel::Host::Cli

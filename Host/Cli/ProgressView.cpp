@@ -1,0 +1,90 @@
+#include "Cli/ProgressView.h"
+
+#include "Cli/Printable.h"
+#include "Cli/ProgressBar.h"
+#include "Zel/System/Core/Format.h"
+
+namespace Zel::Host::Cli
+{
+
+using System::Core::Format;
+
+namespace
+{
+
+const String ToLineStart = "\r";
+const String ClearToLineEnd = "\x1B[K";
+
+} // namespace
+
+ProgressView::ProgressView(std::ostream& out, const Terminal& terminal, bool quiet)
+    : out(out), terminal(terminal), quiet(quiet)
+{
+}
+
+ProgressView::~ProgressView()
+{
+    Finish();
+}
+
+void ProgressView::Show(const ComponentState& state)
+{
+    if (quiet || state.state != ComponentState::Installing)
+    {
+        return;
+    }
+    if (terminal.interactive)
+    {
+        Draw(state);
+    }
+    else
+    {
+        WriteLine(state);
+    }
+}
+
+void ProgressView::Finish()
+{
+    if (lineOpen)
+    {
+        out << '\n' << std::flush;
+        lineOpen = false;
+    }
+}
+
+void ProgressView::Draw(const ComponentState& state)
+{
+    terminal.RefreshWidth();
+    // One column stays free: a character in the last one makes some terminals begin a new line.
+    const std::size_t width = terminal.width > 1 ? terminal.width - 1 : 1;
+    const String text = Printable(state.GetShownMessage());
+    const String line = state.IsWaiting()
+                            ? FitColumns(text, width)
+                            : ProgressBar::Render(state.GetShownPercent(), text, width, terminal.colour);
+    out << ToLineStart << line << ClearToLineEnd << std::flush;
+    lineOpen = true;
+}
+
+void ProgressView::WriteLine(const ComponentState& state)
+{
+    const String text = Printable(state.GetShownMessage());
+    if (state.IsWaiting())
+    {
+        if (!waitShown && !text.empty())
+        {
+            out << text << std::endl;
+            waitShown = true;
+        }
+        return;
+    }
+    const int percent = state.GetShownPercent();
+    const bool newText = !text.empty() && text != lastMessage;
+    if (newText || percent / 10 > lastTens)
+    {
+        out << Format("{0:3d} %{1}{2}", percent, text.empty() ? "" : " ", text) << std::endl;
+        lastMessage = text;
+        lastTens = percent / 10;
+    }
+}
+
+} // namespace Zel::Host::Cli

@@ -1,0 +1,156 @@
+#include "Service/BusRequest.h"
+
+#include "Service/Authorizer.h"
+#include "Service/BusApi.h"
+
+#include "Zel/System/Core/Format.h"
+
+#include <systemd/sd-bus.h>
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Io::FileDescriptor;
+using System::Core::Format;
+
+namespace
+{
+
+struct FreeCredentials
+{
+    void operator()(sd_bus_creds* credentials) const noexcept { sd_bus_creds_unref(credentials); }
+};
+
+/// Arguments were checked against the method's signature before; what fails is not well formed.
+int CheckRead(int result)
+{
+    if (result < 0)
+    {
+        throw BusRequestException(SD_BUS_ERROR_INVALID_ARGS, "The arguments cannot be read.");
+    }
+    return result;
+}
+
+/// Reads the value of an option, which has to be of the one type.
+void ReadOption(sd_bus_message* message, const char* key, const char* type, void* value)
+{
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, type) < 0)
+    {
+        throw BusRequestException(SD_BUS_ERROR_INVALID_ARGS,
+                                  Format("The option '{0}' has to be of type {1}.", key, type));
+    }
+    CheckRead(sd_bus_message_read_basic(message, *type, value));
+    CheckRead(sd_bus_message_exit_container(message));
+}
+
+} // namespace
+
+BusRequestException::BusRequestException(const char* name, String message)
+    : Exception(std::move(message)), name(name)
+{
+}
+
+BusRequestException::~BusRequestException() = default;
+
+BusRequest::BusRequest(sd_bus_message* message) : message(sd_bus_message_ref(message), sd_bus_message_unref)
+{
+    sd_bus_creds* queried = nullptr;
+    const int result = sd_bus_query_sender_creds(message, SD_BUS_CREDS_EUID | SD_BUS_CREDS_PID, &queried);
+    const std::unique_ptr<sd_bus_creds, FreeCredentials> credentials(queried);
+    uid_t user = 0;
+    pid_t process = 0;
+    if (result < 0 || sd_bus_creds_get_euid(queried, &user) < 0)
+    {
+        throw BusRequestException(SD_BUS_ERROR_ACCESS_DENIED, "Who calls could not be determined.");
+    }
+    static_cast<void>(sd_bus_creds_get_pid(queried, &process));
+    if (!Authorizer::MayChange(user))
+    {
+        throw BusRequestException(SD_BUS_ERROR_ACCESS_DENIED,
+                                  Format("User {0} may not change anything here. Call as root.", user));
+    }
+    caller = Format("user {0} (process {1})", user, process);
+}
+
+FileDescriptor BusRequest::ReadDescriptor() const
+{
+    int descriptor = -1;
+    CheckRead(sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_UNIX_FD, &descriptor));
+    // The message owns the one it gave.
+    const int own = fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0)
+    {
+        throw BusRequestException(SD_BUS_ERROR_LIMITS_EXCEEDED, "The service has too many open files.");
+    }
+    return FileDescriptor::Adopt(own, "the bundle");
+}
+
+String BusRequest::ReadText() const
+{
+    const char* text = nullptr;
+    CheckRead(sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING, &text));
+    return text;
+}
+
+void BusRequest::ReadNoOptions() const
+{
+    ReadOptions(nullptr);
+}
+
+void BusRequest::ReadInstallOptions(InstallRequest& request) const
+{
+    ReadOptions(&request);
+}
+
+void BusRequest::ReadOptions(InstallRequest* request) const
+{
+    CheckRead(sd_bus_message_enter_container(message.get(), SD_BUS_TYPE_ARRAY, "{sv}"));
+    while (CheckRead(sd_bus_message_enter_container(message.get(), SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0)
+    {
+        const String key = ReadText();
+        if (request != nullptr && key == "fallback")
+        {
+            int value = 0;
+            ReadOption(message.get(), key.c_str(), "b", &value);
+            request->fallback = value != 0;
+        }
+        else if (request != nullptr && key == "delay")
+        {
+            ReadOption(message.get(), key.c_str(), "t", &request->delay);
+        }
+        else
+        {
+            throw BusRequestException(SD_BUS_ERROR_INVALID_ARGS,
+                                      Format("The option '{0}' is not known.", key));
+        }
+        CheckRead(sd_bus_message_exit_container(message.get()));
+    }
+    CheckRead(sd_bus_message_exit_container(message.get()));
+}
+
+Completion BusRequest::Reply(bool withText) const
+{
+    return [message = message, withText](const RequestResult& result)
+    {
+        if (!result.IsOk())
+        {
+            const String name = BusApi::ErrorPrefix + result.error;
+            sd_bus_reply_method_errorf(message.get(), name.c_str(), "%s", result.text.c_str());
+        }
+        else if (withText)
+        {
+            sd_bus_reply_method_return(message.get(), "s", result.text.c_str());
+        }
+        else
+        {
+            sd_bus_reply_method_return(message.get(), "");
+        }
+    };
+}
+
+} // namespace Zel::Host::Service

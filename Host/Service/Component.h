@@ -1,0 +1,145 @@
+#pragma once
+
+#include "Service/ComponentSnapshot.h"
+#include "Service/Delivery.h"
+#include "Service/EventLoop.h"
+#include "Service/LoopTimer.h"
+#include "Service/ModuleCalls.h"
+#include "Service/PersistentUpdaterStatus.h"
+#include "Service/RaucState.h"
+#include "Service/RequestResult.h"
+#include "Service/Worker.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace Zel::Host::Service
+{
+
+/// One component of the device: its module, the picture that clients see of it, and the one request that may
+/// change something at a time. Used on the loop's thread; the module is used on a worker of its own.
+class Component : private System::Commons::Diagnostics::Logging::Loggable<Component>
+{
+public:
+    using FileDescriptor = Delivery::FileDescriptor;
+    using IUpdaterModule = Services::SoftwareUpdate::IUpdaterModule;
+    using ChangeHandler = std::function<void(const std::vector<String>& properties)>;
+
+    /// What a component needs; all of it outlives the component.
+    struct Environment
+    {
+        EventLoop& loop;
+        Delivery& delivery;
+        std::shared_ptr<PersistentUpdaterStatus> status;
+        /// May throw, like `IUpdaterModule::Initialize`.
+        std::function<std::unique_ptr<IUpdaterModule>()> createModule;
+        /// The module's settings document.
+        String settingsPath;
+        RaucProbe probe;
+    };
+
+    /// How long an answer of RAUC's is waited for in vain before the versions are asked for again.
+    static constexpr std::chrono::seconds RefreshRetry{5};
+    /// The least time between two announcements of messages and progress.
+    static constexpr std::chrono::milliseconds AnnouncementInterval{100};
+    /// Delays of so many milliseconds and more are refused, as modules count them in 32 bits.
+    static constexpr std::uint64_t DelayLimit = std::uint64_t{1} << 32U;
+
+    Component(String id, Environment environment);
+    /// Stops.
+    ~Component();
+    Component(const Component&) = delete;
+    Component& operator=(const Component&) = delete;
+
+    /// Creates and initializes the module and reads the first picture of the versions; requests are refused
+    /// until then. `done` gets the reason of a failure.
+    void Start(Completion done);
+
+    /// Destroys the module when the request that is under way has left it; later requests are refused until
+    /// `Start`. The picture stays.
+    void Drop(EventLoop::Task done);
+
+    /// Destroys the module; returns when that is done. Requests that are under way are never answered.
+    void Stop();
+
+    /// Requests. `caller` is shown to others who are refused meanwhile. A refused request changed nothing. By
+    /// the time of the completion the picture shows what the request did.
+    void Stage(FileDescriptor bundle, const String& caller, Completion completion);
+    void Install(const InstallRequest& request, const String& caller, Completion completion);
+    void Revert(const String& caller, Completion completion);
+    void Resume(const String& caller, Completion completion);
+
+    /// To be called after the status store changed this component's record.
+    void OnStatusChanged();
+    /// To be called after RAUC's name got an owner.
+    void OnRaucAppeared();
+
+    /// Has `handler` called with the names of the properties that changed, after each change of the picture.
+    void SetChangeHandler(ChangeHandler handler);
+
+    [[nodiscard]] const String& GetId() const noexcept { return id; }
+
+    [[nodiscard]] const ComponentSnapshot& GetSnapshot() const noexcept { return snapshot; }
+
+    /// Asks the store.
+    [[nodiscard]] bool IsInstalling();
+
+private:
+    enum class Life
+    {
+        Stopped,
+        Starting,
+        Ready
+    };
+
+    struct Request
+    {
+        String what;
+        String caller;
+        Completion completion;
+    };
+
+    using ModuleCall = std::function<RequestResult(const ModuleCalls& calls)>;
+
+    [[nodiscard]] bool Admit(const char* what, const String& caller, const Completion& completion);
+    /// Refuses the request unless the component rests, or has failed and `failedToo` is set.
+    [[nodiscard]] bool CheckState(bool failedToo);
+    /// Goes on with the request when RAUC would answer, or else refuses it.
+    void WhenRaucRests(EventLoop::Task next);
+    void TakeBundle(const std::shared_ptr<FileDescriptor>& bundle);
+    [[nodiscard]] RequestResult Deliver(const FileDescriptor& bundle,
+                                        std::shared_ptr<DeliveredFile>& file) const;
+    void HandOver(const std::shared_ptr<DeliveredFile>& file);
+    void CallModule(ModuleCall call, Completion then);
+    void Finish(const RequestResult& result);
+
+    void OnStarted(const String& failure, const Completion& done);
+    /// Reads versions from the module if RAUC allows that now, or else later.
+    void Refresh(bool withFallback, EventLoop::Task done);
+    void OnRefreshAllowed(RaucState state, const EventLoop::Task& done);
+    [[nodiscard]] ModulePicture ReadPicture(bool current, bool pending, bool fallback) const;
+    void UpdateStatus();
+    void Apply(const ModulePicture& picture);
+    void Show(const ComponentSnapshot& next);
+
+    const String id;
+    const Environment environment;
+    ComponentSnapshot snapshot;
+    std::optional<bool> moduleRevertible;
+    ChangeHandler changeHandler;
+    Life life = Life::Stopped;
+    std::optional<Request> request;
+    bool refreshWanted = false;
+    bool fallbackWanted = false;
+    std::chrono::steady_clock::time_point lastAnnouncement;
+    LoopTimer announcementTimer;
+    LoopTimer refreshTimer;
+    LoopTimer startTimer;
+    /// Touched on the worker only, and when that has stopped.
+    std::unique_ptr<IUpdaterModule> module;
+    Worker worker;
+};
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,40 @@
+#include "Service/ComponentSnapshot.h"
+
+#include <tuple>
+
+namespace Zel::Host::Service
+{
+
+namespace
+{
+
+auto AsTuple(const Verdict& verdict)
+{
+    return std::tie(verdict.succeeded, verdict.version, verdict.reason, verdict.time);
+}
+
+} // namespace
+
+std::vector<String> ComponentSnapshot::GetChanges(const ComponentSnapshot& earlier) const
+{
+    std::vector<String> changes;
+    const auto compare = [&changes](const char* name, bool equal)
+    {
+        if (!equal)
+        {
+            changes.emplace_back(name);
+        }
+    };
+    compare("State", state == earlier.state);
+    compare("Message", message == earlier.message);
+    compare("Progress", progress == earlier.progress && progressText == earlier.progressText);
+    compare("Revertible", revertible == earlier.revertible);
+    compare("CurrentVersion", currentVersion == earlier.currentVersion);
+    compare("PendingVersion", pendingVersion == earlier.pendingVersion);
+    compare("FallbackVersion", fallbackVersion == earlier.fallbackVersion);
+    compare("LastVerdict", AsTuple(lastVerdict) == AsTuple(earlier.lastVerdict));
+    compare("NextStart", nextStart == earlier.nextStart);
+    return changes;
+}
+
+} // namespace Zel::Host::Service

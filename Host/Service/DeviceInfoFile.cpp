@@ -1,0 +1,70 @@
+#include "Service/DeviceInfoFile.h"
+
+#include "Zel/System/Commons/Io/File.h"
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Commons::Io::File;
+
+namespace
+{
+
+std::string_view Trim(std::string_view text)
+{
+    constexpr std::string_view blanks = " \t\r";
+    const std::size_t begin = text.find_first_not_of(blanks);
+    return begin == std::string_view::npos ? std::string_view()
+                                           : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+Variant ToVariant(std::string_view text)
+{
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    // What would be printed differently, such as "007", is meant as a text.
+    if (error == std::errc() && std::to_string(number) == text)
+    {
+        return number;
+    }
+    return String(text);
+}
+
+} // namespace
+
+DeviceInfoFile::DeviceInfoFile(String path) : path(std::move(path)) {}
+
+DeviceInfoFile::~DeviceInfoFile() = default;
+
+Variant DeviceInfoFile::GetItem(const Key& key)
+{
+    Variant found;
+    try
+    {
+        const String content = File::ReadAllText(path, MaximumSize);
+        for (std::string_view rest = content; !rest.empty();)
+        {
+            const std::string_view line = rest.substr(0, rest.find('\n'));
+            rest.remove_prefix(std::min(line.size() + 1, rest.size()));
+            const std::size_t separator = line.find('=');
+            const bool isFact = separator != std::string_view::npos && !Trim(line).starts_with('#');
+            if (isFact && Trim(line.substr(0, separator)) == key.GetView())
+            {
+                found = ToVariant(Trim(line.substr(separator + 1)));
+            }
+        }
+    }
+    catch (const Exception& exception)
+    {
+        Log(LogLevel::Error, "{0}", exception.GetMessage());
+    }
+    return found;
+}
+
+} // namespace Zel::Host::Service

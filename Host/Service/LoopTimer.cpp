@@ -1,0 +1,55 @@
+#include "Service/LoopTimer.h"
+
+#include "Service/SystemCall.h"
+
+#include <systemd/sd-event.h>
+
+#include <algorithm>
+#include <ctime>
+
+namespace Zel::Host::Service
+{
+
+namespace
+{
+
+int OnTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* task)
+{
+    EventLoop::Guard(*static_cast<EventLoop::Task*>(task));
+    return 0;
+}
+
+} // namespace
+
+LoopTimer::LoopTimer(EventLoop& loop, EventLoop::Task task) : task(std::move(task))
+{
+    constexpr std::uint64_t accuracy = 1000; // microseconds
+    CheckSystemCall(
+        sd_event_add_time_relative(loop.Get(), &source, CLOCK_BOOTTIME, 0, accuracy, OnTime, &this->task),
+        "create a timer");
+    Disarm();
+}
+
+LoopTimer::~LoopTimer()
+{
+    sd_event_source_disable_unref(source);
+}
+
+void LoopTimer::Arm(std::chrono::microseconds delay)
+{
+    const auto count = static_cast<std::uint64_t>(std::max(delay.count(), std::chrono::microseconds::rep{0}));
+    CheckSystemCall(sd_event_source_set_time_relative(source, count), "set a timer");
+    CheckSystemCall(sd_event_source_set_enabled(source, SD_EVENT_ONESHOT), "start a timer");
+}
+
+void LoopTimer::Disarm()
+{
+    CheckSystemCall(sd_event_source_set_enabled(source, SD_EVENT_OFF), "stop a timer");
+}
+
+bool LoopTimer::IsArmed() const
+{
+    return sd_event_source_get_enabled(source, nullptr) > 0;
+}
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,72 @@
+#include "Service/Notifications.h"
+
+#include <systemd/sd-journal.h>
+
+#include <syslog.h>
+
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Nm::Severity;
+
+namespace
+{
+
+int ToPriority(Severity severity)
+{
+    switch (severity)
+    {
+    case Severity::Error:
+        return LOG_ERR;
+    case Severity::Warning:
+        return LOG_WARNING;
+    case Severity::Information:
+        return LOG_NOTICE;
+    }
+    return LOG_NOTICE;
+}
+
+void WriteToJournal(const System::Nm::Notification& notification)
+{
+    const std::vector<String> fields = {
+        "MESSAGE=" + notification.message,
+        "PRIORITY=" + std::to_string(ToPriority(notification.severity)),
+        "SYSLOG_IDENTIFIER=" + System::Commons::Diagnostics::Logging::LogManager::GetIdentifier(),
+        "ZEL_NOTIFICATION=" + notification.name,
+        "ZEL_SENDER=" + notification.sender,
+        "ZEL_SEVERITY=" + std::to_string(static_cast<int>(notification.severity)),
+        "ZEL_TIME=" + notification.timestamp.ToIso8601String(),
+    };
+    std::vector<iovec> pieces;
+    for (const String& field : fields)
+    {
+        pieces.push_back({const_cast<char*>(field.data()), field.size()});
+    }
+    // Without a journal there is nobody to tell; the store and the log have it.
+    static_cast<void>(sd_journal_sendv(pieces.data(), static_cast<int>(pieces.size())));
+}
+
+} // namespace
+
+Notifications::Notifications(std::shared_ptr<StatusStore> store) : store(std::move(store)) {}
+
+Notifications::~Notifications() = default;
+
+void Notifications::Write(const System::Nm::Notification& notification)
+{
+    Log(LogLevel::Info, "Notification {0}: {1}", notification.name, notification.message);
+    WriteToJournal(notification);
+    try
+    {
+        store->AddNotification(notification);
+    }
+    catch (const DatabaseException& exception)
+    {
+        Log(LogLevel::Error, "A notification is not recorded. {0}", exception.GetMessage());
+    }
+}
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Service/StatusStore.h"
+
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
+#include "Zel/System/Nm/NotificationManager.h"
+
+#include <memory>
+
+namespace Zel::Host::Service
+{
+
+/// Where the process's notifications go: the system journal, with fields of their own, and the status store.
+class Notifications : public System::Nm::INotificationSink,
+                      private System::Commons::Diagnostics::Logging::Loggable<Notifications>
+{
+public:
+    explicit Notifications(std::shared_ptr<StatusStore> store);
+    ~Notifications() override;
+
+    /// A store that fails is logged at error level; the journal has the notification then.
+    void Write(const System::Nm::Notification& notification) override;
+
+private:
+    const std::shared_ptr<StatusStore> store;
+};
+
+} // namespace Zel::Host::Service

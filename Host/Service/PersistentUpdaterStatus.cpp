@@ -1,0 +1,215 @@
+#include "Service/PersistentUpdaterStatus.h"
+
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+
+PersistentUpdaterStatus::PersistentUpdaterStatus(std::shared_ptr<StatusStore> store, String bootId,
+                                                 std::uint32_t confirmationTimeout,
+                                                 ChangeHandler changeHandler)
+    : store(std::move(store)), bootId(std::move(bootId)), confirmationTimeout(confirmationTimeout),
+      changeHandler(std::move(changeHandler))
+{
+}
+
+PersistentUpdaterStatus::~PersistentUpdaterStatus() = default;
+
+template <typename Operation>
+bool PersistentUpdaterStatus::TryStore(const char* what, const Operation& operation) const
+{
+    try
+    {
+        operation();
+        return true;
+    }
+    catch (const DatabaseException& exception)
+    {
+        Log(LogLevel::Error, "{0}: {1}", what, exception.GetMessage());
+        return false;
+    }
+}
+
+PersistentUpdaterStatus::Volatile& PersistentUpdaterStatus::GetVolatile(const String& componentId)
+{
+    return components[ToLower(componentId)];
+}
+
+String PersistentUpdaterStatus::GetMessage(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    return GetVolatile(componentId).message;
+}
+
+void PersistentUpdaterStatus::NotifyChange(const String& componentId) const
+{
+    if (changeHandler)
+    {
+        changeHandler(componentId);
+    }
+}
+
+bool PersistentUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdateStatus& status)
+{
+    ComponentRecord record;
+    if (!TryStore("GetStatus", [&] { record = store->GetComponent(componentId); }))
+    {
+        return false;
+    }
+    const std::lock_guard lock(mutex);
+    const Volatile& shown = GetVolatile(componentId);
+    status.message = shown.message;
+    status.state = record.state;
+    status.revertible = record.revertible;
+    status.progress = shown.progress;
+    status.confirmationTimeout = confirmationTimeout;
+    return true;
+}
+
+void PersistentUpdaterStatus::SetMessage(const String& componentId, const String& message, bool newStory)
+{
+    {
+        const std::lock_guard lock(mutex);
+        Volatile& shown = GetVolatile(componentId);
+        if (newStory)
+        {
+            shown.progress = 0;
+            shown.progressText.clear();
+        }
+        shown.message = Truncate(message, MaximumMessage);
+    }
+    NotifyChange(componentId);
+}
+
+void PersistentUpdaterStatus::SetProgress(const String& componentId, int percentage)
+{
+    {
+        const std::lock_guard lock(mutex);
+        Volatile& shown = GetVolatile(componentId);
+        shown.progress = percentage;
+        shown.progressText = shown.message;
+    }
+    NotifyChange(componentId);
+}
+
+bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool installation)
+{
+    std::int64_t dueTime = 0;
+    {
+        const std::lock_guard lock(mutex);
+        dueTime = std::exchange(GetVolatile(componentId).dueTime, 0);
+    }
+    bool begun = false;
+    const bool stored =
+        TryStore("BeginInstallation", [&]
+                 { begun = store->Begin(componentId, installation, bootId, installation ? dueTime : 0); });
+    if (stored && begun)
+    {
+        NotifyChange(componentId);
+    }
+    return stored && begun;
+}
+
+void PersistentUpdaterStatus::EndInstallation(const String& componentId, bool success)
+{
+    const String reason = success ? String() : GetMessage(componentId);
+    bool ended = false;
+    if (TryStore("EndInstallation",
+                 [&] { ended = store->End(componentId, TargetVersionProperty, success, reason); }))
+    {
+        if (!ended)
+        {
+            Log(LogLevel::Warning, "No installation of '{0}' is running that could end.", componentId);
+        }
+        NotifyChange(componentId);
+    }
+}
+
+bool PersistentUpdaterStatus::ResumeInstallation(const String& componentId)
+{
+    bool resumed = false;
+    const bool stored = TryStore("ResumeInstallation", [&] { resumed = store->Resume(componentId); });
+    NotifyChange(componentId);
+    return stored && resumed;
+}
+
+bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const String& propertyName,
+                                            const String& value, bool persistent)
+{
+    const bool stored =
+        TryStore("WriteProperty",
+                 [&]
+                 {
+                     store->WriteProperty(componentId, propertyName, persistent ? value : String());
+                     if (propertyName == InstallerSlotProperty)
+                     {
+                         store->SetPhase(componentId, InstallationPhase::Prepared);
+                     }
+                 });
+    if (stored)
+    {
+        const std::lock_guard lock(mutex);
+        auto& properties = GetVolatile(componentId).properties;
+        properties.erase(propertyName);
+        if (!persistent && !value.empty())
+        {
+            properties.emplace(propertyName, value);
+        }
+    }
+    return stored;
+}
+
+void PersistentUpdaterStatus::ReadProperty(const String& componentId, const String& propertyName,
+                                           String& value)
+{
+    value.clear();
+    {
+        const std::lock_guard lock(mutex);
+        const auto& properties = GetVolatile(componentId).properties;
+        if (const auto found = properties.find(propertyName); found != properties.end())
+        {
+            value = found->second;
+            return;
+        }
+    }
+    static_cast<void>(
+        TryStore("ReadProperty", [&] { value = store->ReadProperty(componentId, propertyName); }));
+}
+
+std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*componentId*/)
+{
+    return confirmationTimeout;
+}
+
+void PersistentUpdaterStatus::SetDueTime(const String& componentId, std::int64_t dueTime)
+{
+    const std::lock_guard lock(mutex);
+    GetVolatile(componentId).dueTime = dueTime;
+}
+
+void PersistentUpdaterStatus::NoteRestart(const String& componentId)
+{
+    static_cast<void>(
+        TryStore("NoteRestart", [&] { store->SetPhase(componentId, InstallationPhase::Restarting); }));
+}
+
+ComponentStatus PersistentUpdaterStatus::GetComponentStatus(const String& componentId)
+{
+    ComponentStatus status;
+    static_cast<void>(TryStore("GetComponentStatus",
+                               [&]
+                               {
+                                   status.record = store->GetComponent(componentId);
+                                   status.lastVerdict = store->GetLastVerdict(componentId);
+                               }));
+    const std::lock_guard lock(mutex);
+    const Volatile& shown = GetVolatile(componentId);
+    status.message = shown.message;
+    status.progress = shown.progress;
+    status.progressText = shown.progressText;
+    return status;
+}
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,75 @@
+#include "Service/RaucWatch.h"
+
+#include <array>
+#include <memory>
+#include <string_view>
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+
+RaucWatch::RaucWatch(BusConnection& connection, EventLoop::Task appeared) : connection(connection)
+{
+    connection.WatchName(BusName,
+                         [appeared = std::move(appeared)](bool owned)
+                         {
+                             Log(LogLevel::Info, "RAUC has {0}.", owned ? "appeared" : "gone");
+                             if (owned)
+                             {
+                                 appeared();
+                             }
+                         });
+}
+
+RaucWatch::~RaucWatch()
+{
+    EventLoop::Guard([this] { Answer(RaucState::Absent); });
+}
+
+void RaucWatch::Probe(RaucStateHandler handler)
+{
+    waiting.push_back(std::move(handler));
+    if (waiting.size() > 1)
+    {
+        return;
+    }
+    const BusCall call = {BusName,      "/",          "de.pengutronix.rauc.Installer",
+                          "GetPrimary", std::nullopt, AnswerTime};
+    connection.Call(call, [this](const BusAnswer& answer) { Answer(Classify(answer)); });
+}
+
+void RaucWatch::Answer(RaucState state)
+{
+    for (const RaucStateHandler& handler : std::exchange(waiting, {}))
+    {
+        handler(state);
+    }
+}
+
+RaucState RaucWatch::Classify(const BusAnswer& answer)
+{
+    using namespace std::string_view_literals;
+    constexpr std::array absent = {
+        "org.freedesktop.DBus.Error.ServiceUnknown"sv, "org.freedesktop.DBus.Error.NameHasNoOwner"sv,
+        "org.freedesktop.DBus.Error.Disconnected"sv, "org.freedesktop.DBus.Error.NoServer"sv};
+    constexpr std::array silent = {
+        "org.freedesktop.DBus.Error.NoReply"sv, "org.freedesktop.DBus.Error.Timeout"sv,
+        "org.freedesktop.DBus.Error.TimedOut"sv, "org.freedesktop.DBus.Error.AccessDenied"sv};
+    const std::string_view name = answer.errorName;
+    if (std::find(absent.begin(), absent.end(), name) != absent.end() ||
+        name.starts_with("org.freedesktop.DBus.Error.Spawn."))
+    {
+        return RaucState::Absent;
+    }
+    if (std::find(silent.begin(), silent.end(), name) != silent.end())
+    {
+        return RaucState::Silent;
+    }
+    // It answers with other errors too, for example where its bootloader cannot be asked for the primary
+    // slot.
+    return answer.errorText.find("lready processing") != String::npos ? RaucState::Busy : RaucState::Resting;
+}
+
+} // namespace Zel::Host::Service

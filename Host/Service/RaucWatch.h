@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Service/BusConnection.h"
+#include "Service/RaucState.h"
+
+#include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
+
+#include <vector>
+
+namespace Zel::Host::Service
+{
+
+/// Watches RAUC's bus name, and tells whether RAUC would answer a question now. Used on the loop's thread.
+class RaucWatch : private System::Commons::Diagnostics::Logging::Loggable<RaucWatch>
+{
+public:
+    inline static const String BusName = "de.pengutronix.rauc";
+    /// How long an answer is waited for.
+    static constexpr std::chrono::seconds AnswerTime{10};
+
+    /// `appeared` is called each time the name gets an owner. The connection outlives the watch.
+    RaucWatch(BusConnection& connection, EventLoop::Task appeared);
+    /// Whoever waits for an answer gets `Absent`.
+    ~RaucWatch();
+    RaucWatch(const RaucWatch&) = delete;
+    RaucWatch& operator=(const RaucWatch&) = delete;
+
+    /// Asks RAUC a harmless question, which starts it where the bus can do that. Those who ask while an
+    /// answer is awaited share it.
+    void Probe(RaucStateHandler handler);
+
+    /// Says what an answer means: a refusal proves that RAUC is busy only when it says so, since its property
+    /// "Operation" may read "idle" meanwhile.
+    [[nodiscard]] static RaucState Classify(const BusAnswer& answer);
+
+private:
+    void Answer(RaucState state);
+
+    BusConnection& connection;
+    std::vector<RaucStateHandler> waiting;
+};
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,305 @@
+#include "Service/UpdateService.h"
+
+#include "Service/Notifications.h"
+
+#include "Zel/System/Commons/Io/File.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Commons::Io::File;
+using System::Core::Format;
+
+namespace
+{
+
+constexpr std::chrono::milliseconds FirstReconnectDelay{250};
+constexpr std::chrono::milliseconds LastReconnectDelay{2000};
+
+String ReadBootId(const String& path)
+{
+    constexpr std::uint64_t maximumSize = 4096; // bytes
+    const String text = File::ReadAllText(path, maximumSize);
+    const String bootId = text.substr(0, text.find_first_of(" \t\r\n"));
+    if (bootId.empty())
+    {
+        throw Exception(Format("The boot ID file '{0}' is empty.", path));
+    }
+    return bootId;
+}
+
+} // namespace
+
+UpdateService::Session::Session(EventLoop& loop, EventLoop::Task lost, EventLoop::Task raucAppeared)
+    : connection(loop, std::move(lost)), raucWatch(connection, std::move(raucAppeared))
+{
+}
+
+UpdateService::UpdateService(const ServiceSettings& settings, String version)
+    : settings(settings), version(std::move(version)), moduleHost(ProcessName, settings.GetDataFolder()),
+      store(std::make_shared<StatusStore>(settings.GetDataFolder())),
+      status(std::make_shared<PersistentUpdaterStatus>(store, ReadBootId(settings.GetBootIdFile()),
+                                                       settings.GetConfirmationTimeout(),
+                                                       [this](const String& /*componentId*/)
+                                                       {
+                                                           loop.Post(
+                                                               [this]
+                                                               {
+                                                                   for (const auto& component : components)
+                                                                   {
+                                                                       component->OnStatusChanged();
+                                                                   }
+                                                               });
+                                                       })),
+      deviceInfo(std::make_shared<DeviceInfoFile>(settings.GetDeviceInfoFile())),
+      deviceControl(
+          std::make_shared<DeviceControl>(loop, settings.GetRestartCommand(), MakeDeviceHandlers())),
+      delivery(settings.GetDataFolder() + "/delivery"), reconnectTimer(loop, [this] { Reconnect(); })
+{
+    moduleHost.Register(deviceInfo, deviceControl, std::make_shared<Notifications>(store));
+    CreateComponents();
+}
+
+UpdateService::~UpdateService() = default;
+
+DeviceControl::Handlers UpdateService::MakeDeviceHandlers()
+{
+    return {[this] { OnRestartOrdered(); }, [this](const String& reason) { OnRestartFailed(reason); },
+            [this] { AskLogind(); }};
+}
+
+void UpdateService::CreateComponents()
+{
+    const String id = deviceInfo->GetItem(ComponentIdKey).ToString();
+    if (id.empty())
+    {
+        throw Exception(Format("'{0}' does not tell the device's {1}, which is the component's ID.",
+                               settings.GetDeviceInfoFile(), ComponentIdKey));
+    }
+    if (settings.GetModules().size() > 1)
+    {
+        throw Exception(Format("The settings name {0} modules, and they would all serve the component '{1}'.",
+                               settings.GetModules().size(), id));
+    }
+    for (const ModuleSettings& module : settings.GetModules())
+    {
+        Log(LogLevel::Info, "{0} {1} serves '{2}' by the module '{3}'.", ProcessName, version, id,
+            module.name);
+        components.push_back(std::make_unique<Component>(
+            id, Component::Environment{loop, delivery, status,
+                                       [this, &module] { return moduleHost.Create(module); }, module.settings,
+                                       [this](RaucStateHandler handler) {
+                                           session ? session->raucWatch.Probe(std::move(handler))
+                                                   : handler(RaucState::Absent);
+                                       }}));
+    }
+}
+
+int UpdateService::Run()
+{
+    loop.OnEndSignals(
+        [this]
+        {
+            Log(LogLevel::Info, "Ending.");
+            loop.Exit(0);
+        });
+    Connect();
+    StartComponents();
+    const int code = loop.Run();
+    ShutDown();
+    return code;
+}
+
+void UpdateService::Connect()
+{
+    session = std::make_unique<Session>(
+        loop, [this] { OnBusLost(); },
+        [this]
+        {
+            for (const auto& component : components)
+            {
+                component->OnRaucAppeared();
+            }
+        });
+}
+
+void UpdateService::StartComponents()
+{
+    awaited = components.size();
+    for (const auto& component : components)
+    {
+        component->Start([this](const RequestResult& result) { OnComponentStarted(result); });
+    }
+}
+
+void UpdateService::OnComponentStarted(const RequestResult& result)
+{
+    if (!result.IsOk())
+    {
+        Log(LogLevel::Error, "A module could not be initialized. {0}", result.text);
+        loop.Exit(1);
+        return;
+    }
+    if (--awaited == 0 && session)
+    {
+        Publish();
+    }
+}
+
+void UpdateService::Publish()
+{
+    BusApi::Content content{version, status->GetBootId(), {}, {}};
+    for (const ModuleSettings& module : settings.GetModules())
+    {
+        content.modules.push_back(module.name);
+    }
+    for (const auto& component : components)
+    {
+        content.components.push_back(component.get());
+    }
+    try
+    {
+        session->api = std::make_unique<BusApi>(session->connection, std::move(content));
+        Log(LogLevel::Info, "Serving as '{0}'.", BusApi::BusName);
+        // Without a manager that wants to know this does nothing.
+        static_cast<void>(sd_notify(0, "READY=1"));
+    }
+    catch (const Exception& exception)
+    {
+        Log(LogLevel::Error, "The service cannot be offered. {0}", exception.GetMessage());
+        loop.Exit(1);
+    }
+}
+
+void UpdateService::OnBusLost()
+{
+    session.reset();
+    if (LeaveIfInstalling())
+    {
+        return;
+    }
+    Log(LogLevel::Warning, "The system bus is gone. The modules are stopped until it is back.");
+    reconnectTimer.Disarm();
+    awaited = components.size();
+    for (const auto& component : components)
+    {
+        component->Drop([this] { OnComponentDropped(); });
+    }
+}
+
+bool UpdateService::LeaveIfInstalling()
+{
+    const bool installing = std::any_of(components.begin(), components.end(),
+                                        [](const auto& component) { return component->IsInstalling(); });
+    if (installing)
+    {
+        Log(LogLevel::Error,
+            "The system bus is gone during an installation. Its state is kept; the service ends, "
+            "and decides about it when it is started again.");
+        loop.Exit(1);
+    }
+    return installing;
+}
+
+void UpdateService::OnComponentDropped()
+{
+    // A request that was under way may have begun an installation before its module was destroyed.
+    if (--awaited == 0 && !LeaveIfInstalling())
+    {
+        reconnectDeadline = std::chrono::steady_clock::now() + ReconnectTime;
+        reconnectDelay = FirstReconnectDelay;
+        reconnectTimer.Arm(reconnectDelay);
+    }
+}
+
+void UpdateService::Reconnect()
+{
+    try
+    {
+        Connect();
+    }
+    catch (const Exception& exception)
+    {
+        if (std::chrono::steady_clock::now() >= reconnectDeadline)
+        {
+            Log(LogLevel::Error, "The system bus did not come back within {0} s. {1}", ReconnectTime.count(),
+                exception.GetMessage());
+            loop.Exit(1);
+            return;
+        }
+        reconnectDelay = std::min(reconnectDelay * 2, LastReconnectDelay);
+        reconnectTimer.Arm(reconnectDelay);
+        return;
+    }
+    Log(LogLevel::Info, "The system bus is back.");
+    StartComponents();
+}
+
+void UpdateService::AskLogind()
+{
+    if (!session)
+    {
+        deviceControl->ReportFailure("The system bus is gone.");
+        return;
+    }
+    constexpr std::chrono::seconds answerTime{30};
+    const BusCall call = {"org.freedesktop.login1",
+                          "/org/freedesktop/login1",
+                          "org.freedesktop.login1.Manager",
+                          "Reboot",
+                          false,
+                          answerTime};
+    session->connection.Call(call,
+                             [this](const BusAnswer& answer)
+                             {
+                                 if (!answer.IsOk())
+                                 {
+                                     deviceControl->ReportFailure("logind: " + answer.errorText);
+                                 }
+                             });
+}
+
+void UpdateService::OnRestartOrdered()
+{
+    for (const auto& component : components)
+    {
+        status->NoteRestart(component->GetId());
+    }
+}
+
+void UpdateService::OnRestartFailed(const String& reason)
+{
+    for (const auto& component : components)
+    {
+        if (component->IsInstalling())
+        {
+            status->SetMessage(component->GetId(),
+                               Format("The device could not be restarted, do it by hand. {0}", reason),
+                               false);
+        }
+    }
+}
+
+void UpdateService::ShutDown()
+{
+    static_cast<void>(sd_notify(0, "STOPPING=1"));
+    for (const auto& component : components)
+    {
+        component->Stop();
+    }
+    // A restart that a module ordered at the last moment is still asked for.
+    loop.RunPosted();
+    if (session)
+    {
+        session->connection.Flush();
+    }
+}
+
+} // namespace Zel::Host::Service

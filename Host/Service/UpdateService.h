@@ -1,0 +1,91 @@
+#pragma once
+
+#include "Service/BusApi.h"
+#include "Service/BusConnection.h"
+#include "Service/Component.h"
+#include "Service/Delivery.h"
+#include "Service/DeviceControl.h"
+#include "Service/DeviceInfoFile.h"
+#include "Service/EventLoop.h"
+#include "Service/LoopTimer.h"
+#include "Service/ModuleHost.h"
+#include "Service/PersistentUpdaterStatus.h"
+#include "Service/RaucWatch.h"
+#include "Service/ServiceSettings.h"
+#include "Service/StatusStore.h"
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace Zel::Host::Service
+{
+
+/// The service as a whole: builds its parts, starts the modules, publishes them on the bus, and decides what
+/// happens when the bus is gone.
+class UpdateService : private System::Commons::Diagnostics::Logging::Loggable<UpdateService>
+{
+public:
+    inline static const String ProcessName = "zel-updated";
+    /// The fact that is the components' ID.
+    inline static const String ComponentIdKey = "General.ArticleName";
+    /// How long a lost bus is waited for.
+    static constexpr std::chrono::seconds ReconnectTime{30};
+
+    /// Builds everything that needs no bus; throws `Exception` where that fails. `settings` outlives the
+    /// service. The signals of `EventLoop::BlockSignals` are blocked.
+    UpdateService(const ServiceSettings& settings, String version);
+    ~UpdateService();
+    UpdateService(const UpdateService&) = delete;
+    UpdateService& operator=(const UpdateService&) = delete;
+
+    /// Serves until SIGTERM or SIGINT and returns 0, or 1 when it cannot go on, which is logged. Throws
+    /// `Exception` when there is no bus at the start.
+    [[nodiscard]] int Run();
+
+private:
+    /// What lives as long as one connection to the bus.
+    struct Session
+    {
+        Session(EventLoop& loop, EventLoop::Task lost, EventLoop::Task raucAppeared);
+
+        BusConnection connection;
+        RaucWatch raucWatch;
+        std::unique_ptr<BusApi> api;
+    };
+
+    [[nodiscard]] DeviceControl::Handlers MakeDeviceHandlers();
+    void CreateComponents();
+    void Connect();
+    void StartComponents();
+    void OnComponentStarted(const RequestResult& result);
+    void Publish();
+    void OnBusLost();
+    /// Leaves if an installation is running; returns whether it does.
+    bool LeaveIfInstalling();
+    void OnComponentDropped();
+    void Reconnect();
+    void AskLogind();
+    void OnRestartOrdered();
+    void OnRestartFailed(const String& reason);
+    void ShutDown();
+
+    const ServiceSettings& settings;
+    const String version;
+    EventLoop loop;
+    ModuleHost moduleHost;
+    const std::shared_ptr<StatusStore> store;
+    const std::shared_ptr<PersistentUpdaterStatus> status;
+    const std::shared_ptr<DeviceInfoFile> deviceInfo;
+    const std::shared_ptr<DeviceControl> deviceControl;
+    Delivery delivery;
+    std::vector<std::unique_ptr<Component>> components;
+    /// Components whose start or end is awaited.
+    std::size_t awaited = 0;
+    std::unique_ptr<Session> session;
+    LoopTimer reconnectTimer;
+    std::chrono::milliseconds reconnectDelay{0};
+    std::chrono::steady_clock::time_point reconnectDeadline;
+};
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,77 @@
+#include "Service/Worker.h"
+
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Commons::Threading::Thread;
+
+Worker::Worker(String name) : thread(std::move(name), Thread::Entry::Bind<&Worker::Run>(this))
+{
+    if (!thread.Start())
+    {
+        throw Exception("Failed to start the thread '" + thread.GetName() + "'.");
+    }
+}
+
+Worker::~Worker()
+{
+    Stop();
+}
+
+void Worker::Post(Task task)
+{
+    {
+        const std::lock_guard lock(mutex);
+        if (stopped)
+        {
+            return;
+        }
+        tasks.push_back(std::move(task));
+    }
+    changed.notify_one();
+}
+
+void Worker::Stop()
+{
+    std::deque<Task> dropped;
+    {
+        const std::lock_guard lock(mutex);
+        stopped = true;
+        dropped.swap(tasks);
+    }
+    changed.notify_one();
+    thread.Join();
+}
+
+void Worker::Run(void* /*argument*/)
+{
+    while (const Task task = Take())
+    {
+        try
+        {
+            task();
+        }
+        catch (const std::exception& exception)
+        {
+            Log(LogLevel::Error, "A task of {0} failed: {1}", thread.GetName(), exception.what());
+        }
+    }
+}
+
+Worker::Task Worker::Take()
+{
+    std::unique_lock lock(mutex);
+    changed.wait(lock, [this] { return stopped || !tasks.empty(); });
+    if (stopped)
+    {
+        return {};
+    }
+    Task task = std::move(tasks.front());
+    tasks.pop_front();
+    return task;
+}
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,326 @@
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusConnection.h"
+
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusCallGate.h"
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusError.h"
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusValidation.h"
+#include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
+#include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
+#include "Zel/System/Commons/Delegate.h"
+#include "Zel/System/Core/Format.h"
+
+#include <dbus/dbus.h>
+
+#include <exception>
+#include <mutex>
+#include <utility>
+
+namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
+{
+
+using System::Commons::Delegate;
+using System::Commons::Diagnostics::Logging::LogLevel;
+
+namespace
+{
+
+/// One gate for all connections, since libdbus gives all of them the process's one connection to the bus.
+[[nodiscard]] const DesktopBusCallGate& CallGate()
+{
+    static const DesktopBusCallGate Gate;
+    return Gate;
+}
+
+void AddMatch(DBusConnection* connection, const String& rule, DesktopBusError& error)
+{
+    dbus_bus_add_match(connection, rule.c_str(), error.Get());
+}
+
+void RemoveMatch(DBusConnection* connection, const String& rule, DesktopBusError& error)
+{
+    dbus_bus_remove_match(connection, rule.c_str(), error.Get());
+}
+
+/// After the bus died, libdbus gives out a new connection only when nothing is left to read in the old one.
+void DropUnreadMessages(DBusConnection* connection)
+{
+    while (DesktopBusMessage(dbus_connection_pop_message(connection)).IsSet())
+    {
+    }
+}
+
+[[nodiscard]] String TextOrEmpty(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
+} // namespace
+
+void DesktopBusConnection::Unref::operator()(DBusConnection* connection) const noexcept
+{
+    dbus_connection_unref(connection);
+}
+
+DesktopBusConnection::DesktopBusConnection() = default;
+
+DesktopBusConnection::DesktopBusConnection(DBusConnection* connection) : connection(connection)
+{
+    static_cast<void>(Open());
+}
+
+DesktopBusConnection::~DesktopBusConnection()
+{
+    Close();
+}
+
+bool DesktopBusConnection::Open()
+{
+    if (!IsSet() && !ConnectToSystemBus())
+    {
+        return false;
+    }
+    if (isListening)
+    {
+        Log(LogLevel::Debug, "Already listening for DBUS signals.");
+        return true;
+    }
+    const auto readSignals = Delegate<>::Bind<&DesktopBusConnection::ReadSignals>(this);
+    // Still there when the connection was told to stop listening and is opened again.
+    signalListenerTimer.Elapsed.Remove(readSignals);
+    signalListenerTimer.Elapsed.Add(readSignals);
+    static_cast<void>(StartListenForSignals());
+    static_cast<void>(ListenForSignal(RaucCompletedSignal::SignalInterface));
+    static_cast<void>(ListenForSignal(PropertiesChangedSignal::SignalInterface));
+    return true;
+}
+
+bool DesktopBusConnection::ConnectToSystemBus()
+{
+    Log(LogLevel::Debug, "{0}", "Open");
+    DesktopBusError error;
+    connection.reset(dbus_bus_get(DBUS_BUS_SYSTEM, error.Get()));
+    if (IsSet())
+    {
+        // A bus that dies must not end the process.
+        dbus_connection_set_exit_on_disconnect(Get(), FALSE);
+    }
+    if (error.IsSet())
+    {
+        Log(LogLevel::Error, "Connection Error {0}", error.GetMessage());
+    }
+    return IsSet() && !error.IsSet();
+}
+
+void DesktopBusConnection::Close()
+{
+    if (!IsSet())
+    {
+        return;
+    }
+    Log(LogLevel::Debug, "{0}", "Close");
+    static_cast<void>(UnlistenForSignal(PropertiesChangedSignal::SignalInterface));
+    static_cast<void>(UnlistenForSignal(RaucCompletedSignal::SignalInterface));
+    static_cast<void>(StopListenForSignals());
+    signalListenerTimer.Elapsed.Remove(Delegate<>::Bind<&DesktopBusConnection::ReadSignals>(this));
+    const auto pass = CallGate().Enter();
+    if (!dbus_connection_get_is_connected(Get()))
+    {
+        DropUnreadMessages(Get());
+    }
+    connection.reset();
+}
+
+bool DesktopBusConnection::SendMessageAsync(const DesktopBusMessage& message) const
+{
+    const auto pass = CallGate().Enter();
+    if (!IsSet() || !message.IsSet() || !dbus_connection_send(Get(), message.Get(), nullptr))
+    {
+        return false;
+    }
+    dbus_connection_flush(Get());
+    return true;
+}
+
+DesktopBusPendingCall DesktopBusConnection::SendMessageWithReplyAsync(const DesktopBusMessage& message) const
+{
+    auto pass = CallGate().Enter();
+    DBusPendingCall* pendingCall = nullptr;
+    if (!IsSet() || !message.IsSet() ||
+        !dbus_connection_send_with_reply(Get(), message.Get(), &pendingCall, DBUS_TIMEOUT_USE_DEFAULT))
+    {
+        Log(LogLevel::Error, "Out of mem dbus error.");
+        return DesktopBusPendingCall(nullptr);
+    }
+    dbus_connection_flush(Get());
+    if (pendingCall == nullptr)
+    {
+        // The connection is dead, and the pass would keep nobody from a reply.
+        pass.Release();
+    }
+    return DesktopBusPendingCall(pendingCall, std::move(pass));
+}
+
+DesktopBusMessage DesktopBusConnection::GetReply(const DesktopBusPendingCall& pendingCall) const
+{
+    return pendingCall.TakeReply();
+}
+
+bool DesktopBusConnection::ListenForSignal(const String& interfaceName) const
+{
+    Log(LogLevel::Debug, "{0}: {1}", "ListenForSignal", interfaceName);
+    DesktopBusError error;
+    ChangeMatch(interfaceName, &AddMatch, error);
+    if (error.IsSet())
+    {
+        Log(LogLevel::Error, "Add signal error {0}", error.GetMessage());
+        return false;
+    }
+    Log(LogLevel::Trace, "Listen on DBUS signal {0}", interfaceName);
+    return true;
+}
+
+bool DesktopBusConnection::UnlistenForSignal(const String& interfaceName) const
+{
+    Log(LogLevel::Debug, "{0}: {1}", "UnlistenForSignal", interfaceName);
+    DesktopBusError error;
+    ChangeMatch(interfaceName, &RemoveMatch, error);
+    if (error.IsSet())
+    {
+        Log(LogLevel::Error, "Remove signal error {0}", error.GetMessage());
+        return false;
+    }
+    Log(LogLevel::Debug, "Unlisten on DBUS signal {0}", interfaceName);
+    return true;
+}
+
+void DesktopBusConnection::ChangeMatch(const String& interfaceName, MatchOperation operation,
+                                       DesktopBusError& error) const
+{
+    if (!IsInterfaceName(interfaceName))
+    {
+        dbus_set_error_const(error.Get(), DBUS_ERROR_INVALID_ARGS, "The interface name is not valid");
+        return;
+    }
+    // The bus answers, and the listener must not take that answer either.
+    const auto pass = CallGate().Enter();
+    if (!IsSet())
+    {
+        dbus_set_error_const(error.Get(), DBUS_ERROR_DISCONNECTED, "Connection is closed");
+        return;
+    }
+    operation(Get(), System::Core::Format("type='signal',interface='{0}'", interfaceName), error);
+    dbus_connection_flush(Get());
+}
+
+bool DesktopBusConnection::StartListenForSignals()
+{
+    Log(LogLevel::Debug, "{0}", "StartListenForSignals");
+    const std::lock_guard lock(mutex);
+    if (isListening)
+    {
+        return true;
+    }
+    if (signalListenerTimer.IsRunning())
+    {
+        Log(LogLevel::Warning, "Invalid state of SignalListenerTimer and isListening.");
+    }
+    else
+    {
+        signalListenerTimer.Start();
+    }
+    isListening = signalListenerTimer.IsRunning();
+    return isListening;
+}
+
+bool DesktopBusConnection::StopListenForSignals()
+{
+    if (isListening)
+    {
+        Log(LogLevel::Debug, "{0}", "StopListenForSignals");
+        const std::lock_guard lock(mutex);
+        isListening = false;
+    }
+    if (signalListenerTimer.IsRunning())
+    {
+        signalListenerTimer.Stop();
+    }
+    return true;
+}
+
+void DesktopBusConnection::ReadSignals()
+{
+    while (isListening)
+    {
+        const std::lock_guard lock(mutex);
+        if (!isListening)
+        {
+            return;
+        }
+        const auto message = TakeIncoming();
+        if (!message)
+        {
+            return;
+        }
+        if (!message->IsSignal())
+        {
+            Log(LogLevel::Trace, "There is no available signal.");
+            return;
+        }
+        Log(LogLevel::Trace, "Listerner got signal."); // The misspelling is meant.
+        HandleSignal(*message);
+    }
+}
+
+std::optional<DesktopBusMessage> DesktopBusConnection::TakeIncoming() const
+{
+    const auto pass = CallGate().TryEnter(SignalListenerGateLimit);
+    if (!pass.IsHeld() || !IsSet() || !dbus_connection_read_write(Get(), 0))
+    {
+        return std::nullopt;
+    }
+    return DesktopBusMessage(dbus_connection_pop_message(Get()));
+}
+
+void DesktopBusConnection::HandleSignal(const DesktopBusMessage& message)
+{
+    try
+    {
+        DispatchSignal(message);
+    }
+    catch (const std::exception& exception)
+    {
+        Log(LogLevel::Error, "Handler of a signal failed: {0}", exception.what());
+    }
+    catch (...)
+    {
+        Log(LogLevel::Error, "Handler of a signal failed: {0}", "unknown exception");
+    }
+}
+
+void DesktopBusConnection::DispatchSignal(const DesktopBusMessage& message)
+{
+    if (message.IsSignal(RaucCompletedSignal::SignalInterface, RaucCompletedSignal::SignalName))
+    {
+        Log(LogLevel::Trace, "Got RaucCompletedSignal signal.");
+        if (!RaucCompletedSignal::Notify(message))
+        {
+            Log(LogLevel::Error, "Failed to notify RaucCompletedSignal");
+        }
+    }
+    else if (message.IsSignal(PropertiesChangedSignal::SignalInterface, PropertiesChangedSignal::SignalName))
+    {
+        Log(LogLevel::Trace, "Got PropertiesChanged signal.");
+        if (!PropertiesChangedSignal::Notify(message))
+        {
+            Log(LogLevel::Error, "Failed to notify PropertiesChangedSignal");
+        }
+    }
+    else
+    {
+        Log(LogLevel::Debug, "Ignore signal: Path={0}; interface={1}; member={2}",
+            TextOrEmpty(dbus_message_get_path(message.Get())),
+            TextOrEmpty(dbus_message_get_interface(message.Get())),
+            TextOrEmpty(dbus_message_get_member(message.Get())));
+    }
+}
+
+} // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

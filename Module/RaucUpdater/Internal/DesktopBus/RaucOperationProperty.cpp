@@ -1,0 +1,23 @@
+#include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
+
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
+
+namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
+{
+
+RaucOperationProperty::RaucOperationProperty()
+    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
+                        DesktopBusManager::DesktopBusObjectPathRauc,
+                        DesktopBusManager::DesktopBusInterfaceRauc, PropertyName)
+{
+}
+
+RaucOperationProperty::~RaucOperationProperty() = default;
+
+bool RaucOperationProperty::ReadFields(const std::vector<DesktopBusField>& fields)
+{
+    return ReadTextProperty(GetLogger(), fields, operation, "operation={0}",
+                            "Failed to get operation. Fields: {0}");
+}
+
+} // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -1,0 +1,178 @@
+#include "RaucUpdater/ScheduledExecutorService.h"
+
+#include <cstdint>
+#include <utility>
+
+namespace Zel::Services::SoftwareUpdate::Internal::Threading
+{
+
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Commons::Threading::Mutex;
+using System::Commons::Threading::Thread;
+
+namespace
+{
+
+/// Far beyond any real delay the moment wraps instead of overflowing.
+ScheduledExecutorService::TimePoint GetDueTime(long long delayMs)
+{
+    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+    const auto due = static_cast<std::uint64_t>(now) + static_cast<std::uint64_t>(delayMs) * 1'000'000U;
+    return ScheduledExecutorService::TimePoint(std::chrono::nanoseconds(static_cast<std::int64_t>(due)));
+}
+
+} // namespace
+
+/// Marks the calling thread as the one that runs a task.
+class ScheduledExecutorService::RunningTask
+{
+public:
+    explicit RunningTask(std::atomic<std::thread::id>& taskThread) : taskThread(taskThread)
+    {
+        taskThread = std::this_thread::get_id();
+    }
+
+    ~RunningTask() { taskThread = std::thread::id(); }
+
+    RunningTask(const RunningTask&) = delete;
+    RunningTask& operator=(const RunningTask&) = delete;
+
+private:
+    std::atomic<std::thread::id>& taskThread;
+};
+
+/// Strikes a run off the list when its thread leaves, however it leaves.
+class ScheduledExecutorService::LiveRun
+{
+public:
+    LiveRun(ScheduledExecutorService& executor, const Appointment& appointment)
+        : executor(executor), appointment(appointment)
+    {
+    }
+
+    ~LiveRun() { executor.EndRun(appointment); }
+
+    LiveRun(const LiveRun&) = delete;
+    LiveRun& operator=(const LiveRun&) = delete;
+
+private:
+    ScheduledExecutorService& executor;
+    const Appointment& appointment;
+};
+
+ScheduledExecutorService::~ScheduledExecutorService()
+{
+    Cancel();
+    std::unique_lock lock(runsMutex);
+    runEnded.wait(lock, [this] { return liveRuns.empty(); });
+}
+
+bool ScheduledExecutorService::Schedule(const String& taskName, long long delayMs, Task task)
+{
+    std::unique_lock lock(scheduleMutex, std::defer_lock);
+    if (!LockSchedule(lock))
+    {
+        return false;
+    }
+    std::list<Appointment> added;
+    Appointment& appointment = added.emplace_back();
+    appointment.taskName = taskName;
+    appointment.delay = delayMs;
+    appointment.task = std::move(task);
+    // The earlier thread object is destroyed without a join: its thread finds its appointment cancelled.
+    worker = std::make_unique<Thread>(taskName, Thread::Entry::Bind<&ScheduledExecutorService::Run>(this),
+                                      &appointment);
+    CancelRuns();
+    {
+        const std::lock_guard runsLock(runsMutex);
+        liveRuns.splice(liveRuns.end(), added);
+    }
+    scheduledTime = GetDueTime(delayMs);
+    if (!worker->Start())
+    {
+        EndRun(appointment);
+        return false;
+    }
+    return true;
+}
+
+void ScheduledExecutorService::Cancel()
+{
+    std::unique_lock lock(scheduleMutex, std::defer_lock);
+    if (!LockSchedule(lock))
+    {
+        return;
+    }
+    if (IsTaskThread())
+    {
+        // This thread holds the wait mutex and cannot be joined; a successor has not begun to wait yet.
+        CancelRuns();
+        return;
+    }
+    {
+        const std::lock_guard waitLock(waitMutex);
+        CancelRuns();
+    }
+    if (worker && worker->IsJoinable())
+    {
+        worker->Join();
+        worker.reset();
+    }
+}
+
+void ScheduledExecutorService::Run(void* argument)
+{
+    const auto& appointment = *static_cast<const Appointment*>(argument);
+    const LiveRun run(*this, appointment);
+    Log(LogLevel::Debug, "Timer '{0}' is running.", appointment.taskName);
+    std::unique_lock lock(waitMutex);
+    // The low 32 bits are meant; the scheduled time has the whole delay.
+    const std::chrono::milliseconds delay(static_cast<std::uint32_t>(appointment.delay));
+    const auto deadline = std::chrono::steady_clock::now() + delay;
+    if (condition.wait_until(lock, deadline, [&] { return appointment.cancelled.load(); }))
+    {
+        Log(LogLevel::Debug, "Timer '{0}' has been interrupted.", appointment.taskName);
+        return;
+    }
+    Log(LogLevel::Debug, "Execute task '{0}'.", appointment.taskName);
+    const RunningTask running(taskThread);
+    appointment.task();
+}
+
+bool ScheduledExecutorService::IsTaskThread() const noexcept
+{
+    return taskThread.load() == std::this_thread::get_id();
+}
+
+bool ScheduledExecutorService::LockSchedule(std::unique_lock<Mutex>& lock) const
+{
+    // Another thread that cancels waits for the task to end, so the task must not wait for it.
+    if (IsTaskThread())
+    {
+        return lock.try_lock();
+    }
+    lock.lock();
+    return true;
+}
+
+void ScheduledExecutorService::CancelRuns()
+{
+    {
+        const std::lock_guard lock(runsMutex);
+        for (Appointment& appointment : liveRuns)
+        {
+            appointment.cancelled = true;
+        }
+    }
+    condition.notify_all();
+}
+
+void ScheduledExecutorService::EndRun(const Appointment& appointment)
+{
+    // Notified under the lock: the destructor may go on as soon as it is free.
+    const std::lock_guard lock(runsMutex);
+    liveRuns.remove_if([&](const Appointment& run) { return &run == &appointment; });
+    runEnded.notify_all();
+}
+
+} // namespace Zel::Services::SoftwareUpdate::Internal::Threading

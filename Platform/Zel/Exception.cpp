@@ -1,0 +1,29 @@
+#include "Zel/Exception.h"
+
+#include "Zel/TypeName.h"
+
+#include <utility>
+
+namespace Zel
+{
+
+Exception::Exception(String message) : message(std::move(message)) {}
+
+Exception::~Exception() = default;
+
+const char* Exception::what() const noexcept
+{
+    return message.c_str();
+}
+
+const String& Exception::GetMessage() const noexcept
+{
+    return message;
+}
+
+String Exception::ToString() const
+{
+    return TypeName(typeid(*this)) + ": " + message;
+}
+
+} // namespace Zel

@@ -1,0 +1,8 @@
+#include "Zel/System/Commons/InvalidCastException.h"
+
+namespace Zel::System::Commons
+{
+
+InvalidCastException::~InvalidCastException() = default;
+
+} // namespace Zel::System::Commons

@@ -1,0 +1,8 @@
+#include "Zel/System/Commons/OutOfMemoryException.h"
+
+namespace Zel::System::Commons
+{
+
+OutOfMemoryException::~OutOfMemoryException() = default;
+
+} // namespace Zel::System::Commons

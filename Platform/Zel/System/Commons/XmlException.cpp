@@ -1,0 +1,8 @@
+#include "Zel/System/Commons/XmlException.h"
+
+namespace Zel::System::Commons
+{
+
+XmlException::~XmlException() = default;
+
+} // namespace Zel::System::Commons

@@ -1,0 +1,8 @@
+#include "Zel/System/Rsc/IService.h"
+
+namespace Zel::System::Rsc
+{
+
+IService::~IService() = default;
+
+} // namespace Zel::System::Rsc

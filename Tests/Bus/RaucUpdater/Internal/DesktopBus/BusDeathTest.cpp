@@ -1,0 +1,124 @@
+#include "RaucBusTest.h"
+
+#include <atomic>
+#include <thread>
+
+namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
+{
+
+namespace
+{
+
+/// The bus daemon dies under an open connection and comes back.
+class BusDeathTest : public RaucBusTest
+{
+protected:
+    ~BusDeathTest() override
+    {
+        bus.Kill();
+        bus.Start();
+    }
+
+    DesktopBusManager manager;
+};
+
+TEST_F(BusDeathTest, CallsFailAndTheNextOpenConnectsAnew)
+{
+    RecordedSignals received;
+    ASSERT_TRUE(manager.Open());
+    ASSERT_TRUE(manager.CanInstall());
+    bus.Kill();
+    for (int call = 0; call < 3; ++call)
+    {
+        EXPECT_FALSE(manager.CanInstall());
+        EXPECT_FALSE(manager.Install("/bundle"));
+    }
+    manager.Close();
+    EXPECT_FALSE(manager.Open());
+
+    bus.Start();
+    ScriptedRauc another(bus);
+    ASSERT_TRUE(manager.Open());
+    EXPECT_TRUE(manager.CanInstall());
+    another.EmitCompleted(9);
+    EXPECT_TRUE(received.WaitFor("Completed 9"));
+}
+
+TEST_F(BusDeathTest, AnIdleConnectionNoticesItAndTheProcessGoesOn)
+{
+    ASSERT_TRUE(manager.Open());
+    bus.Kill();
+    ASSERT_TRUE(
+        log->WaitForLine("debug DesktopBusConnection: Ignore signal: Path=/org/freedesktop/DBus/Local; "
+                         "interface=org.freedesktop.DBus.Local; member=Disconnected"));
+    EXPECT_FALSE(manager.CanInstall());
+}
+
+TEST_F(BusDeathTest, ABlockedCallReturns)
+{
+    ASSERT_TRUE(manager.Open());
+    rauc.SetAnswer("Operation", Answer::None());
+    std::thread killer(
+        [this]
+        {
+            static_cast<void>(rauc.WaitForCalls("Get"));
+            bus.Kill();
+        });
+    EXPECT_FALSE(manager.CanInstall());
+    killer.join();
+}
+
+TEST_F(BusDeathTest, ManyDeathsUnderThreeCallersAndAHotListenerAreSurvived)
+{
+    for (int death = 0; death < 10; ++death)
+    {
+        DesktopBusConnection connection;
+        ASSERT_TRUE(connection.Open());
+        std::atomic<bool> isEnding = false;
+        std::atomic<int> calls = 0;
+        std::vector<std::thread> threads;
+        for (int caller = 0; caller < 3; ++caller)
+        {
+            threads.emplace_back(
+                [&]
+                {
+                    while (!isEnding)
+                    {
+                        RaucOperationProperty operation;
+                        static_cast<void>(operation.SendMessage(connection, true));
+                        ++calls;
+                    }
+                });
+        }
+        threads.emplace_back(
+            [&]
+            {
+                while (!isEnding)
+                {
+                    connection.ReadSignals();
+                }
+            });
+        const auto waitForMoreCalls = [&calls](int more)
+        {
+            const int enough = calls + more;
+            while (calls < enough)
+            {
+                std::this_thread::yield();
+            }
+        };
+        waitForMoreCalls(20);
+        bus.Kill();
+        waitForMoreCalls(20);
+        isEnding = true;
+        for (auto& thread : threads)
+        {
+            thread.join();
+        }
+        connection.Close();
+        bus.Start();
+    }
+}
+
+} // namespace
+
+} // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

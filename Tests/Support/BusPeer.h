@@ -1,0 +1,41 @@
+#pragma once
+
+#include "Support/BusMessage.h"
+#include "Zel/String.h"
+
+#include <functional>
+#include <memory>
+
+namespace Zel::Tests::Support
+{
+
+/// A program on the bus, for the other end of a test: a private libdbus connection and the thread that serves
+/// it, so that nothing of it is shared with what is tested.
+class BusPeer
+{
+public:
+    /// Gets each message that arrives, one after the other, on the peer's thread. The message lives for the
+    /// call.
+    using Handler = std::function<void(const BusMessage& message)>;
+
+    /// Connects, owns `busName` (none when empty) and serves. Throws `Exception` when the bus refuses.
+    BusPeer(const String& busAddress, const String& busName, Handler handler);
+
+    /// Waits for a handler that runs, then breaks the connection without a word to anybody. Not on the peer's
+    /// thread.
+    ~BusPeer();
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+
+    /// Sends a message; from any thread. Messages of one thread arrive in the order in which they were sent.
+    void Send(const BusMessage& message);
+
+    /// Returns the connection's unique name, for example ":1.5".
+    [[nodiscard]] String GetUniqueName() const;
+
+private:
+    class Service;
+    std::unique_ptr<Service> service;
+};
+
+} // namespace Zel::Tests::Support

@@ -1,0 +1,62 @@
+#pragma once
+
+#include "Support/TemporaryFolder.h"
+#include "Zel/String.h"
+
+#include <vector>
+
+namespace Zel::Tests::Support
+{
+
+/// A device in a folder with the real RAUC, driven through the program `device` beside this file, which says
+/// what each operation means. Its private bus is the process's system bus, at the same address for every
+/// device that the process makes one after the other. Every failure throws `Exception` with what the program
+/// said; a machine without RAUC is one.
+class DeviceFolder
+{
+public:
+    using Options = std::vector<String>;
+
+    /// Makes the device, switched off, and starts its bus.
+    explicit DeviceFolder(const Options& createOptions = {});
+    /// Stops and removes everything.
+    ~DeviceFolder();
+    DeviceFolder(const DeviceFolder&) = delete;
+    DeviceFolder& operator=(const DeviceFolder&) = delete;
+
+    /// Returns the slot that was booted.
+    String Boot();
+    void MarkGood();
+    void ShutDown();
+    void NextBootFails();
+    void StartRauc();
+    void StopRauc();
+
+    /// Makes a bundle in a folder beside the device and returns its path.
+    [[nodiscard]] String MakeBundle(const String& version, const Options& options = {});
+
+    /// Installs by RAUC itself.
+    void Install(const String& bundle);
+
+    [[nodiscard]] String GetBootedSlot();
+    [[nodiscard]] String GetPrimarySlot();
+
+    /// Returns the version in the image of a slot.
+    [[nodiscard]] String GetSlotVersion(const String& slot);
+
+    /// Returns the value of a fact as of the last boot, for example "General.Firmware.VersionMajor"; empty
+    /// when there is none.
+    [[nodiscard]] String GetFact(const String& key) const;
+
+    [[nodiscard]] const String& GetPath() const noexcept { return path; }
+
+    /// Runs one command of the program on this device and returns what it printed, without the last line's
+    /// end.
+    String Run(const String& command, const Options& arguments = {}) const;
+
+private:
+    const String path;
+    const TemporaryFolder bundles;
+};
+
+} // namespace Zel::Tests::Support

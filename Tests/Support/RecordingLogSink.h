@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace Zel::Tests::Support
+{
+
+/// Keeps what was logged, as lines of the form "error RaucUpdaterModule: text". Thread-safe.
+class RecordingLogSink : public System::Commons::Diagnostics::Logging::ILogSink
+{
+public:
+    using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
+    using LogRecord = System::Commons::Diagnostics::Logging::LogRecord;
+
+    RecordingLogSink() = default;
+    ~RecordingLogSink() override;
+    RecordingLogSink(const RecordingLogSink&) = delete;
+    RecordingLogSink& operator=(const RecordingLogSink&) = delete;
+
+    void Write(const LogRecord& record) override;
+
+    /// Returns the lines since the last `Clear` that are not more verbose than `level`, in order.
+    [[nodiscard]] std::vector<String> GetLines(LogLevel level = LogLevel::Trace) const;
+
+    /// Returns the same, but of one class only, named without its namespaces.
+    [[nodiscard]] std::vector<String> GetLinesOf(const String& logger,
+                                                 LogLevel level = LogLevel::Trace) const;
+
+    void Clear();
+
+    /// Waits until the whole line `line` was logged since the last `Clear`; returns false when `deadline`
+    /// passes before.
+    [[nodiscard]] bool WaitForLine(const String& line,
+                                   std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
+
+private:
+    mutable std::mutex mutex;
+    mutable std::condition_variable written;
+    std::vector<LogRecord> records;
+};
+
+/// Records the log as long as it lives: adds a sink and sets the level, and puts both back at its end.
+class RecordingLog
+{
+public:
+    explicit RecordingLog(RecordingLogSink::LogLevel level = RecordingLogSink::LogLevel::Trace);
+    ~RecordingLog();
+    RecordingLog(const RecordingLog&) = delete;
+    RecordingLog& operator=(const RecordingLog&) = delete;
+
+    RecordingLogSink& operator*() const noexcept { return *sink; }
+
+    RecordingLogSink* operator->() const noexcept { return sink.get(); }
+
+private:
+    const RecordingLogSink::LogLevel previousLevel;
+    const std::shared_ptr<RecordingLogSink> sink;
+};
+
+} // namespace Zel::Tests::Support
