@@ -70,7 +70,7 @@ void RaucJourney::WaitForRestart()
 
 void RaucJourney::WaitForEnd()
 {
-    ASSERT_TRUE(platform.status->WaitForCall("EndInstallation failure"));
+    ASSERT_TRUE(platform.status->WaitForCall("EndInstallation failed"));
 }
 
 String RaucJourney::GetVersion(FileType type)

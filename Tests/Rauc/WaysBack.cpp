@@ -61,7 +61,7 @@ TEST_F(WaysBack, RevertSwitchesBackAndIsToldAsThat)
     EXPECT_FALSE(GetStatus().revertible);
     EXPECT_THAT(
         platform.notifications->GetLines(),
-        ElementsAre("3 Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Failed (Software "
+        ElementsAre("Error Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Failed (Software "
                     "Update): Failed to install firmware package (version: 1.0.0.0). Reason: " +
                     text + "."));
 

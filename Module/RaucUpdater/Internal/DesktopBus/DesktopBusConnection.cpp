@@ -48,6 +48,23 @@ void DropUnreadMessages(DBusConnection* connection)
     }
 }
 
+[[nodiscard]] DBusConnection* GetSystemBus(DesktopBusError& error)
+{
+    DBusConnection* const connection = dbus_bus_get(DBUS_BUS_SYSTEM, error.Get());
+    if (connection != nullptr)
+    {
+        // A bus that dies must not end the process.
+        dbus_connection_set_exit_on_disconnect(connection, FALSE);
+    }
+    return connection;
+}
+
+/// libdbus hands out the connection of an earlier owner, whose bus may have died unnoticed: reading tells.
+[[nodiscard]] bool IsAlive(DBusConnection* connection)
+{
+    return dbus_connection_read_write(connection, 0) && dbus_connection_get_is_connected(connection);
+}
+
 [[nodiscard]] String TextOrEmpty(const char* text)
 {
     return text != nullptr ? text : "";
@@ -97,11 +114,13 @@ bool DesktopBusConnection::ConnectToSystemBus()
 {
     Log(LogLevel::Debug, "{0}", "Open");
     DesktopBusError error;
-    connection.reset(dbus_bus_get(DBUS_BUS_SYSTEM, error.Get()));
-    if (IsSet())
+    const auto pass = CallGate().Enter();
+    connection.reset(GetSystemBus(error));
+    if (IsSet() && !IsAlive(Get()))
     {
-        // A bus that dies must not end the process.
-        dbus_connection_set_exit_on_disconnect(Get(), FALSE);
+        DropUnreadMessages(Get());
+        connection.reset();
+        connection.reset(GetSystemBus(error));
     }
     if (error.IsSet())
     {
