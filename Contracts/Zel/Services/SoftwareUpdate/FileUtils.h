@@ -19,8 +19,9 @@ public:
 
     /// Renames within a file system; durable when it returns. `createFolder` makes the target's missing
     /// folders, `replace` lets it take the place of an existing target: a link itself, not what it leads to.
-    /// A target that may not be replaced is EEXIST, one on another file system EXDEV. When the sync after the
-    /// move fails, this is logged at error level and the move stands, because it cannot be undone safely.
+    /// A target that may not be replaced is EEXIST (EINVAL where the file system cannot promise that), one on
+    /// another file system EXDEV. When the sync after the move fails, this is logged at error level and the
+    /// move stands, because it cannot be undone safely.
     static void Rename(const String& source, const String& target, bool createFolder, bool replace);
 
     /// The same, but across file systems the source, a regular file, is copied in bounded memory to a new

@@ -122,9 +122,9 @@ XmlReader::Parser::Parser(String document, String fileName)
 
 const Token& XmlReader::Parser::Peek()
 {
-    // A text may go on behind a comment, so that it is complete only when a tag follows.
-    while (tokens.empty() || tokens.back().kind == TokenKind::Text)
+    if (tokens.empty())
     {
+        // It stops behind a tag or at the end, so that a text before it is complete.
         Continue();
     }
     line = tokens.front().line;

@@ -98,7 +98,15 @@ TEST(EventTest, AddRefusesWhatCannotBeRemovedAgain)
     EXPECT_TRUE(event.IsEmpty());
 }
 
-/// Removes itself and adds another listener while the event is raised.
+class Counter
+{
+public:
+    void Count() { ++calls; }
+
+    std::atomic<int> calls = 0;
+};
+
+/// Adds another listener and removes itself while the event is raised.
 class Changer
 {
 public:
@@ -107,8 +115,8 @@ public:
     void Change()
     {
         ++changed;
-        event.Remove(Delegate<>::Bind<&Changer::Change>(this));
         event.Add(Delegate<>::Bind<&Changer::Count>(this));
+        event.Remove(Delegate<>::Bind<&Changer::Change>(this));
     }
 
     void Count() { ++counted; }
@@ -124,21 +132,17 @@ TEST(EventTest, HandlersMayChangeTheListWhichCountsFromTheNextRaise)
 {
     Event<> event;
     const Changer changer(event);
+    Counter steady;
+    event.Add(Delegate<>::Bind<&Counter::Count>(&steady));
     event.Raise();
     EXPECT_EQ(changer.changed, 1);
     EXPECT_EQ(changer.counted, 0);
+    EXPECT_EQ(steady.calls, 1);
     event.Raise();
     EXPECT_EQ(changer.changed, 1);
     EXPECT_EQ(changer.counted, 1);
+    EXPECT_EQ(steady.calls, 2);
 }
-
-class Counter
-{
-public:
-    void Count() { ++calls; }
-
-    std::atomic<int> calls = 0;
-};
 
 TEST(EventTest, ConcurrentChangesLoseNoDelegateAndNoCall)
 {
