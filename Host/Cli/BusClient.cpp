@@ -37,6 +37,8 @@ BusClient::BusClient(const InterruptSignals& interrupts) : connection(interrupts
     connection.SetSignalHandler([this](sd_bus_message& signal) { OnSignal(signal); });
 }
 
+BusClient::~BusClient() = default;
+
 std::vector<String> BusClient::ReadComponents()
 {
     const BusMessage reply = CallGetAll(ManagerPath, ManagerInterface);

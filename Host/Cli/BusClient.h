@@ -24,6 +24,7 @@ public:
 
     /// Connects to the bus. The first call starts the service where the bus knows how.
     explicit BusClient(const InterruptSignals& interrupts);
+    ~BusClient();
     BusClient(const BusClient&) = delete;
     BusClient& operator=(const BusClient&) = delete;
 

@@ -21,7 +21,7 @@ namespace
 /// Returns the D-Bus error that a failed function of libsystemd stands for.
 BusError ToBusError(int errorNumber)
 {
-    sd_bus_error error = SD_BUS_ERROR_NULL;
+    sd_bus_error error{};
     sd_bus_error_set_errno(&error, errorNumber);
     BusError result(error.name, error.message);
     sd_bus_error_free(&error);

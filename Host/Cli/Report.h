@@ -22,7 +22,8 @@ enum class FactSet
 struct Report
 {
     ExitCode exitCode = ExitCode::Done;
-    /// One stable word for scripts, for example "restarting" or "refused".
+    /// One stable word for scripts, for example "restarting" or "nothing-to-do"; "error" for what was
+    /// refused.
     String outcome;
     /// What happened, in one or two sentences; may be empty where the facts tell it.
     String summary;

@@ -203,6 +203,7 @@ const sd_bus_vtable ComponentTable[] = {
 void Announce(sd_bus* bus, const Published& published, const std::vector<String>& properties)
 {
     std::vector<char*> names;
+    names.reserve(properties.size() + 1);
     for (const String& property : properties)
     {
         names.push_back(const_cast<char*>(property.c_str()));

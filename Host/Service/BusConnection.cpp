@@ -43,7 +43,11 @@ int OnAnswer(sd_bus_message* message, void* handler, sd_bus_error* /*error*/)
     if (const sd_bus_error* error = sd_bus_message_get_error(message); error != nullptr)
     {
         answer.errorName = error->name;
-        answer.errorText = error->message != nullptr ? error->message : "";
+        answer.text = error->message != nullptr ? error->message : "";
+    }
+    else if (const char* text = nullptr; sd_bus_message_read(message, "s", &text) > 0)
+    {
+        answer.text = text;
     }
     EventLoop::Guard([&] { (*static_cast<BusConnection::AnswerHandler*>(handler))(answer); });
     return 1;
@@ -85,13 +89,13 @@ int Send(sd_bus* bus, const BusCall& call, sd_bus_slot** slot, BusConnection::An
 
 } // namespace
 
-void BusConnection::Close::operator()(sd_bus* bus) const noexcept
+void BusConnection::Close::operator()(sd_bus* closed) const noexcept
 {
-    sd_bus_flush_close_unref(bus);
+    sd_bus_flush_close_unref(closed);
 }
 
 BusConnection::BusConnection(EventLoop& loop, EventLoop::Task lost)
-    : loop(loop), lost([&loop, lost = std::move(lost)] { loop.Post(lost); })
+    : lost([&loop, lost = std::move(lost)] { loop.Post(lost); })
 {
     sd_bus* opened = nullptr;
     CheckSystemCall(sd_bus_open_system_with_description(&opened, "zel-updated"), "connect to the system bus");

@@ -28,12 +28,13 @@ struct BusCall
     std::chrono::microseconds timeout;
 };
 
-/// How such a call ended; its values are of no interest.
+/// How such a call ended.
 struct BusAnswer
 {
     /// The D-Bus error's name; empty for a success.
     String errorName;
-    String errorText;
+    /// The error's text, or the first value of a success if that is a text.
+    String text;
 
     [[nodiscard]] bool IsOk() const noexcept { return errorName.empty(); }
 };
@@ -71,12 +72,11 @@ public:
 private:
     struct Close
     {
-        void operator()(sd_bus* bus) const noexcept;
+        void operator()(sd_bus* closed) const noexcept;
     };
 
     void WatchLoss();
 
-    EventLoop& loop;
     EventLoop::Task lost;
     std::unique_ptr<sd_bus, Close> bus;
 };

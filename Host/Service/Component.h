@@ -6,8 +6,9 @@
 #include "Service/LoopTimer.h"
 #include "Service/ModuleCalls.h"
 #include "Service/PersistentUpdaterStatus.h"
-#include "Service/RaucState.h"
+#include "Service/RaucAnswer.h"
 #include "Service/RequestResult.h"
+#include "Service/StartGuard.h"
 #include "Service/Worker.h"
 
 #include <chrono>
@@ -38,10 +39,18 @@ public:
         /// The module's settings document.
         String settingsPath;
         RaucProbe probe;
+        /// Orders a restart of the device.
+        EventLoop::Task restartDevice;
+        /// Told, each time it is found, why the start has to wait.
+        std::function<void(const String& reason)> startDelayed;
     };
 
-    /// How long an answer of RAUC's is waited for in vain before the versions are asked for again.
+    /// After what time the versions are asked for again where RAUC did not rest.
     static constexpr std::chrono::seconds RefreshRetry{5};
+    /// After what time, during a start that has to wait, RAUC is asked again, and how long an absent or
+    /// silent RAUC is waited for.
+    static constexpr std::chrono::seconds StartCheckInterval{1};
+    static constexpr std::chrono::seconds StartPatience{90};
     /// The least time between two announcements of messages and progress.
     static constexpr std::chrono::milliseconds AnnouncementInterval{100};
     /// Delays of so many milliseconds and more are refused, as modules count them in 32 bits.
@@ -53,8 +62,9 @@ public:
     Component(const Component&) = delete;
     Component& operator=(const Component&) = delete;
 
-    /// Creates and initializes the module and reads the first picture of the versions; requests are refused
-    /// until then. `done` gets the reason of a failure.
+    /// Creates and initializes the module, when `StartGuard` allows it, and reads the first picture of the
+    /// versions; requests are refused until then. `done` gets the reason of a failure. A component whose
+    /// device has to be restarted first is done, too, and goes on to refuse requests.
     void Start(Completion done);
 
     /// Destroys the module when the request that is under way has left it; later requests are refused until
@@ -66,10 +76,10 @@ public:
 
     /// Requests. `caller` is shown to others who are refused meanwhile. A refused request changed nothing. By
     /// the time of the completion the picture shows what the request did.
-    void Stage(FileDescriptor bundle, const String& caller, Completion completion);
-    void Install(const InstallRequest& request, const String& caller, Completion completion);
-    void Revert(const String& caller, Completion completion);
-    void Resume(const String& caller, Completion completion);
+    void Stage(FileDescriptor bundle, const String& caller, const Completion& completion);
+    void Install(const InstallRequest& request, const String& caller, const Completion& completion);
+    void Revert(const String& caller, const Completion& completion);
+    void Resume(const String& caller, const Completion& completion);
 
     /// To be called after the status store changed this component's record.
     void OnStatusChanged();
@@ -115,11 +125,15 @@ private:
     void CallModule(ModuleCall call, Completion then);
     void Finish(const RequestResult& result);
 
-    void OnStarted(const String& failure, const Completion& done);
+    void CheckStart();
+    [[nodiscard]] StartFacts GetStartFacts(const RaucAnswer& answer) const;
+    void Follow(const StartGuard::Decision& decision);
+    void Initialize();
+    void OnInitialized(const String& failure);
     /// Reads versions from the module if RAUC allows that now, or else later.
     void Refresh(bool withFallback, EventLoop::Task done);
-    void OnRefreshAllowed(RaucState state, const EventLoop::Task& done);
-    [[nodiscard]] ModulePicture ReadPicture(bool current, bool pending, bool fallback) const;
+    void ReadPicture(RaucState state, const EventLoop::Task& done);
+    [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
     void UpdateStatus();
     void Apply(const ModulePicture& picture);
     void Show(const ComponentSnapshot& next);
@@ -130,13 +144,16 @@ private:
     std::optional<bool> moduleRevertible;
     ChangeHandler changeHandler;
     Life life = Life::Stopped;
+    Completion startDone;
+    std::chrono::steady_clock::time_point startDeadline;
     std::optional<Request> request;
     bool refreshWanted = false;
     bool fallbackWanted = false;
     std::chrono::steady_clock::time_point lastAnnouncement;
     LoopTimer announcementTimer;
     LoopTimer refreshTimer;
-    LoopTimer startTimer;
+    LoopTimer startCheckTimer;
+    LoopTimer delayTimer;
     /// Touched on the worker only, and when that has stopped.
     std::unique_ptr<IUpdaterModule> module;
     Worker worker;

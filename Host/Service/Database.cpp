@@ -15,14 +15,14 @@ using System::Core::Format;
 
 DatabaseException::~DatabaseException() = default;
 
-void Database::Close::operator()(sqlite3* handle) const noexcept
+void Database::Close::operator()(sqlite3* closed) const noexcept
 {
-    sqlite3_close_v2(handle);
+    sqlite3_close_v2(closed);
 }
 
-void Database::Statement::Finalize::operator()(sqlite3_stmt* statement) const noexcept
+void Database::Statement::Finalize::operator()(sqlite3_stmt* finalized) const noexcept
 {
-    sqlite3_finalize(statement);
+    sqlite3_finalize(finalized);
 }
 
 Database::Database(const String& path) : path(path)

@@ -51,7 +51,7 @@ public:
 
         struct Finalize
         {
-            void operator()(sqlite3_stmt* statement) const noexcept;
+            void operator()(sqlite3_stmt* finalized) const noexcept;
         };
 
         explicit Statement(Database& database, const char* text);
@@ -88,7 +88,7 @@ public:
 private:
     struct Close
     {
-        void operator()(sqlite3* handle) const noexcept;
+        void operator()(sqlite3* closed) const noexcept;
     };
 
     void Open();

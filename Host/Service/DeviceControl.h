@@ -35,6 +35,8 @@ public:
     /// `command` is the program and its arguments, searched in PATH, with the service's environment.
     DeviceControl(EventLoop& loop, std::vector<String> command, Handlers handlers);
     ~DeviceControl() override;
+    DeviceControl(const DeviceControl&) = delete;
+    DeviceControl& operator=(const DeviceControl&) = delete;
 
     void RestartDevice() override;
 

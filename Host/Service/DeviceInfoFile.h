@@ -19,6 +19,8 @@ public:
 
     explicit DeviceInfoFile(String path);
     ~DeviceInfoFile() override;
+    DeviceInfoFile(const DeviceInfoFile&) = delete;
+    DeviceInfoFile& operator=(const DeviceInfoFile&) = delete;
 
     /// A file that cannot be read is logged at error level and has no facts.
     [[nodiscard]] Variant GetItem(const Key& key) override;

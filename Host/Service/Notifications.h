@@ -17,6 +17,8 @@ class Notifications : public System::Nm::INotificationSink,
 public:
     explicit Notifications(std::shared_ptr<StatusStore> store);
     ~Notifications() override;
+    Notifications(const Notifications&) = delete;
+    Notifications& operator=(const Notifications&) = delete;
 
     /// A store that fails is logged at error level; the journal has the notification then.
     void Write(const System::Nm::Notification& notification) override;

@@ -48,6 +48,8 @@ public:
     PersistentUpdaterStatus(std::shared_ptr<StatusStore> store, String bootId,
                             std::uint32_t confirmationTimeout, ChangeHandler changeHandler);
     ~PersistentUpdaterStatus() override;
+    PersistentUpdaterStatus(const PersistentUpdaterStatus&) = delete;
+    PersistentUpdaterStatus& operator=(const PersistentUpdaterStatus&) = delete;
 
     [[nodiscard]] bool GetStatus(const String& componentId, SoftwareUpdateStatus& status) override;
     void SetMessage(const String& componentId, const String& message, bool newStory) override;

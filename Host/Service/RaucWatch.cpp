@@ -25,10 +25,10 @@ RaucWatch::RaucWatch(BusConnection& connection, EventLoop::Task appeared) : conn
 
 RaucWatch::~RaucWatch()
 {
-    EventLoop::Guard([this] { Answer(RaucState::Absent); });
+    EventLoop::Guard([this] { Answer({}); });
 }
 
-void RaucWatch::Probe(RaucStateHandler handler)
+void RaucWatch::Probe(RaucAnswerHandler handler)
 {
     waiting.push_back(std::move(handler));
     if (waiting.size() > 1)
@@ -37,14 +37,17 @@ void RaucWatch::Probe(RaucStateHandler handler)
     }
     const BusCall call = {BusName,      "/",          "de.pengutronix.rauc.Installer",
                           "GetPrimary", std::nullopt, AnswerTime};
-    connection.Call(call, [this](const BusAnswer& answer) { Answer(Classify(answer)); });
+    connection.Call(call,
+                    [this](const BusAnswer& answer) {
+                        Answer({Classify(answer), answer.IsOk() ? answer.text : String()});
+                    });
 }
 
-void RaucWatch::Answer(RaucState state)
+void RaucWatch::Answer(const RaucAnswer& answer)
 {
-    for (const RaucStateHandler& handler : std::exchange(waiting, {}))
+    for (const RaucAnswerHandler& handler : std::exchange(waiting, {}))
     {
-        handler(state);
+        handler(answer);
     }
 }
 
@@ -69,7 +72,7 @@ RaucState RaucWatch::Classify(const BusAnswer& answer)
     }
     // It answers with other errors too, for example where its bootloader cannot be asked for the primary
     // slot.
-    return answer.errorText.find("lready processing") != String::npos ? RaucState::Busy : RaucState::Resting;
+    return answer.text.find("lready processing") != String::npos ? RaucState::Busy : RaucState::Resting;
 }
 
 } // namespace Zel::Host::Service

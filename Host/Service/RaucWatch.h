@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Service/BusConnection.h"
-#include "Service/RaucState.h"
+#include "Service/RaucAnswer.h"
 
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
@@ -28,17 +28,17 @@ public:
 
     /// Asks RAUC a harmless question, which starts it where the bus can do that. Those who ask while an
     /// answer is awaited share it.
-    void Probe(RaucStateHandler handler);
+    void Probe(RaucAnswerHandler handler);
 
     /// Says what an answer means: a refusal proves that RAUC is busy only when it says so, since its property
     /// "Operation" may read "idle" meanwhile.
     [[nodiscard]] static RaucState Classify(const BusAnswer& answer);
 
 private:
-    void Answer(RaucState state);
+    void Answer(const RaucAnswer& answer);
 
     BusConnection& connection;
-    std::vector<RaucStateHandler> waiting;
+    std::vector<RaucAnswerHandler> waiting;
 };
 
 } // namespace Zel::Host::Service

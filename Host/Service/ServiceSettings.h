@@ -71,6 +71,8 @@ public:
 
     ServiceSettings() = default;
     ~ServiceSettings() override;
+    ServiceSettings(const ServiceSettings&) = delete;
+    ServiceSettings& operator=(const ServiceSettings&) = delete;
 
     /// Reads the document at `path`. Throws `IoException` where it cannot be read and `XmlException`, with
     /// file and line, where it is not as it should be. To be called once.

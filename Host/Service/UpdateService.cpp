@@ -95,10 +95,12 @@ void UpdateService::CreateComponents()
         components.push_back(std::make_unique<Component>(
             id, Component::Environment{loop, delivery, status,
                                        [this, &module] { return moduleHost.Create(module); }, module.settings,
-                                       [this](RaucStateHandler handler) {
+                                       [this](RaucAnswerHandler handler) {
                                            session ? session->raucWatch.Probe(std::move(handler))
-                                                   : handler(RaucState::Absent);
-                                       }}));
+                                                   : handler({});
+                                       },
+                                       [this] { deviceControl->RestartDevice(); },
+                                       [this](const String& reason) { OnStartDelayed(reason); }}));
     }
 }
 
@@ -153,8 +155,21 @@ void UpdateService::OnComponentStarted(const RequestResult& result)
     }
 }
 
+void UpdateService::OnStartDelayed(const String& reason)
+{
+    if (session && !session->api)
+    {
+        Log(LogLevel::Info, "The start of a module is delayed. {0}", reason);
+        Publish();
+    }
+}
+
 void UpdateService::Publish()
 {
+    if (session->api)
+    {
+        return;
+    }
     BusApi::Content content{version, status->GetBootId(), {}, {}};
     for (const ModuleSettings& module : settings.GetModules())
     {
@@ -261,7 +276,7 @@ void UpdateService::AskLogind()
                              {
                                  if (!answer.IsOk())
                                  {
-                                     deviceControl->ReportFailure("logind: " + answer.errorText);
+                                     deviceControl->ReportFailure("logind: " + answer.text);
                                  }
                              });
 }

@@ -59,6 +59,8 @@ private:
     void Connect();
     void StartComponents();
     void OnComponentStarted(const RequestResult& result);
+    /// Clients may look at the state meanwhile.
+    void OnStartDelayed(const String& reason);
     void Publish();
     void OnBusLost();
     /// Leaves if an installation is running; returns whether it does.

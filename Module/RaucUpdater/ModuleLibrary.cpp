@@ -17,8 +17,6 @@ ModuleLibrary::ModuleLibrary(AppDomain& appDomain)
     AddFactoryFunction(RaucUpdaterModule::ModuleName, CreateModule);
 }
 
-ModuleLibrary::~ModuleLibrary() = default;
-
 std::unique_ptr<IUpdaterModule> ModuleLibrary::CreateModule()
 {
     return std::make_unique<RaucUpdaterModule>();

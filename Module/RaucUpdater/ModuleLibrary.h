@@ -18,7 +18,6 @@ public:
     /// Makes `appDomain` the process's one unless there is one already, and the log its log; registers
     /// `RaucUpdaterModule::ModuleName`.
     explicit ModuleLibrary(AppDomain& appDomain);
-    ~ModuleLibrary() override;
 
     /// Returns a new module; exceptions of its constructor pass.
     [[nodiscard]] static std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule> CreateModule();

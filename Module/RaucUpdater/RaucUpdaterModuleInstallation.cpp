@@ -3,9 +3,6 @@
 #include "RaucUpdater/Internal/FileTypeText.h"
 #include "Zel/System/Core/Format.h"
 
-#include <cstdint>
-#include <mutex>
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
 {
 
@@ -19,9 +16,6 @@ namespace
 
 using Services::SoftwareUpdate::Services::Internal::SoftwareVersionType;
 
-/// Names the delayed installation in the executor and in the log.
-constexpr const char* DelayTaskName = "RaucDelayInstall";
-
 String JoinPatchIdentifiers(const SoftwareVersionType& version)
 {
     std::vector<String> texts;
@@ -30,14 +24,6 @@ String JoinPatchIdentifiers(const SoftwareVersionType& version)
         texts.push_back(patchIdentifier.ToString());
     }
     return Join(texts, ",");
-}
-
-/// The moment `delayMs` milliseconds from now; a senseless delay wraps instead of overflowing.
-DateTime GetStartTime(long long delayMs)
-{
-    const auto now = static_cast<std::uint64_t>(DateTime::GetUtcNow().GetTicks());
-    const auto delay = static_cast<std::uint64_t>(delayMs) * DateTime::TicksPerMillisecond;
-    return {static_cast<std::int64_t>(now + delay), DateTimeKind::Unspecified};
 }
 
 } // namespace
@@ -149,38 +135,6 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::InstallSoftwarePackage(Software
         return result;
     }
     return delayMs < 1 ? InstallSoftwarePackage(fileType) : DelayInstallation(fileType, version, delayMs);
-}
-
-RaucUpdaterModule::ResultCode RaucUpdaterModule::DelayInstallation(SoftwareVersionFileType fileType,
-                                                                   const SoftwareVersionType& version,
-                                                                   long long delayMs)
-{
-    {
-        const std::lock_guard lock(delayedVersionMutex);
-        delayedVersion = version;
-    }
-    Log(LogLevel::Info, "The {0} version {1} is going to be installed at {2}.", FileTypeText(fileType),
-        version.softwareRevision.GetView(), GetStartTime(delayMs).ToIso8601String());
-    static_cast<void>(updateStatusTimer.Start());
-    if (!scheduledExecutor.Schedule(DelayTaskName, delayMs,
-                                    [this, fileType] { StartDelayedInstallation(fileType); }))
-    {
-        Log(LogLevel::Error, "Failed to start {0} timer.", DelayTaskName);
-        updateStatusTimer.Stop();
-        return ResultCode::OperationFailed;
-    }
-    return ResultCode::Ok;
-}
-
-void RaucUpdaterModule::StartDelayedInstallation(SoftwareVersionFileType fileType)
-{
-    static_cast<void>(EndUnlessOk(GetComponentId(),
-                                  [&]
-                                  {
-                                      Log(LogLevel::Debug, "Start delayed installation.");
-                                      updateStatusTimer.Stop();
-                                      return InstallSoftwarePackage(fileType);
-                                  }));
 }
 
 RaucUpdaterModule::ResultCode RaucUpdaterModule::InstallSoftwarePackage(SoftwareVersionFileType fileType)

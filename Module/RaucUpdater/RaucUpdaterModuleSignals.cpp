@@ -1,35 +1,10 @@
 #include "RaucUpdater/RaucUpdaterModule.h"
 
-#include "Zel/System/Core/Format.h"
-
-#include <chrono>
-#include <mutex>
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
 {
 
 using Services::SoftwareUpdate::InstallationState;
 using System::Commons::Diagnostics::Logging::LogLevel;
-using System::Core::Format;
-
-void RaucUpdaterModule::RefreshUpdateStatus() const
-{
-    const std::chrono::nanoseconds remaining =
-        scheduledExecutor.GetScheduledTime() - std::chrono::steady_clock::now();
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(remaining).count();
-    if (seconds <= 0)
-    {
-        return;
-    }
-    String revision;
-    {
-        const std::lock_guard lock(delayedVersionMutex);
-        revision = delayedVersion.softwareRevision.ToString();
-    }
-    updaterStatus->SetMessage(
-        GetComponentId(),
-        Format("The version {0} is going to be installed in {1} seconds.", revision, seconds), false);
-}
 
 void RaucUpdaterModule::OnCompleted(const RaucCompletedSignal& signal)
 {

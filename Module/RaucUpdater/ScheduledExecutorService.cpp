@@ -1,5 +1,7 @@
 #include "RaucUpdater/ScheduledExecutorService.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <utility>
 
@@ -13,12 +15,14 @@ using System::Commons::Threading::Thread;
 namespace
 {
 
-/// Far beyond any real delay the moment wraps instead of overflowing.
+/// The moment `delayMs` milliseconds from now, or the last one that the clock can count.
 ScheduledExecutorService::TimePoint GetDueTime(long long delayMs)
 {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-    const auto due = static_cast<std::uint64_t>(now) + static_cast<std::uint64_t>(delayMs) * 1'000'000U;
-    return ScheduledExecutorService::TimePoint(std::chrono::nanoseconds(static_cast<std::int64_t>(due)));
+    using std::chrono::milliseconds;
+    const auto now = std::chrono::steady_clock::now();
+    const auto longest =
+        std::chrono::floor<milliseconds>(ScheduledExecutorService::TimePoint::max() - now).count();
+    return now + milliseconds(std::clamp<long long>(delayMs, -longest, longest));
 }
 
 } // namespace

@@ -57,11 +57,9 @@ void FakeUpdaterModule::Initialize(const String& settingsPath, std::shared_ptr<I
     }
 }
 
-FakeUpdaterModule::ResultCode FakeUpdaterModule::GetUpdateBehavior(const String& /*componentId*/,
-                                                                   const String& /*manufacturerUri*/,
-                                                                   const String& /*softwareRevision*/,
-                                                                   const std::vector<String>& /*patchIdentifiers*/,
-                                                                   UpdateBehavior& /*behavior*/)
+FakeUpdaterModule::ResultCode FakeUpdaterModule::GetUpdateBehavior(
+    const String& /*componentId*/, const String& /*manufacturerUri*/, const String& /*softwareRevision*/,
+    const std::vector<String>& /*patchIdentifiers*/, UpdateBehavior& /*behavior*/)
 {
     return ResultCode::NotSupported;
 }
@@ -78,7 +76,8 @@ FakeUpdaterModule::ResultCode FakeUpdaterModule::GetSoftwareVersion(const String
 
 FakeUpdaterModule::ResultCode FakeUpdaterModule::SetSoftwarePackage(const String& /*componentId*/,
                                                                     FileType /*fileType*/,
-                                                                    const String& packagePath, String& message)
+                                                                    const String& packagePath,
+                                                                    String& message)
 {
     script->AddCall("SetSoftwarePackage");
     return script->stage ? script->stage(packagePath, message) : ResultCode::Ok;

@@ -1,8 +1,8 @@
 #include "Support/PrivateBus.h"
 
 #include "Zel/Exception.h"
-#include "Zel/System/Commons/Io/FileDescriptor.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -20,14 +20,13 @@ namespace
 
 constexpr int StartLimitMilliseconds = 10'000;
 
-/// Runs in the child between fork and exec.
-[[noreturn]] void ExecDaemon(const String& configFile, int addressPipe)
+/// Runs in the child between fork and exec, where nothing may be allocated.
+[[noreturn]] void ExecDaemon(const char* configOption, const char* addressOption, const char* logFile)
 {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const String configOption = "--config-file=" + configFile;
-    const String addressOption = "--print-address=" + std::to_string(addressPipe);
-    ::execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", configOption.c_str(),
-             addressOption.c_str(), static_cast<char*>(nullptr));
+    ::dup2(::open(logFile, O_WRONLY | O_CREAT | O_APPEND, 0600), STDERR_FILENO);
+    ::execlp("dbus-daemon", "dbus-daemon", "--nofork", "--nopidfile", configOption, addressOption,
+             static_cast<char*>(nullptr));
     ::_exit(127);
 }
 
@@ -81,12 +80,14 @@ void PrivateBus::Start()
     {
         throw Exception("Failed to make a pipe for the bus");
     }
-    const String configFile = folder / "bus.conf";
+    const String configOption = "--config-file=" + folder / "bus.conf";
+    const String addressOption = "--print-address=" + std::to_string(ends[1]);
+    const String logFile = folder / "bus.log";
     daemon = ::fork();
     if (daemon == 0)
     {
         ::close(ends[0]);
-        ExecDaemon(configFile, ends[1]);
+        ExecDaemon(configOption.c_str(), addressOption.c_str(), logFile.c_str());
     }
     ::close(ends[1]);
     const bool isReady = daemon > 0 && WaitForAddress(ends[0]);
@@ -94,7 +95,7 @@ void PrivateBus::Start()
     if (!isReady)
     {
         Kill();
-        throw Exception("Failed to start dbus-daemon");
+        throw Exception("Failed to start dbus-daemon: " + TemporaryFolder::Read(logFile));
     }
 }
 

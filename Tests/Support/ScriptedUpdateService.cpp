@@ -1,5 +1,6 @@
 #include "Support/ScriptedUpdateService.h"
 
+#include "Support/ComponentProperties.h"
 #include "Zel/Exception.h"
 
 #include <systemd/sd-bus.h>
@@ -37,67 +38,6 @@ int Check(int result)
     return result;
 }
 
-using Appender = std::function<int(sd_bus_message* message, const ComponentState& state)>;
-
-Appender Text(String ComponentState::*member)
-{
-    return [member](sd_bus_message* message, const ComponentState& state)
-    { return sd_bus_message_append(message, "v", "s", (state.*member).c_str()); };
-}
-
-int AppendProgress(sd_bus_message* message, const ComponentState& state)
-{
-    return sd_bus_message_append(message, "v", "(isi)", state.progressPercent, state.progressText.c_str(), 1);
-}
-
-int AppendRevertible(sd_bus_message* message, const ComponentState& state)
-{
-    return sd_bus_message_append(message, "v", "b", state.revertible ? 1 : 0);
-}
-
-int AppendVerdict(sd_bus_message* message, const ComponentState& state)
-{
-    const auto& verdict = state.lastVerdict;
-    return sd_bus_message_append(message, "v", "(ssst)", verdict.result.c_str(), verdict.version.c_str(),
-                                 verdict.reason.c_str(), verdict.time);
-}
-
-int AppendNextStart(sd_bus_message* message, const ComponentState& state)
-{
-    return sd_bus_message_append(message, "v", "t", state.nextStart);
-}
-
-const std::map<String, Appender>& GetAppenders()
-{
-    static const std::map<String, Appender> Appenders = {
-        {"Id", Text(&ComponentState::id)},
-        {"State", Text(&ComponentState::state)},
-        {"Message", Text(&ComponentState::message)},
-        {"Progress", &AppendProgress},
-        {"Revertible", &AppendRevertible},
-        {"CurrentVersion", Text(&ComponentState::currentVersion)},
-        {"PendingVersion", Text(&ComponentState::pendingVersion)},
-        {"FallbackVersion", Text(&ComponentState::fallbackVersion)},
-        {"BootId", Text(&ComponentState::bootId)},
-        {"LastVerdict", &AppendVerdict},
-        {"NextStart", &AppendNextStart},
-    };
-    return Appenders;
-}
-
-void AppendProperties(sd_bus_message* message, const std::vector<String>& names, const ComponentState& state)
-{
-    Check(sd_bus_message_open_container(message, 'a', "{sv}"));
-    for (const String& name : names)
-    {
-        Check(sd_bus_message_open_container(message, 'e', "sv"));
-        Check(sd_bus_message_append(message, "s", name.c_str()));
-        Check(GetAppenders().at(name)(message, state));
-        Check(sd_bus_message_close_container(message));
-    }
-    Check(sd_bus_message_close_container(message));
-}
-
 Message NewChange(sd_bus* bus, const String& path, const std::vector<String>& names,
                   const ComponentState& state)
 {
@@ -105,15 +45,15 @@ Message NewChange(sd_bus* bus, const String& path, const std::vector<String>& na
     Check(sd_bus_message_new_signal(bus, &signal, path.c_str(), PropertiesInterface, "PropertiesChanged"));
     Message result(signal);
     Check(sd_bus_message_append(signal, "s", ComponentInterface));
-    AppendProperties(signal, names, state);
+    ComponentProperties::Append(*signal, names, state);
     return result;
 }
 
 } // namespace
 
-void ScriptedUpdateService::Deleter::operator()(sd_bus* bus) const noexcept
+void ScriptedUpdateService::Deleter::operator()(sd_bus* opened) const noexcept
 {
-    sd_bus_flush_close_unref(bus);
+    sd_bus_flush_close_unref(opened);
 }
 
 ScriptedUpdateService::ScriptedUpdateService(const std::vector<String>& ids) : ids(ids), bus(Open())
@@ -149,7 +89,7 @@ void ScriptedUpdateService::ReplyText(sd_bus_message& call, const String& text)
 void ScriptedUpdateService::Refuse(sd_bus_message& call, const String& name, const String& text)
 {
     const String full = "zel.SoftwareUpdate1.Error." + name;
-    const sd_bus_error error = SD_BUS_ERROR_MAKE_CONST(full.c_str(), text.c_str());
+    const sd_bus_error error{full.c_str(), text.c_str(), 0};
     Check(sd_bus_reply_method_error(&call, &error));
 }
 
@@ -183,6 +123,9 @@ void ScriptedUpdateService::Forge(const String& receiver) const
     const Message signal = NewChange(stranger.get(), GetPath(0), {"State", "Message"}, forged);
     Check(sd_bus_message_append(signal.get(), "as", 0));
     Check(sd_bus_send_to(stranger.get(), signal.get(), receiver.c_str(), nullptr));
+    // The bus has passed the signal on when it answers this.
+    Check(sd_bus_call_method(stranger.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                             "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""));
 }
 
 void ScriptedUpdateService::Vanish()
@@ -260,12 +203,7 @@ void ScriptedUpdateService::AnswerGetAll(sd_bus_message& call)
         {
             state.id = path == GetPath(index) ? ids[index] : state.id;
         }
-        std::vector<String> names;
-        for (const auto& [name, appender] : GetAppenders())
-        {
-            names.push_back(name);
-        }
-        AppendProperties(created, names, state);
+        ComponentProperties::Append(*created, ComponentProperties::GetNames(), state);
     }
     Check(sd_bus_send(bus.get(), created, nullptr));
 }

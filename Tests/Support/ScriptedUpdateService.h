@@ -53,8 +53,8 @@ public:
     /// Announces them without their values.
     void Invalidate(const std::vector<String>& properties);
 
-    /// Sends the message and the state "failed" to `receiver` alone as a stranger would: from another
-    /// connection.
+    /// Announces the state "failed" and a message to `receiver` alone, as a stranger would: from another
+    /// connection. Returns when the bus has passed it on.
     void Forge(const String& receiver) const;
 
     /// Leaves the bus, as a service does whose device restarts.

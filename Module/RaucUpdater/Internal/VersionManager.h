@@ -48,6 +48,7 @@ public:
     inline static const String PropertyRevertedTo = "RevertedTo";
 
     VersionManager() = default;
+    ~VersionManager() = default;
     VersionManager(const VersionManager&) = delete;
     VersionManager& operator=(const VersionManager&) = delete;
 

@@ -1,4 +1,4 @@
-#include "RaucUpdater/RaucUpdaterModuleFixture.h"
+#include "Bus/RaucUpdater/RaucUpdaterModuleFixture.h"
 
 #include "RaucUpdater/Internal/VersionManager.h"
 #include "Zel/Exception.h"
@@ -9,7 +9,6 @@ namespace
 {
 
 using Internal::VersionManager;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Tests::Support::ScriptedSlot;
@@ -86,6 +85,7 @@ TEST_F(ModuleCompletionTest, TheFallbackVersionIsInstalledBySwitchingTheSlot)
 {
     CreateModule();
     ASSERT_EQ(Stage("3.0.0.0"), ResultCode::Ok);
+    WaitForSignals();
     log->Clear();
     ASSERT_EQ(Install("1.0.0.0"), ResultCode::Ok);
     EXPECT_THAT(GetLog(), ElementsAre("info RaucUpdaterModule: Updating from version '2.0.0.0' to version "
@@ -222,19 +222,26 @@ TEST_F(ModuleCompletionTest, InitializeFailsWithoutTheStatusAndCanBeDestroyed)
 TEST(ModuleWithoutBusTest, InitializeFails)
 {
     auto& bus = Tests::Support::PrivateBus::OfProcess();
-    Tests::Support::ModulePlatform platform;
-    RaucUpdaterModule module;
+    const Tests::Support::ModulePlatform platform;
+    const auto getFailure = [&]
+    {
+        RaucUpdaterModule module;
+        try
+        {
+            module.Initialize(platform.WriteSettings(), platform.status);
+        }
+        catch (const Exception& exception)
+        {
+            return exception.GetMessage();
+        }
+        return String("no exception");
+    };
     bus.Kill();
-    try
-    {
-        module.Initialize(platform.WriteSettings(), platform.status);
-        ADD_FAILURE() << "nothing was thrown";
-    }
-    catch (const Exception& exception)
-    {
-        EXPECT_EQ(exception.GetMessage(), "Failed to open D-BUS.");
-    }
+    // The first attempt may find the connection that libdbus has kept, and sees only then that it is dead.
+    static_cast<void>(getFailure());
+    EXPECT_EQ(getFailure(), "Failed to open D-BUS.");
     bus.Start();
+    EXPECT_EQ(getFailure(), "no exception");
 }
 
 /// A revert that is refused, or has nothing to do.

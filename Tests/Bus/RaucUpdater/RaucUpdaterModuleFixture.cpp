@@ -1,4 +1,4 @@
-#include "RaucUpdater/RaucUpdaterModuleFixture.h"
+#include "Bus/RaucUpdater/RaucUpdaterModuleFixture.h"
 
 #include "Zel/System/Commons/Io/File.h"
 

@@ -1,4 +1,4 @@
-#include "RaucUpdater/RaucUpdaterModuleFixture.h"
+#include "Bus/RaucUpdater/RaucUpdaterModuleFixture.h"
 
 #include <filesystem>
 
@@ -9,7 +9,6 @@ namespace
 
 using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using ScriptedSlot = Tests::Support::ScriptedSlot;
 
 /// Which bundle is pending, with RAUC asked.

@@ -45,6 +45,18 @@ const DesktopBusField* DesktopBusField::PeekVariant() const noexcept
     return content != nullptr && !content->empty() ? &content->front() : nullptr;
 }
 
+std::span<const DesktopBusField> DesktopBusField::GetContents() const noexcept
+{
+    const auto* contents = IsContainer() ? std::get_if<Fields>(&value) : nullptr;
+    return contents != nullptr ? std::span<const DesktopBusField>(*contents)
+                               : std::span<const DesktopBusField>();
+}
+
+bool DesktopBusField::IsContainer() const noexcept
+{
+    return type == ArrayType || type == StructType || type == DictEntryType || type == VariantType;
+}
+
 String DesktopBusField::ToString() const
 {
     const auto [typeName, valueText] = DescribeTypeAndValue();

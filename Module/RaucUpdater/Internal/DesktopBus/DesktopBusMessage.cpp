@@ -94,24 +94,36 @@ std::vector<DesktopBusField> DesktopBusMessage::ReadFields() const
     {
         return {};
     }
-    String signature;
     unsigned short count = 0;
-    return ReadFields(nullptr, signature, count, -1);
+    return ReadFields(nullptr, nullptr, count, -1);
 }
 
-DesktopBusMessage::Fields DesktopBusMessage::ReadFields(const IterPtr& parent, String& signature,
-                                                        unsigned short& count, int maxFields) const
+DesktopBusMessage::IterPtr DesktopBusMessage::Enter(const IterPtr& parent) const
 {
-    const auto iter = std::make_unique<DBusMessageIter>();
+    auto iter = std::make_unique<DBusMessageIter>();
     if (parent != nullptr)
     {
         dbus_message_iter_recurse(parent.get(), iter.get());
     }
     else if (!dbus_message_iter_init(message.get(), iter.get()))
     {
+        return nullptr;
+    }
+    return iter;
+}
+
+DesktopBusMessage::Fields DesktopBusMessage::ReadFields(const IterPtr& parent, String* signature,
+                                                        unsigned short& count, int maxFields) const
+{
+    const auto iter = Enter(parent);
+    if (iter == nullptr)
+    {
         return {};
     }
-    signature = GetSignature(iter);
+    if (signature != nullptr)
+    {
+        *signature = GetSignature(iter);
+    }
     Fields fields;
     for (int n = 0; n != maxFields && count < MaximumFieldCount; ++n)
     {
@@ -119,7 +131,7 @@ DesktopBusMessage::Fields DesktopBusMessage::ReadFields(const IterPtr& parent, S
         const int type = dbus_message_iter_get_arg_type(iter.get());
         if (type != DBUS_TYPE_INVALID)
         {
-            fields.push_back(ReadField(iter, type, signature, count));
+            fields.push_back(ReadField(parent, iter, type, count));
         }
         if (!dbus_message_iter_next(iter.get()))
         {
@@ -129,7 +141,7 @@ DesktopBusMessage::Fields DesktopBusMessage::ReadFields(const IterPtr& parent, S
     return fields;
 }
 
-DesktopBusField DesktopBusMessage::ReadField(const IterPtr& iter, int type, const String& signature,
+DesktopBusField DesktopBusMessage::ReadField(const IterPtr& parent, const IterPtr& iter, int type,
                                              unsigned short& count) const
 {
     DesktopBusField field;
@@ -178,7 +190,7 @@ DesktopBusField DesktopBusMessage::ReadField(const IterPtr& iter, int type, cons
         return ReadFieldContainer(iter, type, count);
     default:
         Log(LogLevel::Warning, "Unable to read unknown DBUS data type {0} with signature {1}.", type,
-            signature);
+            GetSignature(Enter(parent)));
         break;
     }
     return field;
@@ -188,26 +200,28 @@ DesktopBusField DesktopBusMessage::ReadFieldContainer(const IterPtr& iter, int t
                                                       unsigned short& count) const
 {
     DesktopBusField field;
-    String signature;
-    const int maxFields = type == DBUS_TYPE_ARRAY ? dbus_message_iter_get_element_count(iter.get()) : -1;
-    Fields children = ReadFields(iter, signature, count, maxFields);
-    switch (type)
+    if (type == DBUS_TYPE_ARRAY)
     {
-    case DBUS_TYPE_ARRAY:
-        field.SetArray(std::move(children), std::move(signature));
-        break;
-    case DBUS_TYPE_STRUCT:
-        field.SetStruct(std::move(children));
-        break;
-    case DBUS_TYPE_DICT_ENTRY:
-        field.SetDictEntry(std::move(children));
-        break;
-    default:
-        if (!children.empty())
+        String signature;
+        auto elements = ReadFields(iter, &signature, count, dbus_message_iter_get_element_count(iter.get()));
+        field.SetArray(std::move(elements), std::move(signature));
+    }
+    else if (type == DBUS_TYPE_STRUCT)
+    {
+        field.SetStruct(ReadFields(iter, nullptr, count, -1));
+    }
+    else if (type == DBUS_TYPE_DICT_ENTRY)
+    {
+        field.SetDictEntry(ReadFields(iter, nullptr, count, -1));
+    }
+    else
+    {
+        String signature;
+        auto content = ReadFields(iter, &signature, count, -1);
+        if (!content.empty())
         {
-            field.SetVariant(std::move(children.front()), std::move(signature));
+            field.SetVariant(std::move(content.front()), std::move(signature));
         }
-        break;
     }
     return field;
 }
@@ -217,6 +231,12 @@ String DesktopBusMessage::GetSignature(const IterPtr& iter)
     if (iter == nullptr)
     {
         return {};
+    }
+    const int type = dbus_message_iter_get_arg_type(iter.get());
+    if (dbus_type_is_basic(type))
+    {
+        // The signature of a basic type is its code, which is cheaper to tell.
+        return String(1, static_cast<char>(type));
     }
     const std::unique_ptr<char, decltype(&dbus_free)> text(dbus_message_iter_get_signature(iter.get()),
                                                            &dbus_free);
@@ -309,15 +329,15 @@ bool DesktopBusMessage::WriteField(IterPtr& iter, const DesktopBusField& field, 
     switch (field.GetType())
     {
     case DBUS_TYPE_STRING:
-        return WriteFieldString(iter, *field.PeekString());
+        return WriteFieldString(iter, field.GetString());
     case DBUS_TYPE_BOOLEAN:
         return WriteFieldBoolean(iter, field.GetBoolean());
     case DBUS_TYPE_ARRAY:
         Log(LogLevel::Debug, "DBUS_TYPE_ARRAY");
-        return WriteFieldArray(iter, field.GetContentSignature(), *field.PeekArray());
+        return WriteFieldArray(iter, field.GetContentSignature(), field.GetContents());
     case DBUS_TYPE_DICT_ENTRY:
         Log(LogLevel::Debug, "DBUS_TYPE_DICT_ENTRY");
-        return WriteFieldDictEntry(iter, *field.PeekDictEntry());
+        return WriteFieldDictEntry(iter, field.GetContents());
     case DBUS_TYPE_VARIANT:
         Log(LogLevel::Debug, "DBUS_TYPE_VARIANT");
         return WriteFieldVariant(iter, field.GetContentSignature(), field.GetVariant());
@@ -358,7 +378,7 @@ bool DesktopBusMessage::WriteFieldString(IterPtr& iter, const String& value)
     return IsText(value) && WriteFieldBasic(iter, DBUS_TYPE_STRING, &content);
 }
 
-bool DesktopBusMessage::WriteFieldArray(IterPtr& iter, const String& contentSignature, const Fields& elements)
+bool DesktopBusMessage::WriteFieldArray(IterPtr& iter, const String& contentSignature, FieldSpan elements)
 {
     if (contentSignature.empty())
     {
@@ -383,7 +403,7 @@ bool DesktopBusMessage::WriteFieldVariant(IterPtr& iter, const String& contentSi
            WriteFieldComplex(iter, DBUS_TYPE_VARIANT, contentSignature.c_str(), contents);
 }
 
-bool DesktopBusMessage::WriteFieldDictEntry(IterPtr& iter, const Fields& keyAndValue)
+bool DesktopBusMessage::WriteFieldDictEntry(IterPtr& iter, FieldSpan keyAndValue)
 {
     return WriteFieldComplex(iter, DBUS_TYPE_DICT_ENTRY, nullptr, keyAndValue);
 }
@@ -396,9 +416,13 @@ bool DesktopBusMessage::WriteFieldComplex(IterPtr& iter, int containerType, cons
     {
         return false;
     }
-    const bool areWritten = WriteFields(contents, fields);
-    const bool isClosed = dbus_message_iter_close_container(iter.get(), contents.get()) != FALSE;
-    return areWritten && isClosed;
+    if (!WriteFields(contents, fields))
+    {
+        // Closing it would end the process when it stands in a dict entry that misses its value now.
+        dbus_message_iter_abandon_container(iter.get(), contents.get());
+        return false;
+    }
+    return dbus_message_iter_close_container(iter.get(), contents.get()) != FALSE;
 }
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

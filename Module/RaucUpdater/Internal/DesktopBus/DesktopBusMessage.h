@@ -77,12 +77,15 @@ private:
         void operator()(DBusMessage* message) const noexcept;
     };
 
-    /// Reads the contents of the container that `parent` stands at, or the arguments when it is null.
-    /// `signature` becomes the signature of the first of them, `count` the number of fields read so far.
-    /// Reads at most `maxFields`, all of them for -1.
-    [[nodiscard]] Fields ReadFields(const IterPtr& parent, String& signature, unsigned short& count,
+    /// Returns an iterator at the first value in the container that `parent` stands at, or at the first
+    /// argument when it is null; null when there are no arguments.
+    [[nodiscard]] IterPtr Enter(const IterPtr& parent) const;
+    /// Reads the contents of that container, or the arguments. `signature`, where it is not null, becomes the
+    /// signature of the first of them; `count` is the number of fields read so far. Reads at most
+    /// `maxFields`, all of them for -1.
+    [[nodiscard]] Fields ReadFields(const IterPtr& parent, String* signature, unsigned short& count,
                                     int maxFields) const;
-    [[nodiscard]] DesktopBusField ReadField(const IterPtr& iter, int type, const String& signature,
+    [[nodiscard]] DesktopBusField ReadField(const IterPtr& parent, const IterPtr& iter, int type,
                                             unsigned short& count) const;
     [[nodiscard]] DesktopBusField ReadFieldContainer(const IterPtr& iter, int type,
                                                      unsigned short& count) const;
@@ -105,10 +108,10 @@ private:
     [[nodiscard]] static bool WriteFieldBasic(IterPtr& iter, int type, const void* value);
     [[nodiscard]] static bool WriteFieldBoolean(IterPtr& iter, bool value);
     [[nodiscard]] static bool WriteFieldString(IterPtr& iter, const String& value);
-    [[nodiscard]] bool WriteFieldArray(IterPtr& iter, const String& contentSignature, const Fields& elements);
+    [[nodiscard]] bool WriteFieldArray(IterPtr& iter, const String& contentSignature, FieldSpan elements);
     [[nodiscard]] bool WriteFieldVariant(IterPtr& iter, const String& contentSignature,
                                          const DesktopBusField& contained);
-    [[nodiscard]] bool WriteFieldDictEntry(IterPtr& iter, const Fields& keyAndValue);
+    [[nodiscard]] bool WriteFieldDictEntry(IterPtr& iter, FieldSpan keyAndValue);
     [[nodiscard]] bool WriteFieldComplex(IterPtr& iter, int containerType, const char* signature,
                                          FieldSpan fields);
 

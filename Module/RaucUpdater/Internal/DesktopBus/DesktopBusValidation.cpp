@@ -3,7 +3,6 @@
 #include <dbus/dbus.h>
 
 #include <algorithm>
-#include <optional>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
@@ -20,20 +19,6 @@ using Validator = dbus_bool_t (*)(const char* text, DBusError* error);
     return text.find('\0') == String::npos && validator(text.c_str(), nullptr) != FALSE;
 }
 
-/// Returns the fields in a container, nothing for another field.
-[[nodiscard]] std::optional<FieldSpan> ContentsOf(const DesktopBusField& field)
-{
-    for (const auto* fields : {field.PeekArray(), field.PeekStruct(), field.PeekDictEntry()})
-    {
-        if (fields != nullptr)
-        {
-            return *fields;
-        }
-    }
-    const auto* contained = field.PeekVariant();
-    return contained != nullptr ? std::optional(FieldSpan(contained, 1)) : std::nullopt;
-}
-
 /// Returns the signature with which a field is written, empty for one that the writer refuses or leaves out.
 [[nodiscard]] String WrittenSignature(const DesktopBusField& field)
 {
@@ -48,7 +33,7 @@ using Validator = dbus_bool_t (*)(const char* text, DBusError* error);
     case DBUS_TYPE_DICT_ENTRY:
     {
         String members;
-        for (const auto& member : *field.PeekDictEntry())
+        for (const auto& member : field.GetContents())
         {
             members += WrittenSignature(member);
         }
@@ -103,12 +88,9 @@ bool HaveSignature(FieldSpan fields, const String& signature)
 
 bool IsWithinDepth(FieldSpan fields, int depth)
 {
-    return std::ranges::all_of(fields,
-                               [depth](const DesktopBusField& field)
-                               {
-                                   const auto contents = ContentsOf(field);
-                                   return !contents || (depth > 0 && IsWithinDepth(*contents, depth - 1));
-                               });
+    return std::ranges::all_of(
+        fields, [depth](const DesktopBusField& field)
+        { return !field.IsContainer() || (depth > 0 && IsWithinDepth(field.GetContents(), depth - 1)); });
 }
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -82,7 +82,8 @@ TEST_F(DeliveryTest, AFileOfAnotherFileSystemIsCopied)
 {
     const TmpfsMount mount(std::size_t{4} * 1024 * 1024);
     const String content(std::size_t{2} * 1024 * 1024 + 1, 'y');
-    const auto file = delivery.Take(FileDescriptor::Open(mount.GetFolder().Write("bundle", content), O_RDONLY));
+    const auto file =
+        delivery.Take(FileDescriptor::Open(mount.GetFolder().Write("bundle", content), O_RDONLY));
     EXPECT_EQ(TemporaryFolder::Read(file->GetPath()), content);
 }
 
@@ -153,8 +154,7 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsWritten)
 {
     const TmpfsMount mount(std::size_t{1024} * 1024);
     Delivery small(mount / "delivery");
-    const FileDescriptor sparse =
-        FileDescriptor::Open(folder.Write("sparse", ""), O_RDWR);
+    const FileDescriptor sparse = FileDescriptor::Open(folder.Write("sparse", ""), O_RDWR);
     constexpr off_t size = off_t{3} * 1024 * 1024 * 1024;
     ASSERT_EQ(ftruncate(sparse.Get(), size), 0);
     try
@@ -164,8 +164,9 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsWritten)
     }
     catch (const OutOfMemoryException& exception)
     {
-        EXPECT_THAT(exception.GetMessage(), MatchesRegex("The bundle has 3221225472 bytes, and only [0-9]+ bytes are "
-                                                         "free in '.*/delivery'\\."));
+        EXPECT_THAT(exception.GetMessage(),
+                    MatchesRegex("The bundle has 3221225472 bytes, and only [0-9]+ bytes are "
+                                 "free in '.*/delivery'\\."));
     }
     EXPECT_TRUE(std::filesystem::is_empty(mount / "delivery"));
 }

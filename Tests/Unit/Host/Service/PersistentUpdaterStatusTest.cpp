@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <thread>
 
 namespace Zel::Host::Service
 {
@@ -33,7 +32,8 @@ protected:
     [[nodiscard]] std::unique_ptr<PersistentUpdaterStatus> Open(const String& path)
     {
         return std::make_unique<PersistentUpdaterStatus>(std::make_shared<StatusStore>(path), "boot-1", 60,
-                                                         [this](const String& /*componentId*/) { ++changes; });
+                                                         [this](const String& /*componentId*/)
+                                                         { ++changes; });
     }
 
     [[nodiscard]] String Read(const String& name)
@@ -145,20 +145,9 @@ TEST_F(PersistentUpdaterStatusTest, AnEndWithoutABeginningChangesNothing)
     status->EndInstallation(Id, false);
     EXPECT_EQ(Get().state, InstallationState::Idle);
     EXPECT_FALSE(status->GetComponentStatus(Id).lastVerdict);
-    EXPECT_THAT(log->GetLines(), Contains("warning PersistentUpdaterStatus: No installation of 'Controller' is "
-                                          "running that could end."));
-}
-
-TEST_F(PersistentUpdaterStatusTest, OfTwoThreadsThatBeginOneSucceeds)
-{
-    std::atomic<int> begun = 0;
-    const auto begin = [&] { begun += status->BeginInstallation(Id, true) ? 1 : 0; };
-    std::thread first(begin);
-    std::thread second(begin);
-    first.join();
-    second.join();
-    EXPECT_EQ(begun, 1);
-    EXPECT_EQ(Get().state, InstallationState::Installing);
+    EXPECT_THAT(log->GetLines(),
+                Contains("warning PersistentUpdaterStatus: No installation of 'Controller' is "
+                         "running that could end."));
 }
 
 TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
@@ -169,8 +158,9 @@ TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
     const RecordingLog log;
     EXPECT_FALSE(status->WriteProperty(Id, "Large", String(std::size_t{1024} * 1024, 'x'), true));
     EXPECT_EQ(Read("Large"), "");
-    EXPECT_THAT(log->GetLines(), Contains(StartsWith("error PersistentUpdaterStatus: WriteProperty: Failed to use "
-                                                     "the database '")));
+    EXPECT_THAT(log->GetLines(),
+                Contains(StartsWith("error PersistentUpdaterStatus: WriteProperty: Failed to use "
+                                    "the database '")));
     // The next one that fits is taken.
     EXPECT_TRUE(status->WriteProperty(Id, "Small", "x", true));
 }

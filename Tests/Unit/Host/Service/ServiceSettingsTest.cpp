@@ -58,11 +58,11 @@ TEST(ServiceSettingsTest, EveryElementIsRead)
     const RecordingLog log;
     ServiceSettings settings;
     settings.Load(folder.Write(
-        "settings.xml",
-        AsDocument(Required + Module + "<RestartCommand><Argument>reboot</Argument><Argument/></RestartCommand>"
-                                       "<BootIdFile>boot-id</BootIdFile>"
-                                       "<ConfirmationTimeout>4294967295</ConfirmationTimeout>"
-                                       "<LogLevel>trace</LogLevel><LogSink>journal</LogSink><Unknown/>")));
+        "settings.xml", AsDocument(Required + Module +
+                                   "<RestartCommand><Argument>reboot</Argument><Argument/></RestartCommand>"
+                                   "<BootIdFile>boot-id</BootIdFile>"
+                                   "<ConfirmationTimeout>4294967295</ConfirmationTimeout>"
+                                   "<LogLevel>trace</LogLevel><LogSink>journal</LogSink><Unknown/>")));
     EXPECT_THAT(settings.GetModules(), SizeIs(2));
     EXPECT_THAT(settings.GetRestartCommand(), ElementsAre("reboot", ""));
     EXPECT_EQ(settings.GetBootIdFile(), folder / "boot-id");
@@ -99,7 +99,7 @@ TEST(ServiceSettingsTest, ABrokenDocumentIsRefusedWithFileAndLine)
          ":3: LogLevel must be one of error, warning, info, debug, trace, but is 'loud'."},
         {Required + "\n<LogSink>Journal</LogSink>",
          ":3: LogSink must be one of automatic, console, journal, but is 'Journal'."},
-        {Required + "\ntext", ":3: "},
+        {Required + "\ntext", ":2: unexpected text"},
         {Required + "\n<DataFolder>${NOWHERE}/d</DataFolder>", "NOWHERE"},
     };
     const TemporaryFolder folder;

@@ -97,7 +97,7 @@ TEST(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
     }
 }
 
-TEST(StatusStoreTest, OfManyThreadsThatBeginOneSucceeds)
+TEST(StatusStoreTest, OfTwoThreadsThatBeginOneSucceeds)
 {
     const TemporaryFolder folder;
     StatusStore store(folder.GetPath());
@@ -188,8 +188,8 @@ TEST(StatusStoreTest, ItsFilesAreClosedToOthers)
 TEST(StatusStoreTest, ADamagedFileIsRefusedWithItsName)
 {
     const TemporaryFolder folder;
-    static_cast<void>(folder.Write("status.sqlite", "This is not a database, whatever its name says. " +
-                                                        String(4096, 'x')));
+    static_cast<void>(folder.Write("status.sqlite",
+                                   "This is not a database, whatever its name says. " + String(4096, 'x')));
     EXPECT_THAT(GetOpeningError(folder.GetPath()),
                 HasSubstr("The database '" + folder.GetPath() + "/status.sqlite' is damaged: "));
 }
@@ -215,8 +215,9 @@ TEST(StatusStoreTest, AFileOfANewerServiceIsRefused)
         const StatusStore store(folder.GetPath());
     }
     Database(folder / "status.sqlite").Execute("PRAGMA user_version = 2");
-    EXPECT_EQ(GetOpeningError(folder.GetPath()), "The status store was written by a newer service: its schema is 2, "
-                                                 "this service knows 1.");
+    EXPECT_EQ(GetOpeningError(folder.GetPath()),
+              "The status store was written by a newer service: its schema is 2, "
+              "this service knows 1.");
 }
 
 } // namespace Zel::Host::Service

@@ -5,8 +5,6 @@
 #include "Zel/Singleton.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Commons/Extensibility/ModuleLibraryBase.h"
-#include "Zel/System/Commons/InvalidCastException.h"
-#include "Zel/System/Commons/XmlException.h"
 #include "Zel/System/NmPayload/Security/SecurityNotificationPayload.h"
 #include "Zel/System/Rsc/ServiceManager.h"
 
@@ -26,8 +24,6 @@ namespace
 
 using Services::SoftwareUpdate::IUpdaterModule;
 using System::Commons::ArgumentException;
-using System::Commons::InvalidCastException;
-using System::Commons::XmlException;
 using System::Commons::Diagnostics::Logging::LogManager;
 using testing::Contains;
 using testing::ElementsAre;
@@ -54,9 +50,9 @@ protected:
     void SetUp() override
     {
         void* handle = dlopen(RAUC_UPDATER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-        ASSERT_NE(handle, nullptr) << dlerror();
+        ASSERT_NE(handle, nullptr) << RAUC_UPDATER_LIBRARY;
         entry = reinterpret_cast<Entry>(dlsym(handle, "CreateSoftwareUpdateModuleLibrary"));
-        ASSERT_NE(entry, nullptr) << dlerror();
+        ASSERT_NE(entry, nullptr);
         library = entry(platform.appDomain);
         ASSERT_NE(library, nullptr);
     }

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <future>
+#include <limits>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -20,7 +21,6 @@ namespace
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::UnorderedElementsAre;
 
 constexpr long long Never = 3'600'000;
@@ -205,6 +205,12 @@ TEST_F(ScheduledExecutorServiceTest, TheThreadWaitsForTheLowBitsOfTheDelayOnly)
     ASSERT_TRUE(executor->Schedule("T", WrappingDelay, [&] { ran.set_value(); }));
     EXPECT_GT(executor->GetScheduledTime(), Clock::now() + std::chrono::hours(24 * 49));
     ran.get_future().wait();
+}
+
+TEST_F(ScheduledExecutorServiceTest, ADelayBeyondTheClockIsCut)
+{
+    ASSERT_TRUE(executor->Schedule("T", std::numeric_limits<long long>::max(), [] { FAIL(); }));
+    EXPECT_GT(executor->GetScheduledTime(), Clock::now() + std::chrono::hours(24 * 365 * 200));
 }
 
 } // namespace

@@ -74,7 +74,6 @@ TEST_F(DesktopBusConnectionTest, OpenAndCloseTellWhatTheyDo)
 
 TEST_F(DesktopBusConnectionTest, StoppedListeningLeavesSignalsToTheNextStart)
 {
-    RecordedSignals received;
     ASSERT_TRUE(connection.Open());
     EXPECT_TRUE(connection.StopListenForSignals());
     rauc.EmitCompleted(4);
@@ -88,7 +87,6 @@ TEST_F(DesktopBusConnectionTest, StoppedListeningLeavesSignalsToTheNextStart)
 
 TEST_F(DesktopBusConnectionTest, SignalsAreReadInOneRunUpToAMessageOfAnotherKind)
 {
-    RecordedSignals received;
     ASSERT_TRUE(connection.Open());
     // A reply that nobody takes stands between the signals.
     rauc.EmitCompleted(1);
@@ -182,7 +180,6 @@ TEST_F(DesktopBusConnectionTest, APendingCallThatIsDroppedLetsTheOthersIn)
 
 TEST_F(DesktopBusConnectionTest, AListenerLeavesItsSignalsToTheNextRunWhileACallIsUnderWay)
 {
-    RecordedSignals received;
     ASSERT_TRUE(connection.Open());
     rauc.SetAnswer("Operation", Answer::Late(std::chrono::seconds(2)));
     auto call = std::async(std::launch::async, [this] { return CallOnce(); });
@@ -228,7 +225,6 @@ TEST_F(DesktopBusConnectionTest, NoReplyOf100000CallsIsLostToAListenerThatRunsEv
 
 TEST_F(DesktopBusConnectionTest, FourCallersAndAHotListenerLoseNoReplyAndNoSignal)
 {
-    RecordedSignals received;
     ASSERT_TRUE(connection.Open());
     const Tests::Support::RecordingLog quiet(LogLevel::Error);
     constexpr int Calls = 2'000;

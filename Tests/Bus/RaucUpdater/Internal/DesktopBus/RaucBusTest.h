@@ -1,54 +1,24 @@
 #pragma once
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
-#include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
-#include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
 #include "Support/PrivateBus.h"
+#include "Support/RecordedSignals.h"
 #include "Support/RecordingLogSink.h"
 #include "Support/ScriptedRauc.h"
 #include "Zel/String.h"
-#include "Zel/System/Commons/Delegate.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <gtest/gtest.h>
-#include <mutex>
 #include <vector>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-/// Subscribes to all events of RAUC's signals and keeps them as lines, for example "Operation installing",
-/// "Progress 40 Copying 1", "LastError text" or "Completed 0". Thread-safe.
-class RecordedSignals
-{
-public:
-    RecordedSignals();
-    ~RecordedSignals();
-    RecordedSignals(const RecordedSignals&) = delete;
-    RecordedSignals& operator=(const RecordedSignals&) = delete;
-
-    [[nodiscard]] std::vector<String> GetLines() const;
-
-    /// Waits for a line; returns false when it did not come within 10 s.
-    [[nodiscard]] bool WaitFor(const String& line) const;
-
-private:
-    void OnOperation(const RaucOperationProperty& property);
-    void OnProgress(const RaucProgressProperty& property);
-    void OnLastError(const RaucLastErrorProperty& property);
-    void OnCompleted(const RaucCompletedSignal& signal);
-    void Add(const String& line);
-
-    mutable std::mutex mutex;
-    mutable std::condition_variable added;
-    std::vector<String> lines;
-};
-
-/// A private bus with a scripted RAUC on it, and the log.
+/// A private bus with a scripted RAUC on it, and the log. libdbus keeps its one connection to the bus, so
+/// signals that an earlier test left there are thrown away first.
 class RaucBusTest : public testing::Test
 {
 protected:
+    using RecordedSignals = Tests::Support::RecordedSignals;
     using RecordingLog = Tests::Support::RecordingLog;
     using ScriptedRauc = Tests::Support::ScriptedRauc;
     using ScriptedSlot = Tests::Support::ScriptedSlot;
@@ -57,12 +27,16 @@ protected:
     using Lines = std::vector<String>;
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
 
+    RaucBusTest();
+
     /// The errors in the log.
     [[nodiscard]] Lines GetErrors() const { return log->GetLines(LogLevel::Error); }
 
     Tests::Support::PrivateBus& bus = Tests::Support::PrivateBus::OfProcess();
     ScriptedRauc rauc{bus};
     const RecordingLog log;
+    /// Here, so that a derived test's connection ends before it.
+    RecordedSignals received;
 };
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

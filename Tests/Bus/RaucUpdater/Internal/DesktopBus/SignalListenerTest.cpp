@@ -22,7 +22,6 @@ protected:
     void SetUp() override { ASSERT_TRUE(manager.Open()); }
 
     DesktopBusManager manager;
-    RecordedSignals received;
 };
 
 TEST_F(SignalListenerTest, AnInstallationIsToldInRaucsOrder)
@@ -95,11 +94,11 @@ TEST_F(SignalListenerTest, OtherSignalsAreIgnoredAndTheNextOnesHandled)
     }
 }
 
-/// Does something once in the handler of "Completed".
+/// Does something once in the handler of "Completed". Closes the connection at its end.
 class Handler
 {
 public:
-    explicit Handler(std::function<void()> work) : work(std::move(work))
+    Handler(DesktopBusManager& manager, std::function<void()> work) : manager(manager), work(std::move(work))
     {
         RaucCompletedSignal::OnCompleted.Add(
             Delegate<const RaucCompletedSignal&>::Bind<&Handler::OnCompleted>(this));
@@ -107,6 +106,7 @@ public:
 
     ~Handler()
     {
+        manager.Close();
         RaucCompletedSignal::OnCompleted.Remove(
             Delegate<const RaucCompletedSignal&>::Bind<&Handler::OnCompleted>(this));
     }
@@ -129,6 +129,7 @@ private:
         }
     }
 
+    DesktopBusManager& manager;
     const std::function<void()> work;
     bool wasCalled = false;
     std::promise<void> finished;
@@ -147,7 +148,7 @@ TEST_F(SignalListenerTest, AHandlerMayCallRaucWhileOthersDo)
             }
         });
     String slotName;
-    const Handler handler([&] { static_cast<void>(manager.GetPrimarySlot(slotName)); });
+    const Handler handler(manager, [&] { static_cast<void>(manager.GetPrimarySlot(slotName)); });
     rauc.EmitCompleted(0);
     EXPECT_TRUE(handler.WaitUntilDone());
     isEnding = true;
@@ -159,7 +160,7 @@ TEST_F(SignalListenerTest, AHandlerMayWaitForALockThatACallerHoldsAcrossItsCall)
 {
     std::mutex versions;
     std::unique_lock held(versions);
-    const Handler handler([&] { const std::lock_guard lock(versions); });
+    const Handler handler(manager, [&] { const std::lock_guard lock(versions); });
     rauc.EmitCompleted(0);
     ASSERT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=0"));
     EXPECT_TRUE(manager.CanInstall());
@@ -169,7 +170,7 @@ TEST_F(SignalListenerTest, AHandlerMayWaitForALockThatACallerHoldsAcrossItsCall)
 
 TEST_F(SignalListenerTest, AHandlerMayCloseTheConnection)
 {
-    const Handler handler([&] { manager.Close(); });
+    const Handler handler(manager, [&] { manager.Close(); });
     rauc.EmitCompleted(0);
     rauc.EmitOperation("installing");
     EXPECT_TRUE(handler.WaitUntilDone());
@@ -181,7 +182,7 @@ TEST_F(SignalListenerTest, AHandlerMayCloseTheConnection)
 
 TEST_F(SignalListenerTest, AnExceptionOfAHandlerIsLoggedAndTheNextSignalIsHandled)
 {
-    const Handler handler([] { throw Exception("the disk is full"); });
+    const Handler handler(manager, [] { throw Exception("the disk is full"); });
     rauc.EmitCompleted(0);
     rauc.EmitCompleted(5);
     ASSERT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=5"));

@@ -265,6 +265,9 @@ TEST_F(DesktopBusMessageWriteTest, WhatWouldEndTheProcessInLibdbusIsRefused)
         {"dict entry elsewhere", Entry("a", Text("b"), "s")},
         {"half a dict entry", Array({Entry({Text("a")})}, "{sv}")},
         {"dict entry with a value left out", Array({Entry({Text("a"), Number(1)})}, "{si}")},
+        {"dict entry with a bad value", Array({Entry("a", Text("b"), "ss")}, "{sv}")},
+        {"dict entry with a deep bad value",
+         Array({Entry("a", Array({Text("x"), Text("\xFF")}, "s"), "as")}, "{sv}")},
         {"empty dict entry", Array({Entry(Fields())}, "{sv}")},
         {"too deep", deep},
     };

@@ -67,7 +67,7 @@ String GetFailure(const std::function<void()>& action)
 class SecurityNotificationsTest : public testing::Test
 {
 protected:
-    ~SecurityNotificationsTest() override { SecurityNotifications::DestroyInstance(); }
+    void TearDown() override { SecurityNotifications::DestroyInstance(); }
 
     Tests::Support::ModulePlatform platform;
 };

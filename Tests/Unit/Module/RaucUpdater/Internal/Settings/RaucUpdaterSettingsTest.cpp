@@ -3,6 +3,7 @@
 #include "Support/TemporaryFolder.h"
 #include "Zel/System/Commons/Xml/XmlConfigDocument.h"
 #include "Zel/System/Commons/XmlException.h"
+#include "Zel/System/Core/Format.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,7 +17,7 @@ namespace
 
 using System::Commons::XmlException;
 using System::Commons::Xml::XmlConfigDocument;
-using testing::EndsWith;
+using System::Core::Format;
 using testing::HasSubstr;
 
 class RaucUpdaterSettingsTest : public testing::Test
@@ -92,7 +93,7 @@ TEST_F(RaucUpdaterSettingsTest, RefusesDocumentsThatItCannotUse)
               "Zel::System::Commons::XmlException: PendingUpdatePath must not be empty.");
     for (const String text : {"yes", "", " true", "-1"})
     {
-        EXPECT_THAT(GetFailure(path + "<ValidateCompatible>" + text + "</ValidateCompatible>"),
+        EXPECT_THAT(GetFailure(Format("{}<ValidateCompatible>{}</ValidateCompatible>", path, text)),
                     HasSubstr("bad_lexical_cast"))
             << text;
     }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Zel/String.h"
+
 #include <functional>
 
 namespace Zel::Host::Service
@@ -18,10 +20,18 @@ enum class RaucState
     Absent
 };
 
+/// What RAUC answered to the question which slot it boots next.
+struct RaucAnswer
+{
+    RaucState state = RaucState::Absent;
+    /// That slot's name, for example "rootfs.1"; empty where RAUC did not tell.
+    String primarySlot;
+};
+
 /// Called once, on the loop's thread.
-using RaucStateHandler = std::function<void(RaucState state)>;
+using RaucAnswerHandler = std::function<void(const RaucAnswer& answer)>;
 
 /// Asks RAUC itself; on the loop's thread, returns at once.
-using RaucProbe = std::function<void(RaucStateHandler handler)>;
+using RaucProbe = std::function<void(RaucAnswerHandler handler)>;
 
 } // namespace Zel::Host::Service

@@ -1,0 +1,237 @@
+#include "Service/Clock.h"
+#include "Service/Component.h"
+
+#include "Zel/System/Commons/OutOfMemoryException.h"
+
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using Services::SoftwareUpdate::InstallationState;
+using Services::SoftwareUpdate::ResultCode;
+using System::Commons::ArgumentException;
+using System::Commons::OutOfMemoryException;
+using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Core::Format;
+
+namespace
+{
+
+const char* Describe(RaucState state)
+{
+    switch (state)
+    {
+    case RaucState::Busy:
+        return "RAUC is busy.";
+    case RaucState::Silent:
+        return "RAUC does not answer.";
+    case RaucState::Absent:
+        return "RAUC is not running.";
+    case RaucState::Resting:
+        return "RAUC answers.";
+    }
+    return "";
+}
+
+} // namespace
+
+void Component::Stage(FileDescriptor bundle, const String& caller, const Completion& completion)
+{
+    if (Admit("stage a bundle", caller, completion) && CheckState(true))
+    {
+        const auto shared = std::make_shared<FileDescriptor>(std::move(bundle));
+        WhenRaucRests([this, shared] { TakeBundle(shared); });
+    }
+}
+
+void Component::Install(const InstallRequest& installRequest, const String& caller,
+                        const Completion& completion)
+{
+    if (!Admit("install", caller, completion) || !CheckState(false))
+    {
+        return;
+    }
+    if (installRequest.delay >= DelayLimit)
+    {
+        Finish(
+            RequestResult::Refused(ToString(ResultCode::InvalidArgument),
+                                   Format("The delay must be shorter than {0} milliseconds.", DelayLimit)));
+        return;
+    }
+    WhenRaucRests(
+        [this, installRequest]
+        {
+            constexpr std::int64_t microseconds = 1000; // in a millisecond
+            const auto delay = static_cast<std::int64_t>(installRequest.delay);
+            environment.status->SetDueTime(id, delay > 0 ? GetUnixTime() + delay * microseconds : 0);
+            CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
+                       [this](const RequestResult& result) { Finish(result); });
+        });
+}
+
+void Component::Revert(const String& caller, const Completion& completion)
+{
+    if (Admit("revert", caller, completion) && CheckState(true))
+    {
+        WhenRaucRests(
+            [this]
+            {
+                CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
+                           [this](const RequestResult& result) { Finish(result); });
+            });
+    }
+}
+
+void Component::Resume(const String& caller, const Completion& completion)
+{
+    if (Admit("resume", caller, completion))
+    {
+        CallModule([](const ModuleCalls& calls) { return calls.Resume(); },
+                   [this](const RequestResult& result) { Finish(result); });
+    }
+}
+
+bool Component::Admit(const char* what, const String& caller, const Completion& completion)
+{
+    if (life != Life::Ready)
+    {
+        completion(RequestResult::Refused(RequestResult::TryLater,
+                                          "The updater is starting. Try again in a moment."));
+        return false;
+    }
+    if (request)
+    {
+        completion(RequestResult::Refused(
+            RequestResult::Busy,
+            Format("The request of {0} to {1} is still under way. Try again when it is done.",
+                   request->caller, request->what)));
+        return false;
+    }
+    Log(LogLevel::Info, "Request of {0} to {1}.", caller, what);
+    request = Request{what, caller, completion};
+    return true;
+}
+
+bool Component::CheckState(bool failedToo)
+{
+    UpdateStatus();
+    if (snapshot.state == InstallationState::Installing)
+    {
+        Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
+                                      "An installation is in progress. Try again when it has ended."));
+        return false;
+    }
+    if (snapshot.state == InstallationState::Failed && !failedToo)
+    {
+        Finish(RequestResult::Refused(
+            ToString(ResultCode::InvalidState),
+            "The last installation failed. Leave that state by 'resume', then install."));
+        return false;
+    }
+    return true;
+}
+
+void Component::WhenRaucRests(EventLoop::Task next)
+{
+    environment.probe(
+        [this, next = std::move(next)](const RaucAnswer& answer)
+        {
+            if (answer.state == RaucState::Resting)
+            {
+                next();
+                return;
+            }
+            Finish(RequestResult::Refused(
+                RequestResult::TryLater,
+                Format("{0} Nothing was changed; try again later.", Describe(answer.state))));
+        });
+}
+
+void Component::TakeBundle(const std::shared_ptr<FileDescriptor>& bundle)
+{
+    worker.Post(
+        [this, bundle]
+        {
+            std::shared_ptr<DeliveredFile> file;
+            const RequestResult result = Deliver(*bundle, file);
+            environment.loop.Post(
+                [this, result, file]
+                {
+                    if (!result.IsOk())
+                    {
+                        Finish(result);
+                        return;
+                    }
+                    // The copy may have taken long.
+                    WhenRaucRests([this, file] { HandOver(file); });
+                });
+        });
+}
+
+RequestResult Component::Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file) const
+{
+    try
+    {
+        file = environment.delivery.Take(bundle);
+        return RequestResult::Done();
+    }
+    catch (const ArgumentException& exception)
+    {
+        return RequestResult::Refused(ToString(ResultCode::InvalidArgument), exception.GetMessage());
+    }
+    catch (const OutOfMemoryException& exception)
+    {
+        return RequestResult::FromCode(ResultCode::OutOfMemory, exception.GetMessage());
+    }
+    catch (const std::exception& exception)
+    {
+        Log(LogLevel::Error, "A bundle could not be taken over: {0}", exception.what());
+        return RequestResult::FromCode(ResultCode::OperationFailed, exception.what());
+    }
+}
+
+void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
+{
+    CallModule([file](const ModuleCalls& calls) { return calls.Stage(file->GetPath()); },
+               [this](const RequestResult& result)
+               {
+                   if (result.IsOk())
+                   {
+                       ModulePicture picture;
+                       picture.pendingVersion = result.text;
+                       Apply(picture);
+                   }
+                   Finish(result);
+               });
+}
+
+void Component::CallModule(ModuleCall call, Completion then)
+{
+    worker.Post(
+        [this, call = std::move(call), then = std::move(then)]
+        {
+            const RequestResult result =
+                module ? call(ModuleCalls(*module, id))
+                       : RequestResult::Refused(RequestResult::TryLater, "The updater is starting.");
+            environment.loop.Post([then, result] { then(result); });
+        });
+}
+
+void Component::Finish(const RequestResult& result)
+{
+    UpdateStatus();
+    const Request finished = *std::exchange(request, std::nullopt);
+    if (!result.IsOk())
+    {
+        Log(LogLevel::Warning, "The request of {0} to {1} was refused ({2}): {3}", finished.caller,
+            finished.what, result.error, result.text);
+    }
+    finished.completion(result);
+    if (refreshWanted)
+    {
+        Refresh(false, {});
+    }
+}
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,455 @@
+#include "Service/Component.h"
+
+#include "Service/Clock.h"
+
+#include "Support/FakeUpdaterModule.h"
+#include "Support/RecordingLogSink.h"
+#include "Support/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <systemd/sd-event.h>
+
+#include <filesystem>
+#include <future>
+#include <set>
+
+namespace Zel::Host::Service
+{
+
+using Services::SoftwareUpdate::InstallationState;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+using testing::SizeIs;
+using Tests::Support::FakeUpdaterModule;
+using Tests::Support::ModuleScript;
+using Tests::Support::RecordingLog;
+using Tests::Support::TemporaryFolder;
+
+namespace
+{
+
+const String Id = "Controller";
+
+using FileType = ModuleScript::FileType;
+using IUpdaterStatus = ModuleScript::IUpdaterStatus;
+using ResultCode = ModuleScript::ResultCode;
+
+ResultCode Begin(IUpdaterStatus& status, const String& /*revision*/, long long /*delay*/)
+{
+    return status.BeginInstallation(Id, true) ? ResultCode::Ok : ResultCode::OperationFailed;
+}
+
+/// A component over a fake module and a RAUC that answers as the test says, on a loop that the test runs.
+class ComponentTest : public testing::Test
+{
+protected:
+    ComponentTest()
+    {
+        script->SetVersion(FileType::Current, "1.0.0.0");
+        component.SetChangeHandler(
+            [this](const std::vector<String>& properties)
+            {
+                ++announcements;
+                changed.insert(properties.begin(), properties.end());
+            });
+    }
+
+    template <typename Condition>
+    [[nodiscard]] bool RunUntil(const Condition& condition)
+    {
+        constexpr std::uint64_t step = 10000; // microseconds
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition() && std::chrono::steady_clock::now() < deadline)
+        {
+            sd_event_run(loop.Get(), step);
+        }
+        return condition();
+    }
+
+    /// Makes a request and runs the loop until it has ended.
+    template <typename Request>
+    [[nodiscard]] RequestResult Ask(const Request& request)
+    {
+        std::optional<RequestResult> result;
+        request([&result](const RequestResult& given) { result = given; });
+        EXPECT_TRUE(RunUntil([&] { return result.has_value(); })) << "The request has no end.";
+        return result.value_or(RequestResult());
+    }
+
+    RequestResult Start()
+    {
+        return Ask([this](Completion done) { component.Start(std::move(done)); });
+    }
+
+    RequestResult Stage(const String& content = "content")
+    {
+        const String path = folder.Write("bundle", content);
+        return Ask(
+            [&](Completion done)
+            { component.Stage(Delivery::FileDescriptor::Open(path, O_RDONLY), "A", std::move(done)); });
+    }
+
+    RequestResult Install(const InstallRequest& request = {})
+    {
+        return Ask([&](Completion done) { component.Install(request, "A", std::move(done)); });
+    }
+
+    RequestResult Resume()
+    {
+        return Ask([&](Completion done) { component.Resume("A", std::move(done)); });
+    }
+
+    [[nodiscard]] bool IsDeliveryEmpty() const { return std::filesystem::is_empty(folder / "delivery"); }
+
+    const TemporaryFolder folder;
+    EventLoop loop;
+    Delivery delivery{folder / "delivery"};
+    const std::shared_ptr<ModuleScript> script = std::make_shared<ModuleScript>();
+    RaucState rauc = RaucState::Resting;
+    String primarySlot = "rootfs.0";
+    int restarts = 0;
+    int startDelays = 0;
+    int announcements = 0;
+    std::set<String> changed;
+    const std::shared_ptr<PersistentUpdaterStatus> status = std::make_shared<PersistentUpdaterStatus>(
+        std::make_shared<StatusStore>(folder / "state"), "boot", 0,
+        [this](const String& /*componentId*/) { loop.Post([this] { component.OnStatusChanged(); }); });
+    Component component{Id,
+                        {loop, delivery, status,
+                         [this] { return std::make_unique<FakeUpdaterModule>(script); }, "settings.xml",
+                         [this](const RaucAnswerHandler& handler) {
+                             handler({rauc, primarySlot});
+                         },
+                         [this] { ++restarts; }, [this](const String& /*reason*/) { ++startDelays; }}};
+};
+
+} // namespace
+
+TEST_F(ComponentTest, TheStartInitializesTheModuleAndReadsTheVersions)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    EXPECT_TRUE(Start().IsOk());
+    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Current",
+                                                "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
+    EXPECT_EQ(component.GetSnapshot().currentVersion, "1.0.0.0");
+    EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
+    EXPECT_THAT(changed, ElementsAre("CurrentVersion", "PendingVersion"));
+}
+
+TEST_F(ComponentTest, AModuleThatCannotBeInitializedTellsWhy)
+{
+    script->initialize = [](IUpdaterStatus&) { throw Exception("Failed to open D-BUS."); };
+    const RequestResult result = Start();
+    EXPECT_EQ(result.error, "OperationFailed");
+    EXPECT_THAT(result.text, HasSubstr("Failed to open D-BUS."));
+    EXPECT_EQ(Install().error, "TryLater");
+}
+
+TEST_F(ComponentTest, ThePendingVersionIsAskedForOnlyWhileRaucRests)
+{
+    for (const RaucState state : {RaucState::Busy, RaucState::Silent, RaucState::Absent})
+    {
+        rauc = state;
+        script->Clear();
+        ASSERT_TRUE(Start().IsOk());
+        EXPECT_THAT(script->GetCalls(), Not(Contains(HasSubstr("Pending"))));
+        EXPECT_THAT(script->GetCalls(), Not(Contains(HasSubstr("Fallback"))));
+        EXPECT_EQ(component.GetSnapshot().currentVersion, "1.0.0.0");
+    }
+    rauc = RaucState::Resting;
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    component.OnRaucAppeared();
+    EXPECT_TRUE(RunUntil([this] { return component.GetSnapshot().pendingVersion == "2.0.0.0"; }));
+}
+
+TEST_F(ComponentTest, AStagedBundleIsHandedOverAsAFileOfOurOwn)
+{
+    ASSERT_TRUE(Start().IsOk());
+    String content;
+    script->stage = [&](const String& path, String& /*message*/)
+    {
+        content = TemporaryFolder::Read(path);
+        std::filesystem::rename(path, folder / "pending");
+        script->SetVersion(FileType::Pending, "2.0.0.0");
+        return ResultCode::Ok;
+    };
+    const RequestResult result = Stage("the bundle's content");
+    EXPECT_TRUE(result.IsOk()) << result.text;
+    EXPECT_EQ(result.text, "2.0.0.0");
+    EXPECT_EQ(content, "the bundle's content");
+    EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
+    EXPECT_TRUE(IsDeliveryEmpty());
+}
+
+TEST_F(ComponentTest, ARefusedBundleLeavesNothingBehind)
+{
+    ASSERT_TRUE(Start().IsOk());
+    script->stage = [](const String& /*path*/, String& message)
+    {
+        message = "The verification of the software package failed.";
+        return ResultCode::InvalidArgument;
+    };
+    const RequestResult result = Stage();
+    EXPECT_EQ(result.error, "InvalidArgument");
+    EXPECT_EQ(result.text,
+              "The verification of the software package failed. Use a bundle that is built and signed "
+              "for this device.");
+    EXPECT_EQ(Stage("").text, "The bundle is empty.");
+    EXPECT_TRUE(IsDeliveryEmpty());
+}
+
+TEST_F(ComponentTest, WithoutAnAnswerOfRaucNothingIsTouched)
+{
+    struct Row
+    {
+        RaucState state;
+        const char* reason;
+    };
+
+    ASSERT_TRUE(Start().IsOk());
+    script->Clear();
+    for (const Row& row :
+         {Row{RaucState::Busy, "RAUC is busy."}, Row{RaucState::Silent, "RAUC does not answer."},
+          Row{RaucState::Absent, "RAUC is not running."}})
+    {
+        rauc = row.state;
+        const auto revert = [this](Completion done) { component.Revert("A", std::move(done)); };
+        for (const RequestResult& result : {Stage(), Install(), Ask(revert)})
+        {
+            EXPECT_EQ(result.error, "TryLater");
+            EXPECT_THAT(result.text, HasSubstr(row.reason));
+        }
+    }
+    EXPECT_THAT(script->GetCalls(), IsEmpty());
+    EXPECT_TRUE(IsDeliveryEmpty());
+}
+
+TEST_F(ComponentTest, ASecondRequestIsRefusedWithWhoIsBusy)
+{
+    ASSERT_TRUE(Start().IsOk());
+    std::promise<void> mayEnd;
+    script->stage = [&](const String& /*path*/, String& /*message*/)
+    {
+        mayEnd.get_future().wait();
+        return ResultCode::Ok;
+    };
+    std::optional<RequestResult> first;
+    component.Stage(Delivery::FileDescriptor::Open(folder.Write("bundle", "content"), O_RDONLY), "user 7",
+                    [&first](const RequestResult& result) { first = result; });
+    ASSERT_TRUE(RunUntil(
+        [this] { return !script->GetCalls().empty() && script->GetCalls().back() == "SetSoftwarePackage"; }));
+    const RequestResult second = Install();
+    EXPECT_EQ(second.error, "Busy");
+    EXPECT_THAT(second.text, HasSubstr("The request of user 7 to stage a bundle is still under way."));
+    mayEnd.set_value();
+    EXPECT_TRUE(RunUntil([&] { return first.has_value(); }));
+    EXPECT_TRUE(first->IsOk());
+}
+
+TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
+{
+    struct Row
+    {
+        InstallRequest request;
+        const char* call;
+        const char* error;
+    };
+
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->SetVersion(FileType::Fallback, "0.9.0.0");
+    ASSERT_TRUE(Start().IsOk());
+    const std::vector<Row> rows = {
+        {{"", false, 0}, "InstallSoftwarePackage 2.0.0.0", ""},
+        {{"2.0.0.0", false, 0}, "InstallSoftwarePackage 2.0.0.0", ""},
+        {{"", true, 0}, "InstallSoftwarePackage 0.9.0.0", ""},
+        {{"0.9.0.0", true, 0}, "InstallSoftwarePackage 0.9.0.0", ""},
+        // The module knows what to say of other versions.
+        {{"7.0.0.0", false, 0}, "InstallSoftwarePackage 7.0.0.0", ""},
+        {{"7.0.0.0", true, 0}, "GetSoftwareVersion Fallback", "NotFound"},
+        {{String(512, '1'), false, 0}, "GetSoftwareVersion Current", "InvalidArgument"},
+        {{"", false, Component::DelayLimit}, nullptr, "InvalidArgument"},
+    };
+    for (const Row& row : rows)
+    {
+        SCOPED_TRACE(row.request.version);
+        script->Clear();
+        EXPECT_EQ(Install(row.request).error, row.error);
+        const auto calls = script->GetCalls();
+        ASSERT_EQ(calls.empty(), row.call == nullptr);
+        EXPECT_TRUE(calls.empty() || calls.back() == row.call);
+    }
+    script->SetVersion(FileType::Pending, "");
+    EXPECT_THAT(Install().text, HasSubstr("There is no pending version."));
+}
+
+TEST_F(ComponentTest, AfterAFailedInstallationResumeComesFirst)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = [](IUpdaterStatus& updaterStatus, const String& revision, long long delay)
+    {
+        const ResultCode begun = Begin(updaterStatus, revision, delay);
+        updaterStatus.SetMessage(Id, "Failed to start RAUC installation.", false);
+        updaterStatus.EndInstallation(Id, false);
+        return begun == ResultCode::Ok ? ResultCode::OperationFailed : begun;
+    };
+    ASSERT_TRUE(Start().IsOk());
+    const RequestResult failed = Install();
+    EXPECT_EQ(failed.error, "OperationFailed");
+    EXPECT_THAT(failed.text, HasSubstr("Failed to start RAUC installation."));
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Failed);
+    EXPECT_EQ(component.GetSnapshot().lastVerdict.reason, "Failed to start RAUC installation.");
+
+    const RequestResult refused = Install();
+    EXPECT_EQ(refused.error, "InvalidState");
+    EXPECT_THAT(refused.text, HasSubstr("'resume'"));
+
+    EXPECT_TRUE(Resume().IsOk());
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Idle);
+    EXPECT_EQ(Resume().error, "InvalidState");
+    script->install = Begin;
+    EXPECT_TRUE(Install().IsOk());
+}
+
+TEST_F(ComponentTest, AnInstallationIsShownBeforeItsRequestIsAnswered)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = Begin;
+    ASSERT_TRUE(Start().IsOk());
+    const std::int64_t before = GetUnixTime();
+    ASSERT_TRUE(Install({"", false, 60000}).IsOk());
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Installing);
+    EXPECT_GE(component.GetSnapshot().nextStart, before + 60000000);
+    EXPECT_LE(component.GetSnapshot().nextStart, GetUnixTime() + 60000000);
+    for (const RequestResult& result : {Stage(), Install()})
+    {
+        EXPECT_EQ(result.error, "InvalidState");
+        EXPECT_THAT(result.text, HasSubstr("An installation is in progress."));
+    }
+}
+
+TEST_F(ComponentTest, DuringAnInstallationThePendingVersionIsNotAskedFor)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = Begin;
+    ASSERT_TRUE(Start().IsOk());
+    ASSERT_TRUE(Install().IsOk());
+    script->Clear();
+    component.OnRaucAppeared();
+    status->SetProgress(Id, 50);
+    ASSERT_TRUE(RunUntil([this] { return component.GetSnapshot().progress == 50; }));
+    EXPECT_THAT(script->GetCalls(), IsEmpty());
+
+    script->SetVersion(FileType::Pending, "");
+    status->EndInstallation(Id, false);
+    EXPECT_TRUE(RunUntil([this] { return component.GetSnapshot().pendingVersion.empty(); }));
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Failed);
+    EXPECT_THAT(script->GetCalls(), Contains("GetSoftwareVersion Fallback"));
+}
+
+TEST_F(ComponentTest, OfABurstOfProgressFewAreAnnouncedAndTheLastOneIs)
+{
+    ASSERT_TRUE(Start().IsOk());
+    announcements = 0;
+    changed.clear();
+    for (int percentage = 0; percentage <= 100; ++percentage)
+    {
+        status->SetMessage(Id, "Step\n" + std::to_string(percentage), false);
+        status->SetProgress(Id, percentage);
+    }
+    ASSERT_TRUE(RunUntil([this] { return component.GetSnapshot().progress == 100; }));
+    EXPECT_EQ(component.GetSnapshot().message, "Step\\x0A100");
+    EXPECT_THAT(changed, ElementsAre("Message", "Progress"));
+    EXPECT_LE(announcements, 3);
+}
+
+TEST_F(ComponentTest, AnExceptionOfTheModuleBecomesAResult)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = [](IUpdaterStatus&, const String&, long long) -> ResultCode
+    { throw Exception("Broken."); };
+    ASSERT_TRUE(Start().IsOk());
+    const RecordingLog log;
+    const RequestResult result = Install();
+    EXPECT_EQ(result.error, "OperationFailed");
+    EXPECT_THAT(result.text, HasSubstr("Broken."));
+    EXPECT_THAT(log->GetLines(), Contains("error ModuleCalls: The module failed: Broken."));
+}
+
+TEST_F(ComponentTest, AStartInTheBootOfTheInstallationEndsItAsFailed)
+{
+    ASSERT_TRUE(status->BeginInstallation(Id, true));
+    ASSERT_TRUE(status->WriteProperty(Id, PersistentUpdaterStatus::InstallerSlotProperty, "rootfs.0", true));
+    script->initialize = [](IUpdaterStatus& updaterStatus)
+    {
+        Services::SoftwareUpdate::SoftwareUpdateStatus read;
+        EXPECT_TRUE(updaterStatus.GetStatus(Id, read));
+        EXPECT_EQ(read.state, InstallationState::Failed);
+    };
+    EXPECT_TRUE(Start().IsOk());
+    EXPECT_THAT(component.GetSnapshot().lastVerdict.reason, HasSubstr("RAUC did not complete"));
+    EXPECT_THAT(script->GetCalls(), Contains("Initialize settings.xml"));
+}
+
+TEST_F(ComponentTest, AStartBeforeTheRestartOfACompleteInstallationOrdersTheRestart)
+{
+    ASSERT_TRUE(status->BeginInstallation(Id, true));
+    ASSERT_TRUE(status->WriteProperty(Id, PersistentUpdaterStatus::InstallerSlotProperty, "rootfs.0", true));
+    // RAUC goes on, and then has switched to the other slot.
+    rauc = RaucState::Busy;
+    bool done = false;
+    component.Start([&done](const RequestResult& result) { done = result.IsOk(); });
+    EXPECT_EQ(startDelays, 1);
+    EXPECT_EQ(Install().error, "TryLater");
+    rauc = RaucState::Resting;
+    primarySlot = "rootfs.1";
+    EXPECT_TRUE(RunUntil([&] { return done; }));
+    EXPECT_EQ(restarts, 1);
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Installing);
+    EXPECT_THAT(script->GetCalls(), IsEmpty());
+}
+
+TEST_F(ComponentTest, ADroppedModuleIsReplacedByTheNextStart)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    ASSERT_TRUE(Start().IsOk());
+    bool dropped = false;
+    component.Drop([&dropped] { dropped = true; });
+    EXPECT_EQ(Install().error, "TryLater");
+    EXPECT_TRUE(RunUntil([&] { return dropped; }));
+    EXPECT_EQ(script->GetCalls().back(), "Destroy");
+    EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
+    script->Clear();
+    EXPECT_TRUE(Start().IsOk());
+    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Pending",
+                                                "GetSoftwareVersion Fallback"));
+    EXPECT_TRUE(Resume().error == "InvalidState");
+}
+
+TEST_F(ComponentTest, ARequestThatLosesItsModuleIsAnswered)
+{
+    ASSERT_TRUE(Start().IsOk());
+    std::promise<void> mayEnd;
+    script->stage = [&](const String& /*path*/, String& /*message*/)
+    {
+        mayEnd.get_future().wait();
+        return ResultCode::InvalidArgument;
+    };
+    std::optional<RequestResult> staged;
+    component.Stage(Delivery::FileDescriptor::Open(folder.Write("bundle", "content"), O_RDONLY), "A",
+                    [&staged](const RequestResult& result) { staged = result; });
+    component.Drop({[] {}});
+    rauc = RaucState::Absent;
+    mayEnd.set_value();
+    EXPECT_TRUE(RunUntil([&] { return staged.has_value(); }));
+    EXPECT_FALSE(staged->IsOk());
+    EXPECT_TRUE(RunUntil([this] { return script->GetCalls().back() == "Destroy"; }));
+    EXPECT_TRUE(IsDeliveryEmpty());
+}
+
+} // namespace Zel::Host::Service
