@@ -167,17 +167,21 @@ bool VersionManager::ValidateCompatible(const String& bundleCompatible)
 
 void VersionManager::CleanTempFile() const
 {
-    if (!FileUtils::Exists(temporaryPath))
+    // A transfer that copies has a file of its own before the temporary one exists.
+    for (const auto& path : {temporaryPath, temporaryPath + FileUtils::CopySuffix})
     {
-        return;
-    }
-    try
-    {
-        File::Delete(temporaryPath);
-    }
-    catch (const Exception& exception)
-    {
-        Log(LogLevel::Error, "Failed to delete temporary pending version. {0}", exception.ToString());
+        if (!FileUtils::Exists(path))
+        {
+            continue;
+        }
+        try
+        {
+            File::Delete(path);
+        }
+        catch (const Exception& exception)
+        {
+            Log(LogLevel::Error, "Failed to delete temporary pending version. {0}", exception.ToString());
+        }
     }
 }
 

@@ -14,6 +14,9 @@ namespace Zel::Services::SoftwareUpdate
 class ZEL_API FileUtils : private System::Commons::Diagnostics::Logging::Loggable<FileUtils>
 {
 public:
+    /// Behind the target's name: what is being copied to it from another file system.
+    inline static const String CopySuffix = ".copy";
+
     /// Whether `path` names anything: a file, a folder, a link, even one that leads nowhere.
     [[nodiscard]] static bool Exists(const String& path) noexcept;
 
@@ -29,7 +32,7 @@ public:
     /// side's link is followed. A source that cannot be deleted, or that changes meanwhile, is a failure,
     /// and the earlier target is put back; only on a file system that cannot exchange two names the new
     /// target stays, and the remaining source is logged at warning level. What an interrupted process or a
-    /// power cut leaves of "{target}.copy" is replaced by the next move.
+    /// power cut leaves of "{target}.copy" is replaced by the next copy, or deleted by the target's owner.
     static void RenameOrCopyDelete(const String& source, const String& target, bool createFolder,
                                    bool replace);
 

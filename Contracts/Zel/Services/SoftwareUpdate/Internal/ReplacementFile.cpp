@@ -1,5 +1,6 @@
 #include "Zel/Services/SoftwareUpdate/Internal/ReplacementFile.h"
 
+#include "Zel/Services/SoftwareUpdate/FileUtils.h"
 #include "Zel/System/Commons/IoException.h"
 
 #include <fcntl.h>
@@ -51,7 +52,7 @@ constexpr mode_t FinalMode = PrivateMode | S_IRGRP;
 } // namespace
 
 ReplacementFile::ReplacementFile(const String& target)
-    : target(target), path(target + ".copy"), file(Create(path))
+    : target(target), path(target + FileUtils::CopySuffix), file(Create(path))
 {
     // Not by the mode of creation: the service's umask takes the group's right away.
     if (::fchmod(file.Get(), FinalMode) == -1)

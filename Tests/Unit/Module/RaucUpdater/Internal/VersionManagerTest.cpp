@@ -253,7 +253,8 @@ TEST_F(VersionManagerTest, RefusesWhatIsNoBundleFileAndTouchesNothing)
 
 TEST_F(VersionManagerTest, ABundleThatCannotBeTransferredOrVerifiedIsRefused)
 {
-    platform.folder.Write("pending.raucb.part", "left half transferred");
+    platform.folder.Write("pending.raucb.part", "left half verified");
+    platform.folder.Write("pending.raucb.part.copy", "left half transferred");
     Initialize();
     EXPECT_THAT(platform.folder.GetNames(), ElementsAre("settings.xml"));
 
