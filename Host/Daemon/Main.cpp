@@ -97,18 +97,25 @@ private:
 
 int main(int argumentCount, char** arguments)
 {
-    CLI::App app("Installs software updates through updater modules, and offers them on the system bus.",
-                 UpdateService::ProcessName);
-    String settingsPath = "/etc/zel-updated/settings.xml";
-    app.add_option("--settings", settingsPath, "The settings document")->capture_default_str();
-    app.set_version_flag("--version", Version);
     try
     {
-        app.parse(argumentCount, arguments);
+        CLI::App app("Installs software updates through updater modules, and offers them on the system bus.",
+                     UpdateService::ProcessName);
+        String settingsPath = "/etc/zel-updated/settings.xml";
+        app.add_option("--settings", settingsPath, "The settings document")->capture_default_str();
+        app.set_version_flag("--version", Version);
+        try
+        {
+            app.parse(argumentCount, arguments);
+        }
+        catch (const CLI::ParseError& error)
+        {
+            return app.exit(error) == 0 ? EXIT_SUCCESS : UsageError;
+        }
+        return Daemon::Run(settingsPath);
     }
-    catch (const CLI::ParseError& error)
+    catch (...)
     {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : UsageError;
+        return EXIT_FAILURE;
     }
-    return Daemon::Run(settingsPath);
 }

@@ -3,6 +3,7 @@
 #include "Service/SystemCall.h"
 
 #include "Zel/Exception.h"
+#include "Zel/System/Core/Format.h"
 
 #include <systemd/sd-bus.h>
 

@@ -3,7 +3,6 @@
 #include "Service/EventLoop.h"
 
 #include "Zel/String.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 #include <chrono>
 #include <functional>
@@ -42,7 +41,7 @@ struct BusAnswer
 /// The service's connection to the system bus, served by the loop. Lives until the bus is gone, then another
 /// one has to be made. Used on the loop's thread, which is also where its handlers are called; none is called
 /// after its destruction.
-class BusConnection : private System::Commons::Diagnostics::Logging::Loggable<BusConnection>
+class BusConnection
 {
 public:
     using AnswerHandler = std::function<void(const BusAnswer& answer)>;

@@ -72,11 +72,13 @@ void Component::Follow(const StartGuard::Decision& decision)
         Initialize();
         break;
     case StartAction::Wait:
+        environment.status->SetMessage(id, decision.reason, false);
         startCheckTimer.Arm(StartCheckInterval);
         environment.startDelayed(decision.reason);
         break;
     case StartAction::Restart:
         Log(LogLevel::Warning, "{0} It is restarted now.", decision.reason);
+        environment.status->SetMessage(id, decision.reason + " It is restarted now.", false);
         life = Life::Stopped;
         environment.restartDevice();
         std::exchange(startDone, {})(RequestResult::Done());

@@ -62,9 +62,10 @@ void Component::Install(const InstallRequest& installRequest, const String& call
     WhenRaucRests(
         [this, installRequest]
         {
-            constexpr std::int64_t microseconds = 1000; // in a millisecond
+            constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
             const auto delay = static_cast<std::int64_t>(installRequest.delay);
-            environment.status->SetDueTime(id, delay > 0 ? GetUnixTime() + delay * microseconds : 0);
+            environment.status->SetDueTime(id, delay > 0 ? GetUnixTime() + delay * MicrosecondsPerMillisecond
+                                                         : 0);
             CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
                        [this](const RequestResult& result) { Finish(result); });
         });
@@ -214,7 +215,13 @@ void Component::CallModule(ModuleCall call, Completion then)
             const RequestResult result =
                 module ? call(ModuleCalls(*module, id))
                        : RequestResult::Refused(RequestResult::TryLater, "The updater is starting.");
-            environment.loop.Post([then, result] { then(result); });
+            environment.loop.Post(
+                [this, then, result]
+                {
+                    // A module that refuses may have thrown a bundle away.
+                    refreshWanted = refreshWanted || !result.IsOk();
+                    then(result);
+                });
         });
 }
 

@@ -35,7 +35,7 @@ Database::Database(const String& path) : path(path)
 
 void Database::Open()
 {
-    constexpr int busyTimeout = 5000; // milliseconds
+    constexpr int BusyTimeout = 5000; // milliseconds
     sqlite3* opened = nullptr;
     const int result =
         sqlite3_open_v2(path.c_str(), &opened, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
@@ -44,7 +44,7 @@ void Database::Open()
     {
         Throw("open");
     }
-    sqlite3_busy_timeout(opened, busyTimeout);
+    sqlite3_busy_timeout(opened, BusyTimeout);
     sqlite3_extended_result_codes(opened, 1);
     Execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON;");
 }
@@ -73,8 +73,8 @@ void Database::Execute(const char* text)
 
 void Database::Throw(const char* action) const
 {
-    constexpr int primaryCode = 0xFF;
-    const int code = handle ? sqlite3_errcode(handle.get()) & primaryCode : SQLITE_NOMEM;
+    constexpr int PrimaryCode = 0xFF;
+    const int code = handle ? sqlite3_errcode(handle.get()) & PrimaryCode : SQLITE_NOMEM;
     const char* text = handle ? sqlite3_errmsg(handle.get()) : sqlite3_errstr(code);
     if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB)
     {

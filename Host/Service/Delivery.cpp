@@ -165,10 +165,10 @@ std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source)
 
 void Delivery::CopyTo(const FileDescriptor& source, const String& target, std::uint64_t size) const
 {
-    constexpr mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP;
-    const FileDescriptor file = FileDescriptor::Open(target, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, mode);
+    constexpr mode_t Mode = S_IRUSR | S_IWUSR | S_IRGRP;
+    const FileDescriptor file = FileDescriptor::Open(target, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, Mode);
     // RAUC makes root its owner: the service's own group has to be able to read it then, whatever the umask.
-    if (fchmod(file.Get(), mode) != 0)
+    if (fchmod(file.Get(), Mode) != 0)
     {
         throw IoException("change the mode of", target, errno);
     }

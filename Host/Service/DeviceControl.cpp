@@ -49,6 +49,7 @@ public:
     [[nodiscard]] int Spawn(const std::vector<String>& command, pid_t& child) const
     {
         std::vector<char*> arguments;
+        arguments.reserve(command.size() + 1);
         for (const String& argument : command)
         {
             arguments.push_back(const_cast<char*>(argument.c_str()));

@@ -18,10 +18,10 @@ namespace
 
 std::string_view Trim(std::string_view text)
 {
-    constexpr std::string_view blanks = " \t\r";
-    const std::size_t begin = text.find_first_not_of(blanks);
+    constexpr std::string_view Blanks = " \t\r";
+    const std::size_t begin = text.find_first_not_of(Blanks);
     return begin == std::string_view::npos ? std::string_view()
-                                           : text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+                                           : text.substr(begin, text.find_last_not_of(Blanks) - begin + 1);
 }
 
 Variant ToVariant(std::string_view text)

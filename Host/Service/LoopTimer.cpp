@@ -23,9 +23,9 @@ int OnTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* task)
 
 LoopTimer::LoopTimer(EventLoop& loop, EventLoop::Task task) : task(std::move(task))
 {
-    constexpr std::uint64_t accuracy = 1000; // microseconds
+    constexpr std::uint64_t Accuracy = 1000; // microseconds
     CheckSystemCall(
-        sd_event_add_time_relative(loop.Get(), &source, CLOCK_BOOTTIME, 0, accuracy, OnTime, &this->task),
+        sd_event_add_time_relative(loop.Get(), &source, CLOCK_BOOTTIME, 0, Accuracy, OnTime, &this->task),
         "create a timer");
     Disarm();
 }

@@ -2,6 +2,8 @@
 
 #include "Zel/Services/Device/DeviceControlServiceProxyFactory.h"
 #include "Zel/Services/Device/DeviceInfoServiceProxyFactory.h"
+#include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
+#include "Zel/System/Core/Format.h"
 #include "Zel/System/Rsc/ServiceManager.h"
 
 #include <dlfcn.h>
@@ -13,7 +15,6 @@ namespace Zel::Host::Service
 
 using Services::Device::DeviceControlServiceProxyFactory;
 using Services::Device::DeviceInfoServiceProxyFactory;
-using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Commons::Diagnostics::Logging::LogManager;
 using System::Core::Format;
 using System::Nm::INotificationManager;
@@ -74,7 +75,9 @@ ModuleHost::ModuleLibrary& ModuleHost::Load(const String& path)
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (library == nullptr)
     {
-        throw Exception(Format("The library '{0}' could not be loaded: {1}", path, dlerror()));
+        // The C library keeps one text for each thread.
+        const char* reason = dlerror(); // NOLINT(concurrency-mt-unsafe)
+        throw Exception(Format("The library '{0}' could not be loaded: {1}", path, reason));
     }
     void* symbol = dlsym(library, EntryName);
     if (symbol == nullptr)

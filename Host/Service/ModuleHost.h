@@ -6,7 +6,6 @@
 #include "Zel/Services/Device/IDeviceControlService.h"
 #include "Zel/Services/Device/IDeviceInfoService.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Extensibility/ModuleLibraryBase.h"
 #include "Zel/System/Nm/NotificationManager.h"
 
@@ -18,7 +17,7 @@ namespace Zel::Host::Service
 /// What modules live in: the process's app domain with the path variable "DataFolder", its service registry
 /// and its notification manager; and the libraries that modules come from. One for each process; what it
 /// announced is taken back by its destruction, which no module may outlive.
-class ModuleHost : private System::Commons::Diagnostics::Logging::Loggable<ModuleHost>
+class ModuleHost
 {
 public:
     using IUpdaterModule = Services::SoftwareUpdate::IUpdaterModule;

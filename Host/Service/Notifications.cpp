@@ -41,6 +41,7 @@ void WriteToJournal(const System::Nm::Notification& notification)
         "ZEL_TIME=" + notification.timestamp.ToIso8601String(),
     };
     std::vector<iovec> pieces;
+    pieces.reserve(fields.size());
     for (const String& field : fields)
     {
         pieces.push_back({const_cast<char*>(field.data()), field.size()});

@@ -54,19 +54,19 @@ void RaucWatch::Answer(const RaucAnswer& answer)
 RaucState RaucWatch::Classify(const BusAnswer& answer)
 {
     using namespace std::string_view_literals;
-    constexpr std::array absent = {
+    constexpr std::array Absent = {
         "org.freedesktop.DBus.Error.ServiceUnknown"sv, "org.freedesktop.DBus.Error.NameHasNoOwner"sv,
         "org.freedesktop.DBus.Error.Disconnected"sv, "org.freedesktop.DBus.Error.NoServer"sv};
-    constexpr std::array silent = {
+    constexpr std::array Silent = {
         "org.freedesktop.DBus.Error.NoReply"sv, "org.freedesktop.DBus.Error.Timeout"sv,
         "org.freedesktop.DBus.Error.TimedOut"sv, "org.freedesktop.DBus.Error.AccessDenied"sv};
     const std::string_view name = answer.errorName;
-    if (std::find(absent.begin(), absent.end(), name) != absent.end() ||
+    if (std::find(Absent.begin(), Absent.end(), name) != Absent.end() ||
         name.starts_with("org.freedesktop.DBus.Error.Spawn."))
     {
         return RaucState::Absent;
     }
-    if (std::find(silent.begin(), silent.end(), name) != silent.end())
+    if (std::find(Silent.begin(), Silent.end(), name) != Silent.end())
     {
         return RaucState::Silent;
     }

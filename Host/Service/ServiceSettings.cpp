@@ -3,6 +3,7 @@
 #include "Zel/System/Commons/Xml/XmlConfigDocument.h"
 #include "Zel/System/Commons/Xml/XmlWriter.h"
 #include "Zel/System/Commons/XmlException.h"
+#include "Zel/System/Core/Format.h"
 
 #include <algorithm>
 #include <array>

@@ -2,7 +2,6 @@
 
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/LogLevel.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Xml/IXmlSerializable.h"
 #include "Zel/System/Commons/Xml/XmlReader.h"
 #include "Zel/System/Commons/Xml/XmlSerializationContext.h"
@@ -35,8 +34,7 @@ enum class LogSinkKind
 
 /// The service's settings document. Relative paths in it are relative to its folder. An unknown element is
 /// logged as a warning and skipped.
-class ServiceSettings : public System::Commons::Xml::IXmlSerializable,
-                        private System::Commons::Diagnostics::Logging::Loggable<ServiceSettings>
+class ServiceSettings : public System::Commons::Xml::IXmlSerializable
 {
 public:
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;

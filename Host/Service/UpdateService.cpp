@@ -25,9 +25,9 @@ constexpr std::chrono::milliseconds LastReconnectDelay{2000};
 
 String ReadBootId(const String& path)
 {
-    constexpr std::uint64_t maximumSize = 4096; // bytes
-    const String text = File::ReadAllText(path, maximumSize);
-    const String bootId = text.substr(0, text.find_first_of(" \t\r\n"));
+    constexpr std::uint64_t MaximumSize = 4096; // bytes
+    const String text = File::ReadAllText(path, MaximumSize);
+    String bootId = text.substr(0, text.find_first_of(" \t\r\n"));
     if (bootId.empty())
     {
         throw Exception(Format("The boot ID file '{0}' is empty.", path));
@@ -264,13 +264,13 @@ void UpdateService::AskLogind()
         deviceControl->ReportFailure("The system bus is gone.");
         return;
     }
-    constexpr std::chrono::seconds answerTime{30};
+    constexpr std::chrono::seconds AnswerTime{30};
     const BusCall call = {"org.freedesktop.login1",
                           "/org/freedesktop/login1",
                           "org.freedesktop.login1.Manager",
                           "Reboot",
                           false,
-                          answerTime};
+                          AnswerTime};
     session->connection.Call(call,
                              [this](const BusAnswer& answer)
                              {

@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
+#include <mutex>
 #include <utility>
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
 {
 
 using System::Commons::Diagnostics::Logging::LogLevel;
-using System::Commons::Threading::Mutex;
 using System::Commons::Threading::Thread;
 
 namespace
@@ -74,27 +74,34 @@ ScheduledExecutorService::~ScheduledExecutorService()
 bool ScheduledExecutorService::Schedule(const String& taskName, long long delayMs, Task task)
 {
     std::unique_lock lock(scheduleMutex, std::defer_lock);
-    if (!LockSchedule(lock))
+    if (!IsTaskThread())
     {
-        return false;
+        lock.lock();
     }
+    return StartRun(taskName, delayMs, std::move(task));
+}
+
+bool ScheduledExecutorService::StartRun(const String& taskName, long long delayMs, Task task)
+{
     std::list<Appointment> added;
     Appointment& appointment = added.emplace_back();
     appointment.taskName = taskName;
     appointment.delay = delayMs;
     appointment.task = std::move(task);
+    const std::lock_guard lock(runsMutex);
+    if (cancelling)
+    {
+        return false;
+    }
+    CancelRuns();
     // The earlier thread object is destroyed without a join: its thread finds its appointment cancelled.
     worker = std::make_unique<Thread>(taskName, Thread::Entry::Bind<&ScheduledExecutorService::Run>(this),
                                       &appointment);
-    CancelRuns();
-    {
-        const std::lock_guard runsLock(runsMutex);
-        liveRuns.splice(liveRuns.end(), added);
-    }
     scheduledTime = GetDueTime(delayMs);
+    liveRuns.splice(liveRuns.end(), added);
     if (!worker->Start())
     {
-        EndRun(appointment);
+        liveRuns.pop_back();
         return false;
     }
     return true;
@@ -102,26 +109,33 @@ bool ScheduledExecutorService::Schedule(const String& taskName, long long delayM
 
 void ScheduledExecutorService::Cancel()
 {
-    std::unique_lock lock(scheduleMutex, std::defer_lock);
-    if (!LockSchedule(lock))
-    {
-        return;
-    }
     if (IsTaskThread())
     {
-        // This thread holds the wait mutex and cannot be joined; a successor has not begun to wait yet.
+        // The task cannot wait for itself. What follows it has not begun to wait: this thread holds the
+        // mutex.
+        const std::lock_guard lock(runsMutex);
         CancelRuns();
         return;
     }
+    const std::lock_guard scheduleLock(scheduleMutex);
+    std::unique_ptr<Thread> ending;
     {
-        const std::lock_guard waitLock(waitMutex);
+        const std::lock_guard lock(runsMutex);
+        cancelling = true;
+        ending = std::move(worker);
         CancelRuns();
     }
-    if (worker && worker->IsJoinable())
     {
-        worker->Join();
-        worker.reset();
+        // Whoever waits has seen the cancellation or is notified of it; whoever runs its task is waited for.
+        const std::lock_guard waitLock(waitMutex);
+        condition.notify_all();
     }
+    if (ending)
+    {
+        ending->Join();
+    }
+    const std::lock_guard lock(runsMutex);
+    cancelling = false;
 }
 
 void ScheduledExecutorService::Run(void* argument)
@@ -148,25 +162,11 @@ bool ScheduledExecutorService::IsTaskThread() const noexcept
     return taskThread.load() == std::this_thread::get_id();
 }
 
-bool ScheduledExecutorService::LockSchedule(std::unique_lock<Mutex>& lock) const
-{
-    // Another thread that cancels waits for the task to end, so the task must not wait for it.
-    if (IsTaskThread())
-    {
-        return lock.try_lock();
-    }
-    lock.lock();
-    return true;
-}
-
 void ScheduledExecutorService::CancelRuns()
 {
+    for (Appointment& appointment : liveRuns)
     {
-        const std::lock_guard lock(runsMutex);
-        for (Appointment& appointment : liveRuns)
-        {
-            appointment.cancelled = true;
-        }
+        appointment.cancelled = true;
     }
     condition.notify_all();
 }

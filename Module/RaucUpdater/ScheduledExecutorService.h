@@ -11,7 +11,6 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
@@ -20,9 +19,8 @@ namespace Zel::Services::SoftwareUpdate::Internal::Threading
 /// Runs one named task once, after a delay, on a thread of its own; until it starts it can be cancelled, or
 /// replaced by another one. Tasks never run at the same time.
 ///
-/// Every operation may be called from any thread, also from within a task: there `Cancel` does not wait for
-/// the task itself, and both give way to another thread that schedules or cancels at that moment. Lock order:
-/// schedule mutex, wait mutex, runs mutex.
+/// Every operation may be called from any thread, also from within a task. Lock order: schedule mutex, wait
+/// mutex, runs mutex.
 class ScheduledExecutorService
     : private System::Commons::Diagnostics::Logging::Loggable<ScheduledExecutorService>
 {
@@ -47,7 +45,8 @@ public:
     /// When the task scheduled last is due, by its whole delay.
     [[nodiscard]] TimePoint GetScheduledTime() const noexcept { return scheduledTime.load(); }
 
-    /// Takes back a task that waits and returns when its thread has ended; waits for one that runs.
+    /// Takes back a task that waits and returns when its thread has ended; waits for one that runs. From
+    /// within a task it takes back the task that follows, if there is one, and returns at once.
     void Cancel();
 
 private:
@@ -67,21 +66,23 @@ private:
 
     void Run(void* appointment);
     [[nodiscard]] bool IsTaskThread() const noexcept;
-    [[nodiscard]] bool LockSchedule(std::unique_lock<System::Commons::Threading::Mutex>& lock) const;
+    [[nodiscard]] bool StartRun(const String& taskName, long long delayMs, Task task);
     void CancelRuns();
     void EndRun(const Appointment& appointment);
 
     std::atomic<TimePoint> scheduledTime{};
     std::unique_ptr<System::Commons::Threading::Thread> worker;
     System::Commons::Threading::ConditionVariable condition;
-    /// Serialises `Schedule` and `Cancel`; guards `worker`.
+    /// Serialises `Schedule` and `Cancel`; not taken from within a task, which `Cancel` may wait for.
     System::Commons::Threading::Mutex scheduleMutex;
     /// Held by a thread that waits or runs its task.
     System::Commons::Threading::Mutex waitMutex;
     /// The thread that runs a task at present.
     std::atomic<std::thread::id> taskThread{};
-    /// Guards `liveRuns`.
+    /// Guards `worker`, `cancelling` and `liveRuns`; held for moments only.
     System::Commons::Threading::Mutex runsMutex;
+    /// Whether a thread cancels that is not the task's.
+    bool cancelling = false;
     System::Commons::Threading::ConditionVariable runEnded;
     /// One for every thread that was started and has not ended, the replaced ones included.
     std::list<Appointment> liveRuns;

@@ -76,7 +76,7 @@ class BusPeer::Service
 {
 public:
     Service(const String& busAddress, const String& busName, Handler handler)
-        : handler(std::move(handler)), connection(Connect(busAddress, busName)),
+        : busName(busName), handler(std::move(handler)), connection(Connect(busAddress, busName)),
           wakeUp(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), thread([this] { Serve(); })
     {
     }
@@ -87,6 +87,11 @@ public:
         Wake();
         thread.join();
         ::close(wakeUp);
+        if (!busName.empty())
+        {
+            // Waits for the bus, which notices the end of a connection at some later time.
+            dbus_bus_release_name(connection.get(), busName.c_str(), nullptr);
+        }
     }
 
     Service(const Service&) = delete;
@@ -134,6 +139,7 @@ private:
         static_cast<void>(::read(wakeUp, &count, sizeof(count)));
     }
 
+    const String busName;
     const Handler handler;
     const std::unique_ptr<DBusConnection, void (*)(DBusConnection*)> connection;
     const int wakeUp;

@@ -21,8 +21,8 @@ public:
     /// Connects, owns `busName` (none when empty) and serves. Throws `Exception` when the bus refuses.
     BusPeer(const String& busAddress, const String& busName, Handler handler);
 
-    /// Waits for a handler that runs, then breaks the connection without a word to anybody. Not on the peer's
-    /// thread.
+    /// Waits for a handler that runs, then breaks the connection; what was not answered gets no answer. The
+    /// name is free when it returns. Not on the peer's thread.
     ~BusPeer();
     BusPeer(const BusPeer&) = delete;
     BusPeer& operator=(const BusPeer&) = delete;

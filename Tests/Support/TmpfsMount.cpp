@@ -68,13 +68,6 @@ TmpfsMount::~TmpfsMount()
     static_cast<void>(::umount2(folder.GetPath().c_str(), MNT_DETACH));
 }
 
-void TmpfsMount::MakeReadOnly()
-{
-    Require(::mount("none", folder.GetPath().c_str(), nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr) ==
-                0,
-            "make a tmpfs read-only");
-}
-
 PinnedFile::PinnedFile(String path) : path(std::move(path))
 {
     LeaveSharedMounts();

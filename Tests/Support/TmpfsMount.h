@@ -9,7 +9,7 @@
 namespace Zel::Tests::Support
 {
 
-/// A file system of its own in memory, to be filled, made read-only or renamed across. The mounts are seen by
+/// A file system of its own in memory, to be filled or renamed across. The mounts are seen by
 /// this process only and vanish with it. Needs root, or a kernel that gives user namespaces to everyone;
 /// where both are missing every constructor throws `Exception`, so that the test fails and says why.
 class TmpfsMount
@@ -23,9 +23,6 @@ public:
     [[nodiscard]] const TemporaryFolder& GetFolder() const noexcept { return folder; }
 
     [[nodiscard]] String operator/(const String& name) const { return folder / name; }
-
-    /// Refuses every change from now on.
-    void MakeReadOnly();
 
 private:
     TemporaryFolder folder;

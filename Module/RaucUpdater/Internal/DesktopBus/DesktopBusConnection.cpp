@@ -5,6 +5,7 @@
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusValidation.h"
 #include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
+#include "Zel/Immortal.h"
 #include "Zel/System/Commons/Delegate.h"
 #include "Zel/System/Core/Format.h"
 
@@ -26,8 +27,8 @@ namespace
 /// One gate for all connections, since libdbus gives all of them the process's one connection to the bus.
 [[nodiscard]] const DesktopBusCallGate& CallGate()
 {
-    static const DesktopBusCallGate Gate;
-    return Gate;
+    static Immortal<DesktopBusCallGate> gate;
+    return gate.Get();
 }
 
 void AddMatch(DBusConnection* connection, const String& rule, DesktopBusError& error)
@@ -48,14 +49,19 @@ void DropUnreadMessages(DBusConnection* connection)
     }
 }
 
+/// A bus that dies must not end the process.
+void KeepProcessOnDisconnect(DBusConnection* connection)
+{
+    if (connection != nullptr)
+    {
+        dbus_connection_set_exit_on_disconnect(connection, FALSE);
+    }
+}
+
 [[nodiscard]] DBusConnection* GetSystemBus(DesktopBusError& error)
 {
     DBusConnection* const connection = dbus_bus_get(DBUS_BUS_SYSTEM, error.Get());
-    if (connection != nullptr)
-    {
-        // A bus that dies must not end the process.
-        dbus_connection_set_exit_on_disconnect(connection, FALSE);
-    }
+    KeepProcessOnDisconnect(connection);
     return connection;
 }
 
@@ -72,15 +78,16 @@ void DropUnreadMessages(DBusConnection* connection)
 
 } // namespace
 
-void DesktopBusConnection::Unref::operator()(DBusConnection* connection) const noexcept
+void DesktopBusConnection::Unref::operator()(DBusConnection* owned) const noexcept
 {
-    dbus_connection_unref(connection);
+    dbus_connection_unref(owned);
 }
 
 DesktopBusConnection::DesktopBusConnection() = default;
 
 DesktopBusConnection::DesktopBusConnection(DBusConnection* connection) : connection(connection)
 {
+    KeepProcessOnDisconnect(connection);
     static_cast<void>(Open());
 }
 

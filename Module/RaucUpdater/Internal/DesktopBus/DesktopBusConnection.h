@@ -26,8 +26,8 @@ class DesktopBusError;
 ///
 /// No operation throws for a D-Bus failure; each returns false or something unset and logs the reason. One
 /// call is under way at a time, over all connections of the process, because libdbus gives them all the same
-/// connection: callers wait for each other, and signals wait while a call runs. `Open` and `Close` are called
-/// by one owner, not concurrently with calls.
+/// connection: callers wait for each other, and signals wait while a call runs. Opening, closing,
+/// starting and stopping are one owner's, not concurrent with each other or with calls.
 class DesktopBusConnection : private System::Commons::Diagnostics::Logging::Loggable<DesktopBusConnection>
 {
 public:
@@ -95,7 +95,7 @@ public:
 private:
     struct Unref
     {
-        void operator()(DBusConnection* connection) const noexcept;
+        void operator()(DBusConnection* owned) const noexcept;
     };
 
     using MatchOperation = void (*)(DBusConnection* connection, const String& rule, DesktopBusError& error);

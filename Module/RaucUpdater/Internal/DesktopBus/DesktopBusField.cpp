@@ -7,18 +7,18 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 
 using System::Core::Format;
 
-void DesktopBusField::SetArray(Fields elements, String contentSignature)
+void DesktopBusField::SetArray(Fields elements, String elementSignature)
 {
     Set(ArrayType, std::move(elements));
-    this->contentSignature = std::move(contentSignature);
+    contentSignature = std::move(elementSignature);
 }
 
-void DesktopBusField::SetVariant(DesktopBusField contained, String contentSignature)
+void DesktopBusField::SetVariant(DesktopBusField contained, String containedSignature)
 {
     Fields content;
     content.push_back(std::move(contained));
     Set(VariantType, std::move(content));
-    this->contentSignature = std::move(contentSignature);
+    contentSignature = std::move(containedSignature);
 }
 
 bool DesktopBusField::TryGetVariant(DesktopBusField& contained) const

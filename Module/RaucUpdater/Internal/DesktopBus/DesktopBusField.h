@@ -67,16 +67,16 @@ public:
 
     void SetSignature(String content) { Set(SignatureType, std::move(content)); }
 
-    /// `contentSignature` is the D-Bus signature of one element, for example "s" or "{sv}".
-    void SetArray(Fields elements, String contentSignature);
+    /// `elementSignature` is the D-Bus signature of one element, for example "s" or "{sv}".
+    void SetArray(Fields elements, String elementSignature);
 
     void SetStruct(Fields members) { Set(StructType, std::move(members)); }
 
     /// By convention two members: key, then value.
     void SetDictEntry(Fields keyAndValue) { Set(DictEntryType, std::move(keyAndValue)); }
 
-    /// `contentSignature` is the D-Bus signature of `contained`.
-    void SetVariant(DesktopBusField contained, String contentSignature);
+    /// `containedSignature` is the D-Bus signature of `contained`.
+    void SetVariant(DesktopBusField contained, String containedSignature);
 
     [[nodiscard]] bool TryGetByte(std::uint8_t& content) const { return TryGet(ByteType, content); }
 
@@ -201,7 +201,8 @@ private:
         {
             return false;
         }
-        content = *stored;
+        // Copied first: `content` may be the list that holds this field.
+        content = Content(*stored);
         return true;
     }
 

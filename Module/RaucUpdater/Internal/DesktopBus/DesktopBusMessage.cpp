@@ -47,9 +47,9 @@ template <typename Value>
 
 } // namespace
 
-void DesktopBusMessage::Unref::operator()(DBusMessage* message) const noexcept
+void DesktopBusMessage::Unref::operator()(DBusMessage* owned) const noexcept
 {
-    dbus_message_unref(message);
+    dbus_message_unref(owned);
 }
 
 DesktopBusMessage::DesktopBusMessage() noexcept = default;

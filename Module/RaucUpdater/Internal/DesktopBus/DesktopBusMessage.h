@@ -56,7 +56,7 @@ public:
     [[nodiscard]] bool IsSignal(const String& interfaceName, const String& member) const noexcept;
 
     /// Returns all arguments in order; none when unset. An argument of an unknown type (logged as warning)
-    /// and a variant that holds one keep their place as untyped fields. Fields beyond `MaximumFieldCount` are
+    /// keeps its place as an untyped field, also within a variant. Fields beyond `MaximumFieldCount` are
     /// dropped without a word.
     [[nodiscard]] std::vector<DesktopBusField> ReadFields() const;
 
@@ -74,7 +74,7 @@ private:
 
     struct Unref
     {
-        void operator()(DBusMessage* message) const noexcept;
+        void operator()(DBusMessage* owned) const noexcept;
     };
 
     /// Returns an iterator at the first value in the container that `parent` stands at, or at the first

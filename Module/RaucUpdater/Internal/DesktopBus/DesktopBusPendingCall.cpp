@@ -7,9 +7,9 @@
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-void DesktopBusPendingCall::Unref::operator()(DBusPendingCall* pendingCall) const noexcept
+void DesktopBusPendingCall::Unref::operator()(DBusPendingCall* owned) const noexcept
 {
-    dbus_pending_call_unref(pendingCall);
+    dbus_pending_call_unref(owned);
 }
 
 DesktopBusPendingCall::DesktopBusPendingCall(DBusPendingCall* pendingCall) noexcept : pendingCall(pendingCall)

@@ -41,7 +41,7 @@ public:
 private:
     struct Unref
     {
-        void operator()(DBusPendingCall* pendingCall) const noexcept;
+        void operator()(DBusPendingCall* owned) const noexcept;
     };
 
     mutable DesktopBusCallGate::Pass pass;

@@ -14,7 +14,7 @@ template <typename Property>
                                  const DesktopBusField& propertyValue)
 {
     Property property;
-    if (!property.ReadFields({propertyValue}))
+    if (!property.ReadFields(std::vector<DesktopBusField>(1, propertyValue)))
     {
         return false;
     }

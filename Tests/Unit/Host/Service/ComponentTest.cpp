@@ -19,13 +19,11 @@ namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
-using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
-using testing::SizeIs;
 using Tests::Support::FakeUpdaterModule;
 using Tests::Support::ModuleScript;
 using Tests::Support::RecordingLog;
@@ -63,11 +61,11 @@ protected:
     template <typename Condition>
     [[nodiscard]] bool RunUntil(const Condition& condition)
     {
-        constexpr std::uint64_t step = 10000; // microseconds
+        constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!condition() && std::chrono::steady_clock::now() < deadline)
         {
-            sd_event_run(loop.Get(), step);
+            sd_event_run(loop.Get(), Step);
         }
         return condition();
     }
@@ -84,25 +82,24 @@ protected:
 
     RequestResult Start()
     {
-        return Ask([this](Completion done) { component.Start(std::move(done)); });
+        return Ask([this](const Completion& done) { component.Start(done); });
     }
 
     RequestResult Stage(const String& content = "content")
     {
         const String path = folder.Write("bundle", content);
-        return Ask(
-            [&](Completion done)
-            { component.Stage(Delivery::FileDescriptor::Open(path, O_RDONLY), "A", std::move(done)); });
+        return Ask([&](const Completion& done)
+                   { component.Stage(Delivery::FileDescriptor::Open(path, O_RDONLY), "A", done); });
     }
 
     RequestResult Install(const InstallRequest& request = {})
     {
-        return Ask([&](Completion done) { component.Install(request, "A", std::move(done)); });
+        return Ask([&](const Completion& done) { component.Install(request, "A", done); });
     }
 
     RequestResult Resume()
     {
-        return Ask([&](Completion done) { component.Resume("A", std::move(done)); });
+        return Ask([&](const Completion& done) { component.Resume("A", done); });
     }
 
     [[nodiscard]] bool IsDeliveryEmpty() const { return std::filesystem::is_empty(folder / "delivery"); }
@@ -219,7 +216,7 @@ TEST_F(ComponentTest, WithoutAnAnswerOfRaucNothingIsTouched)
           Row{RaucState::Absent, "RAUC is not running."}})
     {
         rauc = row.state;
-        const auto revert = [this](Completion done) { component.Revert("A", std::move(done)); };
+        const auto revert = [this](const Completion& done) { component.Revert("A", done); };
         for (const RequestResult& result : {Stage(), Install(), Ask(revert)})
         {
             EXPECT_EQ(result.error, "TryLater");
@@ -271,8 +268,8 @@ TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
         {{"0.9.0.0", true, 0}, "InstallSoftwarePackage 0.9.0.0", ""},
         // The module knows what to say of other versions.
         {{"7.0.0.0", false, 0}, "InstallSoftwarePackage 7.0.0.0", ""},
-        {{"7.0.0.0", true, 0}, "GetSoftwareVersion Fallback", "NotFound"},
-        {{String(512, '1'), false, 0}, "GetSoftwareVersion Current", "InvalidArgument"},
+        {{"7.0.0.0", true, 0}, nullptr, "NotFound"},
+        {{String(512, '1'), false, 0}, nullptr, "InvalidArgument"},
         {{"", false, Component::DelayLimit}, nullptr, "InvalidArgument"},
     };
     for (const Row& row : rows)
@@ -280,9 +277,9 @@ TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
         SCOPED_TRACE(row.request.version);
         script->Clear();
         EXPECT_EQ(Install(row.request).error, row.error);
-        const auto calls = script->GetCalls();
-        ASSERT_EQ(calls.empty(), row.call == nullptr);
-        EXPECT_TRUE(calls.empty() || calls.back() == row.call);
+        auto calls = script->GetCalls();
+        std::erase_if(calls, [](const String& call) { return !call.starts_with("Install"); });
+        EXPECT_EQ(calls, row.call == nullptr ? std::vector<String>() : std::vector<String>{row.call});
     }
     script->SetVersion(FileType::Pending, "");
     EXPECT_THAT(Install().text, HasSubstr("There is no pending version."));

@@ -21,7 +21,6 @@ namespace Zel::Host::Service
 
 using System::Commons::ArgumentException;
 using System::Commons::OutOfMemoryException;
-using testing::IsEmpty;
 using testing::MatchesRegex;
 using Tests::Support::TemporaryFolder;
 using Tests::Support::TmpfsMount;
@@ -155,8 +154,8 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsWritten)
     const TmpfsMount mount(std::size_t{1024} * 1024);
     Delivery small(mount / "delivery");
     const FileDescriptor sparse = FileDescriptor::Open(folder.Write("sparse", ""), O_RDWR);
-    constexpr off_t size = off_t{3} * 1024 * 1024 * 1024;
-    ASSERT_EQ(ftruncate(sparse.Get(), size), 0);
+    constexpr off_t Size = off_t{3} * 1024 * 1024 * 1024;
+    ASSERT_EQ(ftruncate(sparse.Get(), Size), 0);
     try
     {
         static_cast<void>(small.Take(sparse));

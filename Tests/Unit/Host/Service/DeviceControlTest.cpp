@@ -13,8 +13,6 @@ namespace Zel::Host::Service
 {
 
 using testing::HasSubstr;
-using testing::MatchesRegex;
-using testing::StartsWith;
 using Tests::Support::RecordingLog;
 using Tests::Support::TemporaryFolder;
 
@@ -24,9 +22,9 @@ namespace
 class DeviceControlTest : public testing::Test
 {
 protected:
-    DeviceControlTest() { EventLoop::BlockSignals(); }
+    void SetUp() override { EventLoop::BlockSignals(); }
 
-    ~DeviceControlTest() override
+    void TearDown() override
     {
         sigset_t none;
         sigemptyset(&none);
@@ -40,11 +38,11 @@ protected:
                               {[this] { ordered = true; }, [this](const String& reason) { failure = reason; },
                                [this] { askedLogind = true; }});
         control.RestartDevice();
-        constexpr std::uint64_t step = 10000; // microseconds
+        constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!ended() && std::chrono::steady_clock::now() < deadline)
         {
-            sd_event_run(loop.Get(), step);
+            sd_event_run(loop.Get(), Step);
         }
         EXPECT_TRUE(ended());
     }

@@ -2,103 +2,74 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 namespace Zel::Host::Service
 {
 
 using State = Services::SoftwareUpdate::InstallationState;
 
+namespace
+{
+
+/// A record of something that was begun in a boot, as an installation or as a revert.
+ComponentRecord MakeRecord(State state, InstallationPhase phase, const String& bootId,
+                           bool installation = true)
+{
+    ComponentRecord record;
+    record.state = state;
+    record.begunAsInstallation = installation;
+    record.phase = phase;
+    record.bootId = bootId;
+    return record;
+}
+
+} // namespace
+
 TEST(StartGuardTest, EveryCaseHasItsAction)
 {
-    constexpr bool installation = true;
-    constexpr bool revert = false;
-    constexpr auto prepared = InstallationPhase::Prepared;
-    constexpr auto restarting = InstallationPhase::Restarting;
-    constexpr auto resting = RaucState::Resting;
+    // The present boot is "now", and the installation started from slot A.
+    const auto idle = MakeRecord(State::Idle, InstallationPhase::None, "now");
+    const auto failed = MakeRecord(State::Failed, InstallationPhase::None, "now");
+    const auto begun = MakeRecord(State::Installing, InstallationPhase::Begun, "old");
+    const auto old = MakeRecord(State::Installing, InstallationPhase::Prepared, "old");
+    const auto present = MakeRecord(State::Installing, InstallationPhase::Prepared, "now");
+    const auto ordered = MakeRecord(State::Installing, InstallationPhase::Restarting, "now");
+    const auto revert = MakeRecord(State::Installing, InstallationPhase::Prepared, "now", false);
+    const RaucAnswer absent = {RaucState::Absent, ""};
+    const RaucAnswer silent = {RaucState::Silent, ""};
+    const RaucAnswer busy = {RaucState::Busy, ""};
+    const RaucAnswer restingOnA = {RaucState::Resting, "A"};
+    const RaucAnswer restingOnB = {RaucState::Resting, "B"};
+    const RaucAnswer restingOnUnknown = {RaucState::Resting, ""};
 
     struct Row
     {
         const char* name;
-        ComponentRecord record;
-        RaucAnswer rauc;
+        const ComponentRecord& record;
+        const RaucAnswer& rauc;
         bool waitedLong;
         StartAction action;
     };
 
-    // The present boot is "now", and the installation started from A.
     const std::vector<Row> rows = {
-        {"idle", {State::Idle, true, installation, {}, "old", 0}, {}, false, StartAction::Initialize},
-        {"failed", {State::Failed, true, installation, {}, "now", 0}, {}, false, StartAction::Initialize},
-        {"not prepared",
-         {State::Installing, false, installation, InstallationPhase::Begun, "old", 0},
-         {resting, "A"},
-         false,
-         StartAction::EndAsFailed},
-        {"new boot",
-         {State::Installing, false, installation, prepared, "old", 0},
-         {resting, "B"},
-         false,
-         StartAction::Initialize},
-        {"new boot, RAUC not there yet",
-         {State::Installing, false, installation, prepared, "old", 0},
-         {RaucState::Absent, ""},
-         false,
-         StartAction::Wait},
-        {"new boot, RAUC busy",
-         {State::Installing, false, installation, prepared, "old", 0},
-         {RaucState::Busy, ""},
-         false,
-         StartAction::Wait},
-        {"new boot, RAUC never came",
-         {State::Installing, false, installation, prepared, "old", 0},
-         {RaucState::Absent, ""},
-         true,
-         StartAction::Initialize},
-        {"same boot, RAUC goes on",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {RaucState::Busy, ""},
-         true,
-         StartAction::Wait},
-        {"same boot, switched",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {resting, "B"},
-         false,
-         StartAction::Restart},
-        {"same boot, restart was ordered",
-         {State::Installing, false, installation, restarting, "now", 0},
-         {resting, "B"},
-         false,
-         StartAction::Restart},
-        {"same boot, not switched",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {resting, "A"},
-         false,
-         StartAction::EndAsFailed},
-        {"same boot, the primary slot is not known",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {resting, ""},
-         false,
-         StartAction::EndAsFailed},
-        {"same boot, RAUC not there yet",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {RaucState::Silent, ""},
-         false,
-         StartAction::Wait},
-        {"same boot, RAUC never came",
-         {State::Installing, false, installation, prepared, "now", 0},
-         {RaucState::Absent, ""},
-         true,
-         StartAction::EndAsFailed},
+        {"idle", idle, absent, false, StartAction::Initialize},
+        {"failed", failed, absent, false, StartAction::Initialize},
+        {"not prepared", begun, restingOnA, false, StartAction::EndAsFailed},
+        {"new boot", old, restingOnB, false, StartAction::Initialize},
+        {"new boot, RAUC not there yet", old, absent, false, StartAction::Wait},
+        {"new boot, RAUC busy", old, busy, false, StartAction::Wait},
+        {"new boot, RAUC never came", old, absent, true, StartAction::Initialize},
+        {"same boot, RAUC goes on", present, busy, true, StartAction::Wait},
+        {"same boot, switched", present, restingOnB, false, StartAction::Restart},
+        {"same boot, restart was ordered", ordered, restingOnB, false, StartAction::Restart},
+        {"same boot, not switched", present, restingOnA, false, StartAction::EndAsFailed},
+        {"same boot, primary slot not known", present, restingOnUnknown, false, StartAction::EndAsFailed},
+        {"same boot, RAUC not there yet", present, silent, false, StartAction::Wait},
+        {"same boot, RAUC never came", present, absent, true, StartAction::EndAsFailed},
         // A revert goes back to the slot that the installation started from.
-        {"same boot, reverted",
-         {State::Installing, true, revert, prepared, "now", 0},
-         {resting, "A"},
-         false,
-         StartAction::Restart},
-        {"same boot, not reverted",
-         {State::Installing, true, revert, prepared, "now", 0},
-         {resting, "B"},
-         false,
-         StartAction::EndAsFailed},
+        {"same boot, reverted", revert, restingOnA, false, StartAction::Restart},
+        {"same boot, not reverted", revert, restingOnB, false, StartAction::EndAsFailed},
     };
     for (const Row& row : rows)
     {
@@ -110,12 +81,13 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
 
 TEST(StartGuardTest, AnInstallationThatWaitedForItsTimeSaysSo)
 {
-    StartFacts facts{{State::Installing, false, true, InstallationPhase::Prepared, "now", 2000},
-                     "now",
-                     "A",
-                     {RaucState::Resting, "A"},
-                     false,
-                     1000};
+    StartFacts facts;
+    facts.record = MakeRecord(State::Installing, InstallationPhase::Prepared, "now");
+    facts.record.dueTime = 2000;
+    facts.bootId = "now";
+    facts.installerSlot = "A";
+    facts.rauc = {RaucState::Resting, "A"};
+    facts.now = 1000;
     EXPECT_EQ(StartGuard::Decide(facts).reason,
               "The service was started again while the installation waited for its time.");
     facts.now = 3000;

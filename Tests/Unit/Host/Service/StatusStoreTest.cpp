@@ -203,7 +203,8 @@ TEST(StatusStoreTest, AFileWithADamagedPageIsRefused)
     }
     String content = TemporaryFolder::Read(folder / "status.sqlite");
     // The schema's page stays, those of the tables do not.
-    content.replace(4096, 3 * 4096, 3 * 4096, '\xFF');
+    constexpr std::size_t PageSize = 4096;
+    content.replace(PageSize, 3 * PageSize, 3 * PageSize, '\xFF');
     static_cast<void>(folder.Write("status.sqlite", content));
     EXPECT_THAT(GetOpeningError(folder.GetPath()), HasSubstr("is damaged: "));
 }

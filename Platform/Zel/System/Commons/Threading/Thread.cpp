@@ -7,8 +7,10 @@
 #include <sched.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <exception>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -137,6 +139,7 @@ void Thread::State::LogException(const String& text) const
 }
 
 int Thread::State::Create(std::shared_ptr<State> self)
+try
 {
     Attributes attributes;
     if (stackSize != 0)
@@ -158,6 +161,11 @@ int Thread::State::Create(std::shared_ptr<State> self)
         static_cast<void>(passed.release());
     }
     return result;
+}
+
+catch (const std::bad_alloc&)
+{
+    return ENOMEM;
 }
 
 Thread::Thread(String name, Entry entry, void* argument, int priority, std::size_t stackSize)

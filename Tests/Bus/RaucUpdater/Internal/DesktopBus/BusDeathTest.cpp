@@ -61,6 +61,26 @@ TEST_F(BusDeathTest, TheListenerReadsOnAndNothingCanBeSent)
     EXPECT_EQ(GetErrors(), Lines{"error DesktopBusConnection: Add signal error Connection is closed"});
 }
 
+TEST_F(BusDeathTest, SignalsThatNobodyReadDoNotKeepTheDeadConnection)
+{
+    DesktopBusConnection connection;
+    ASSERT_TRUE(connection.Open());
+    ASSERT_TRUE(connection.StopListenForSignals());
+    rauc.EmitCompleted(1);
+    rauc.EmitCompleted(2);
+    RaucOperationProperty operation;
+    // Its reply comes behind the signals, which are in libdbus's queue then.
+    ASSERT_TRUE(operation.SendMessage(connection, false));
+    bus.Kill();
+    EXPECT_FALSE(operation.SendMessage(connection, false));
+    connection.Close();
+    bus.Start();
+    const ScriptedRauc another(bus);
+    ASSERT_TRUE(connection.Open());
+    EXPECT_TRUE(operation.SendMessage(connection, false));
+    connection.Close();
+}
+
 TEST_F(BusDeathTest, ABlockedCallReturns)
 {
     ASSERT_TRUE(manager.Open());

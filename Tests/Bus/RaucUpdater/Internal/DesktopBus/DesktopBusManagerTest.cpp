@@ -37,63 +37,63 @@ protected:
     {
         return {{"Install",
                  "InstallBundle",
-                 [](DesktopBusManager& manager) { return Result(manager.Install("/bundle"), {}); },
+                 [](DesktopBusManager& asked) { return Result(asked.Install("/bundle"), {}); },
                  {"true"}},
                 {"GetVersion",
                  "Info",
-                 [](DesktopBusManager& manager)
+                 [](DesktopBusManager& asked)
                  {
                      String version = "before";
                      String compatible = "before";
-                     const bool isSuccess = manager.GetVersion("/bundle", version, compatible);
+                     const bool isSuccess = asked.GetVersion("/bundle", version, compatible);
                      return Result(isSuccess, {version, compatible});
                  },
                  {"true", "3.1.4.0", "Controller"}},
                 {"GetPrimarySlot",
                  "GetPrimary",
-                 [](DesktopBusManager& manager)
+                 [](DesktopBusManager& asked)
                  {
                      String slotName = "before";
-                     const bool isSuccess = manager.GetPrimarySlot(slotName);
+                     const bool isSuccess = asked.GetPrimarySlot(slotName);
                      return Result(isSuccess, {slotName});
                  },
                  {"true", "rootfs.0"}},
                 {"GetBootedSlot",
                  "GetSlotStatus",
-                 [](DesktopBusManager& manager)
+                 [](DesktopBusManager& asked)
                  {
                      String slotName = "before";
                      String version = "before";
                      String sha256 = "before";
-                     const bool isSuccess = manager.GetBootedSlot(slotName, version, sha256);
+                     const bool isSuccess = asked.GetBootedSlot(slotName, version, sha256);
                      return Result(isSuccess, {slotName, version, sha256});
                  },
                  {"true", "rootfs.0", "2.0.0.0", ScriptedSlot::DefaultSha256}},
                 {"GetOtherValidSlot",
                  "GetSlotStatus",
-                 [](DesktopBusManager& manager)
+                 [](DesktopBusManager& asked)
                  {
                      String slotName = "before";
                      String version = "before";
                      String sha256 = "before";
-                     const bool isSuccess = manager.GetOtherValidSlot(slotName, version, sha256);
+                     const bool isSuccess = asked.GetOtherValidSlot(slotName, version, sha256);
                      return Result(isSuccess, {slotName, version, sha256});
                  },
                  {"true", "rootfs.1", "1.0.0.0", ScriptedSlot::DefaultSha256}},
                 {"SwitchSlot",
                  "Mark",
-                 [](DesktopBusManager& manager) { return Result(manager.SwitchSlot("rootfs.1"), {}); },
+                 [](DesktopBusManager& asked) { return Result(asked.SwitchSlot("rootfs.1"), {}); },
                  {"true"}},
                 {"CanInstall",
                  "Operation",
-                 [](DesktopBusManager& manager) { return Result(manager.CanInstall(), {}); },
+                 [](DesktopBusManager& asked) { return Result(asked.CanInstall(), {}); },
                  {"true"}},
                 {"GetCompatible",
                  "Compatible",
-                 [](DesktopBusManager& manager)
+                 [](DesktopBusManager& asked)
                  {
                      String compatible = "before";
-                     const bool isSuccess = manager.GetCompatible(compatible);
+                     const bool isSuccess = asked.GetCompatible(compatible);
                      return Result(isSuccess, {compatible});
                  },
                  {"true", "Controller"}}};

@@ -1,10 +1,10 @@
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 
+#include <array>
+#include <bit>
 #include <cstddef>
-#include <cstdint>
-#include <cstring>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <vector>
 
 namespace Zel::Services::SoftwareUpdate
@@ -13,53 +13,30 @@ namespace Zel::Services::SoftwareUpdate
 namespace
 {
 
-/// Returns which slot of the table of virtual functions a member function pointer names: its first word is
-/// the slot's offset in bytes, on most architectures with the lowest bit set.
-template <typename Method>
-std::size_t GetSlot(Method method)
+/// Returns the slots of the table of virtual functions that member function pointers name: a pointer's first
+/// word is the slot's offset in bytes, on most architectures with the lowest bit set.
+template <typename... Methods>
+std::vector<std::size_t> GetSlots(Methods... methods)
 {
-    std::uintptr_t word = 0;
-    std::memcpy(&word, &method, sizeof(word));
-    return word / sizeof(void*);
-}
-
-std::vector<std::size_t> CountSlots(std::size_t first, std::size_t count)
-{
-    std::vector<std::size_t> slots;
-    for (std::size_t slot = first; slot < first + count; ++slot)
-    {
-        slots.push_back(slot);
-    }
-    return slots;
-}
-
-// Modules and services are built and shipped apart: a moved slot calls another function than was meant.
-
-TEST(InterfaceSlotsTest, UpdaterModuleKeepsItsOrder)
-{
-    const std::vector<std::size_t> slots = {
-        GetSlot(&IUpdaterModule::Initialize),         GetSlot(&IUpdaterModule::GetUpdateBehavior),
-        GetSlot(&IUpdaterModule::GetSoftwareVersion), GetSlot(&IUpdaterModule::SetSoftwarePackage),
-        GetSlot(&IUpdaterModule::GetSoftwarePackage), GetSlot(&IUpdaterModule::InstallSoftwarePackage),
-        GetSlot(&IUpdaterModule::GetStatus),          GetSlot(&IUpdaterModule::ResumeInstall),
-        GetSlot(&IUpdaterModule::SetUpdateKey),       GetSlot(&IUpdaterModule::RevertInstall)};
-    EXPECT_EQ(slots, CountSlots(2, slots.size()));
-}
-
-TEST(InterfaceSlotsTest, UpdaterStatusKeepsItsOrder)
-{
-    const std::vector<std::size_t> slots = {GetSlot(&IUpdaterStatus::GetStatus),
-                                            GetSlot(&IUpdaterStatus::SetMessage),
-                                            GetSlot(&IUpdaterStatus::SetProgress),
-                                            GetSlot(&IUpdaterStatus::BeginInstallation),
-                                            GetSlot(&IUpdaterStatus::EndInstallation),
-                                            GetSlot(&IUpdaterStatus::ResumeInstallation),
-                                            GetSlot(&IUpdaterStatus::WriteProperty),
-                                            GetSlot(&IUpdaterStatus::ReadProperty),
-                                            GetSlot(&IUpdaterStatus::GetConfirmationTimeout)};
-    EXPECT_EQ(slots, CountSlots(2, slots.size()));
+    return {std::bit_cast<std::array<std::size_t, 2>>(methods)[0] / sizeof(void*)...};
 }
 
 } // namespace
+
+// Modules and services are built and shipped apart: a moved slot calls another function than was meant.
+TEST(InterfaceSlotsTest, InterfacesKeepTheirOrder)
+{
+    using Module = IUpdaterModule;
+    using Status = IUpdaterStatus;
+    EXPECT_THAT(GetSlots(&Module::Initialize, &Module::GetUpdateBehavior, &Module::GetSoftwareVersion,
+                         &Module::SetSoftwarePackage, &Module::GetSoftwarePackage,
+                         &Module::InstallSoftwarePackage, &Module::GetStatus, &Module::ResumeInstall,
+                         &Module::SetUpdateKey, &Module::RevertInstall),
+                testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10, 11));
+    EXPECT_THAT(GetSlots(&Status::GetStatus, &Status::SetMessage, &Status::SetProgress,
+                         &Status::BeginInstallation, &Status::EndInstallation, &Status::ResumeInstallation,
+                         &Status::WriteProperty, &Status::ReadProperty, &Status::GetConfirmationTimeout),
+                testing::ElementsAre(2, 3, 4, 5, 6, 7, 8, 9, 10));
+}
 
 } // namespace Zel::Services::SoftwareUpdate

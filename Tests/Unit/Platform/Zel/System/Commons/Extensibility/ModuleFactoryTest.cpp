@@ -1,81 +1,30 @@
 #include "Zel/System/Commons/Extensibility/ModuleFactory.h"
 
+#include "Unit/Platform/Thrown.h"
+
 #include <gtest/gtest.h>
-#include <stdexcept>
 
 namespace Zel::System::Commons::Extensibility
 {
 
-namespace
+TEST(ModuleFactoryTest, RefusesInTheOrderNameFunctionDuplicateAndKeepsWhatItHas)
 {
-
-struct Module
-{
-    int number;
-};
-
-using Factory = ModuleFactory<Module>;
-
-Factory::FactoryFunction CreateNumbered(int number)
-{
-    return [number] { return std::make_unique<Module>(Module{number}); };
-}
-
-TEST(ModuleFactoryTest, AddFactoryFunctionChecksNameThenFunctionThenDuplicate)
-{
+    using Factory = ModuleFactory<int>;
+    const auto create = [](int number) { return [number] { return std::make_unique<int>(number); }; };
     Factory factory;
-    factory.AddFactoryFunction("Known", CreateNumbered(1));
+    factory.AddFactoryFunction("Known", create(1));
+    factory.AddFactoryFunction("known", create(2));
 
-    const struct
-    {
-        const char* moduleName;
-        Factory::FactoryFunction function;
-        const char* argumentName;
-        const char* message;
-    } cases[] = {
-        {"", nullptr, "moduleName", "Invalid module name"},
-        {"", CreateNumbered(2), "moduleName", "Invalid module name"},
-        {"Known", nullptr, "function", "Invalid factory function."},
-        {"New", nullptr, "function", "Invalid factory function."},
-        {"Known", CreateNumbered(2), "moduleName", "Duplicate module name"},
-    };
-
-    for (const auto& row : cases)
-    {
-        try
-        {
-            factory.AddFactoryFunction(row.moduleName, row.function);
-            ADD_FAILURE() << "no exception";
-        }
-        catch (const ArgumentException& exception)
-        {
-            EXPECT_EQ(exception.GetArgumentName(), row.argumentName);
-            EXPECT_EQ(exception.GetMessage(), row.message);
-        }
-    }
-    EXPECT_EQ(factory.GetModuleNames(), std::vector<String>{"Known"});
-    EXPECT_EQ(factory.CreateModule("Known")->number, 1);
+    const auto add = [&](const String& moduleName, const Factory::FactoryFunction& function)
+    { return Tests::GetThrown([&] { factory.AddFactoryFunction(moduleName, function); }); };
+    const String refused = "Zel::System::Commons::ArgumentException: ";
+    EXPECT_EQ(add("", nullptr), refused + "Invalid module name (argument 'moduleName')");
+    EXPECT_EQ(add("Known", nullptr), refused + "Invalid factory function. (argument 'function')");
+    EXPECT_EQ(add("Known", create(3)), refused + "Duplicate module name (argument 'moduleName')");
+    EXPECT_EQ(factory.GetModuleNames(), (std::vector<String>{"Known", "known"}));
+    EXPECT_EQ(*factory.CreateModule("Known"), 1);
+    EXPECT_EQ(*factory.CreateModule("known"), 2);
+    EXPECT_EQ(factory.CreateModule("KNOWN"), nullptr);
 }
-
-TEST(ModuleFactoryTest, NamesAreComparedByLetterCaseAndKeepTheirOrder)
-{
-    Factory factory;
-    factory.AddFactoryFunction("Updater", CreateNumbered(1));
-    factory.AddFactoryFunction("updater", CreateNumbered(2));
-    factory.AddFactoryFunction(String("Updater\0", 8), CreateNumbered(3));
-    EXPECT_EQ(factory.GetModuleNames(), (std::vector<String>{"Updater", "updater", String("Updater\0", 8)}));
-    EXPECT_EQ(factory.CreateModule("updater")->number, 2);
-    EXPECT_EQ(factory.CreateModule("UPDATER"), nullptr);
-}
-
-TEST(ModuleFactoryTest, CreateModuleLetsTheConstructorsExceptionPass)
-{
-    Factory factory;
-    factory.AddFactoryFunction("Broken",
-                               []() -> std::unique_ptr<Module> { throw std::domain_error("broken"); });
-    EXPECT_THROW(static_cast<void>(factory.CreateModule("Broken")), std::domain_error);
-}
-
-} // namespace
 
 } // namespace Zel::System::Commons::Extensibility

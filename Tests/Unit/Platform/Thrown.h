@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Zel/Exception.h"
+
+namespace Zel::Tests
+{
+
+/// Returns the platform's exception that the operation throws, as text; "nothing" when it throws none.
+template <typename Operation>
+[[nodiscard]] String GetThrown(const Operation& operation)
+{
+    try
+    {
+        operation();
+    }
+    catch (const Exception& exception)
+    {
+        return exception.ToString();
+    }
+    return "nothing";
+}
+
+} // namespace Zel::Tests
