@@ -47,21 +47,31 @@ void Component::CheckStart()
         {
             if (life == Life::Starting)
             {
-                Follow(StartGuard::Decide(GetStartFacts(answer)));
+                Follow(Decide(answer));
             }
         });
 }
 
-StartFacts Component::GetStartFacts(const RaucAnswer& answer) const
+StartGuard::Decision Component::Decide(const RaucAnswer& answer)
 {
+    const auto status = environment.status->GetComponentStatus(id);
+    if (!status)
+    {
+        return {StartAction::Wait, "The status store has to tell whether an installation is running."};
+    }
+    if (answer.state == RaucState::Busy)
+    {
+        // Its time to come begins when it is done.
+        startDeadline = std::chrono::steady_clock::now() + StartPatience;
+    }
     StartFacts facts;
-    facts.record = environment.status->GetComponentStatus(id).record;
+    facts.record = status->record;
     facts.bootId = environment.status->GetBootId();
     environment.status->ReadProperty(id, PersistentUpdaterStatus::InstallerSlotProperty, facts.installerSlot);
     facts.rauc = answer;
     facts.waitedLong = std::chrono::steady_clock::now() >= startDeadline;
     facts.now = GetUnixTime();
-    return facts;
+    return StartGuard::Decide(facts);
 }
 
 void Component::Follow(const StartGuard::Decision& decision)
@@ -87,6 +97,12 @@ void Component::Follow(const StartGuard::Decision& decision)
         Log(LogLevel::Error, "{0} It has failed.", decision.reason);
         environment.status->SetMessage(id, decision.reason, false);
         environment.status->EndInstallation(id, false);
+        if (IsInstalling())
+        {
+            // The store could not keep the end, and a module would decide what it must not.
+            startCheckTimer.Arm(StartCheckInterval);
+            break;
+        }
         Initialize();
         break;
     }
@@ -235,12 +251,18 @@ void Component::Apply(const ModulePicture& picture)
 bool Component::IsInstalling()
 {
     UpdateStatus();
-    return snapshot.state == InstallationState::Installing;
+    return !statusKnown || snapshot.state == InstallationState::Installing;
 }
 
 void Component::UpdateStatus()
 {
-    const ComponentStatus status = environment.status->GetComponentStatus(id);
+    const auto known = environment.status->GetComponentStatus(id);
+    statusKnown = known.has_value();
+    if (!known)
+    {
+        return;
+    }
+    const ComponentStatus& status = *known;
     const std::int64_t now = GetUnixTime();
     const bool wasInstalling = snapshot.state == InstallationState::Installing;
     const bool isInstalling = status.record.state == InstallationState::Installing;

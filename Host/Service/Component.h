@@ -93,7 +93,7 @@ public:
 
     [[nodiscard]] const ComponentSnapshot& GetSnapshot() const noexcept { return snapshot; }
 
-    /// Asks the store.
+    /// Asks the store; true as well when that cannot tell.
     [[nodiscard]] bool IsInstalling();
 
 private:
@@ -126,7 +126,7 @@ private:
     void Finish(const RequestResult& result);
 
     void CheckStart();
-    [[nodiscard]] StartFacts GetStartFacts(const RaucAnswer& answer) const;
+    [[nodiscard]] StartGuard::Decision Decide(const RaucAnswer& answer);
     void Follow(const StartGuard::Decision& decision);
     void Initialize();
     void OnInitialized(const String& failure);
@@ -142,6 +142,8 @@ private:
     const Environment environment;
     ComponentSnapshot snapshot;
     std::optional<bool> moduleRevertible;
+    /// Whether the store answered when it was asked last.
+    bool statusKnown = false;
     ChangeHandler changeHandler;
     Life life = Life::Stopped;
     Completion startDone;

@@ -195,15 +195,18 @@ void PersistentUpdaterStatus::NoteRestart(const String& componentId)
         TryStore("NoteRestart", [&] { store->SetPhase(componentId, InstallationPhase::Restarting); }));
 }
 
-ComponentStatus PersistentUpdaterStatus::GetComponentStatus(const String& componentId)
+std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const String& componentId)
 {
     ComponentStatus status;
-    static_cast<void>(TryStore("GetComponentStatus",
-                               [&]
-                               {
-                                   status.record = store->GetComponent(componentId);
-                                   status.lastVerdict = store->GetLastVerdict(componentId);
-                               }));
+    if (!TryStore("GetComponentStatus",
+                  [&]
+                  {
+                      status.record = store->GetComponent(componentId);
+                      status.lastVerdict = store->GetLastVerdict(componentId);
+                  }))
+    {
+        return std::nullopt;
+    }
     const std::lock_guard lock(mutex);
     const Volatile& shown = GetVolatile(componentId);
     status.message = shown.message;

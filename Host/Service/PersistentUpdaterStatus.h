@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 
 namespace Zel::Host::Service
 {
@@ -68,8 +69,8 @@ public:
     /// Records that a restart was ordered, if an installation or a revert is running.
     void NoteRestart(const String& componentId);
 
-    /// Returns what is shown; an idle status when the record cannot be read.
-    [[nodiscard]] ComponentStatus GetComponentStatus(const String& componentId);
+    /// Returns what is shown; nothing (logged) when the record cannot be read.
+    [[nodiscard]] std::optional<ComponentStatus> GetComponentStatus(const String& componentId);
 
     [[nodiscard]] const String& GetBootId() const noexcept { return bootId; }
 

@@ -17,6 +17,12 @@ bool IsSwitched(const StartFacts& facts)
     return known && (primarySlot == facts.installerSlot) != facts.record.begunAsInstallation;
 }
 
+/// Whether RAUC did not tell which slot it boots next, and still has time to.
+bool MayAnswerLater(const StartFacts& facts)
+{
+    return facts.rauc.primarySlot.empty() && !facts.waitedLong;
+}
+
 } // namespace
 
 StartGuard::Decision StartGuard::Decide(const StartFacts& facts)
@@ -33,9 +39,20 @@ StartGuard::Decision StartGuard::Decide(const StartFacts& facts)
     {
         return DecideInSameBoot(facts);
     }
-    if (facts.rauc.state != RaucState::Resting && !facts.waitedLong)
+    return DecideInNewBoot(facts);
+}
+
+StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
+{
+    // A module that asks a busy RAUC gets no answer, and would take that for a failure.
+    if (facts.rauc.state == RaucState::Busy || MayAnswerLater(facts))
     {
         return {StartAction::Wait, "RAUC has to tell which slot was booted."};
+    }
+    if (facts.record.dueTime > facts.now && facts.rauc.primarySlot == facts.installerSlot)
+    {
+        return {StartAction::EndAsFailed,
+                "The device was restarted while the installation waited for its time."};
     }
     return {StartAction::Initialize, ""};
 }
@@ -46,7 +63,7 @@ StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
     {
         return {StartAction::Wait, "RAUC goes on with the installation."};
     }
-    if (facts.rauc.state != RaucState::Resting && !facts.waitedLong)
+    if (MayAnswerLater(facts))
     {
         return {StartAction::Wait, "RAUC has to tell how far the installation came."};
     }

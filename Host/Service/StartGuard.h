@@ -53,6 +53,7 @@ public:
     [[nodiscard]] static Decision Decide(const StartFacts& facts);
 
 private:
+    [[nodiscard]] static Decision DecideInNewBoot(const StartFacts& facts);
     [[nodiscard]] static Decision DecideInSameBoot(const StartFacts& facts);
 };
 

@@ -295,9 +295,10 @@ void UpdateService::OnRestartFailed(const String& reason)
     {
         if (component->IsInstalling())
         {
-            status->SetMessage(component->GetId(),
-                               Format("The device could not be restarted, do it by hand. {0}", reason),
-                               false);
+            status->SetMessage(
+                component->GetId(),
+                Format("Failed to reboot device. The restart must be triggered manually. {0}", reason),
+                false);
         }
     }
 }

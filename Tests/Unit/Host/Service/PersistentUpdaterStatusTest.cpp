@@ -72,10 +72,10 @@ TEST_F(PersistentUpdaterStatusTest, ANewStoryDropsTheProgress)
     status->SetProgress(Id, 40);
     status->SetMessage(Id, "Waiting", false);
     EXPECT_EQ(Get().progress, 40);
-    EXPECT_EQ(status->GetComponentStatus(Id).progressText, "Copying");
+    EXPECT_EQ(status->GetComponentStatus(Id)->progressText, "Copying");
     status->SetMessage(Id, "Begin", true);
     EXPECT_EQ(Get().progress, 0);
-    EXPECT_EQ(status->GetComponentStatus(Id).progressText, "");
+    EXPECT_EQ(status->GetComponentStatus(Id)->progressText, "");
     EXPECT_EQ(Get().message.ToString(), "Begin");
     EXPECT_EQ(Get().confirmationTimeout, 60);
     EXPECT_EQ(changes, 4);
@@ -99,7 +99,7 @@ TEST_F(PersistentUpdaterStatusTest, PropertiesAreKeptAsTheirWriterSays)
 
 TEST_F(PersistentUpdaterStatusTest, TheRecordTellsHowFarAnInstallationCame)
 {
-    const auto getRecord = [this] { return status->GetComponentStatus(Id).record; };
+    const auto getRecord = [this] { return status->GetComponentStatus(Id)->record; };
     ASSERT_TRUE(status->WriteProperty(Id, Slot, "", true));
     EXPECT_EQ(getRecord().phase, InstallationPhase::None);
     status->SetDueTime(Id, 1000);
@@ -127,7 +127,7 @@ TEST_F(PersistentUpdaterStatusTest, AFailureIsRecordedWithTheMessageThatStands)
     ASSERT_TRUE(status->BeginInstallation(Id, true));
     status->SetMessage(Id, "signature verification failed", false);
     status->EndInstallation(Id, false);
-    const auto failure = status->GetComponentStatus(Id).lastVerdict;
+    const auto failure = status->GetComponentStatus(Id)->lastVerdict;
     ASSERT_TRUE(failure);
     EXPECT_FALSE(failure->succeeded);
     EXPECT_EQ(failure->version, "2.0.0.0");
@@ -135,8 +135,8 @@ TEST_F(PersistentUpdaterStatusTest, AFailureIsRecordedWithTheMessageThatStands)
     ASSERT_TRUE(status->ResumeInstallation(Id));
     ASSERT_TRUE(status->BeginInstallation(Id, true));
     status->EndInstallation(Id, true);
-    EXPECT_TRUE(status->GetComponentStatus(Id).lastVerdict->succeeded);
-    EXPECT_EQ(status->GetComponentStatus(Id).lastVerdict->reason, "");
+    EXPECT_TRUE(status->GetComponentStatus(Id)->lastVerdict->succeeded);
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict->reason, "");
 }
 
 TEST_F(PersistentUpdaterStatusTest, AnEndWithoutABeginningChangesNothing)
@@ -144,7 +144,7 @@ TEST_F(PersistentUpdaterStatusTest, AnEndWithoutABeginningChangesNothing)
     const RecordingLog log;
     status->EndInstallation(Id, false);
     EXPECT_EQ(Get().state, InstallationState::Idle);
-    EXPECT_FALSE(status->GetComponentStatus(Id).lastVerdict);
+    EXPECT_FALSE(status->GetComponentStatus(Id)->lastVerdict);
     EXPECT_THAT(log->GetLines(),
                 Contains("warning PersistentUpdaterStatus: No installation of 'Controller' is "
                          "running that could end."));

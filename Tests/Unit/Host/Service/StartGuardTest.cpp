@@ -33,6 +33,8 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
     const auto failed = MakeRecord(State::Failed, InstallationPhase::None, "now");
     const auto begun = MakeRecord(State::Installing, InstallationPhase::Begun, "old");
     const auto old = MakeRecord(State::Installing, InstallationPhase::Prepared, "old");
+    auto delayed = old;
+    delayed.dueTime = 2000;
     const auto present = MakeRecord(State::Installing, InstallationPhase::Prepared, "now");
     const auto ordered = MakeRecord(State::Installing, InstallationPhase::Restarting, "now");
     const auto revert = MakeRecord(State::Installing, InstallationPhase::Prepared, "now", false);
@@ -58,13 +60,17 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
         {"not prepared", begun, restingOnA, false, StartAction::EndAsFailed},
         {"new boot", old, restingOnB, false, StartAction::Initialize},
         {"new boot, RAUC not there yet", old, absent, false, StartAction::Wait},
-        {"new boot, RAUC busy", old, busy, false, StartAction::Wait},
+        {"new boot, RAUC busy", old, busy, true, StartAction::Wait},
+        {"new boot, primary slot not known yet", old, restingOnUnknown, false, StartAction::Wait},
+        {"new boot, had waited for its time", delayed, restingOnA, false, StartAction::EndAsFailed},
+        {"new boot, was due but switched", delayed, restingOnB, false, StartAction::Initialize},
         {"new boot, RAUC never came", old, absent, true, StartAction::Initialize},
         {"same boot, RAUC goes on", present, busy, true, StartAction::Wait},
         {"same boot, switched", present, restingOnB, false, StartAction::Restart},
         {"same boot, restart was ordered", ordered, restingOnB, false, StartAction::Restart},
         {"same boot, not switched", present, restingOnA, false, StartAction::EndAsFailed},
-        {"same boot, primary slot not known", present, restingOnUnknown, false, StartAction::EndAsFailed},
+        {"same boot, primary slot not known yet", present, restingOnUnknown, false, StartAction::Wait},
+        {"same boot, primary slot never known", present, restingOnUnknown, true, StartAction::EndAsFailed},
         {"same boot, RAUC not there yet", present, silent, false, StartAction::Wait},
         {"same boot, RAUC never came", present, absent, true, StartAction::EndAsFailed},
         // A revert goes back to the slot that the installation started from.
