@@ -11,6 +11,7 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::RevertInstall(const String& com
     return CatchAll("RevertInstall", [&] { return Revert(componentId); });
 }
 
+// Three of the texts below have no full stop; it is meant.
 RaucUpdaterModule::ResultCode RaucUpdaterModule::Revert(const String& componentId)
 {
     Log(LogLevel::Info, "{0}", "RevertInstall");

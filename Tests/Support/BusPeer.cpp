@@ -105,8 +105,6 @@ public:
         Wake();
     }
 
-    [[nodiscard]] String GetUniqueName() const { return dbus_bus_get_unique_name(connection.get()); }
-
 private:
     void Wake() const
     {
@@ -157,11 +155,6 @@ BusPeer::~BusPeer() = default;
 void BusPeer::Send(const BusMessage& message)
 {
     service->Send(message);
-}
-
-String BusPeer::GetUniqueName() const
-{
-    return service->GetUniqueName();
 }
 
 } // namespace Zel::Tests::Support

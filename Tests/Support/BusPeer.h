@@ -30,9 +30,6 @@ public:
     /// Sends a message; from any thread. Messages of one thread arrive in the order in which they were sent.
     void Send(const BusMessage& message);
 
-    /// Returns the connection's unique name, for example ":1.5".
-    [[nodiscard]] String GetUniqueName() const;
-
 private:
     class Service;
     std::unique_ptr<Service> service;

@@ -12,11 +12,9 @@ namespace Zel::Tests::Support
 class ScriptedAnswer
 {
 public:
-    /// The names of RAUC's errors.
+    /// The name of what RAUC's handlers refuse with.
     inline static const String RefusalError =
         "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code30";
-    inline static const String SlotError =
-        "org.gtk.GDBus.UnmappedGError.Quark._r_2dslot_2derror_2dquark.Code2";
 
     enum class Kind
     {

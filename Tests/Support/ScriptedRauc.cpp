@@ -31,19 +31,9 @@ std::vector<ScriptedSlot> ScriptedRauc::GetSlots() const
     return service->With([](ScriptedRaucService& state) { return state.slots; });
 }
 
-void ScriptedRauc::SetCompatible(const String& compatible)
-{
-    service->With([&](ScriptedRaucService& state) { state.compatible = compatible; });
-}
-
 String ScriptedRauc::GetPrimary() const
 {
     return service->With([](ScriptedRaucService& state) { return state.primary; });
-}
-
-void ScriptedRauc::SetPrimary(const String& slotName)
-{
-    service->With([&](ScriptedRaucService& state) { state.primary = slotName; });
 }
 
 void ScriptedRauc::AddBundle(const String& path, const String& version, const String& compatible)

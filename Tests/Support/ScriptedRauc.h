@@ -43,9 +43,7 @@ public:
     ///@{
     void SetSlots(std::vector<ScriptedSlot> slots);
     [[nodiscard]] std::vector<ScriptedSlot> GetSlots() const;
-    void SetCompatible(const String& compatible);
     [[nodiscard]] String GetPrimary() const;
-    void SetPrimary(const String& slotName);
 
     /// Makes "Info" know the bundle at `path`.
     void AddBundle(const String& path, const String& version, const String& compatible = "Controller");

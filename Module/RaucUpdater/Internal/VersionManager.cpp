@@ -43,6 +43,7 @@ void VersionManager::Initialize(std::shared_ptr<IUpdaterStatus> updaterStatusSto
     CleanTempFile();
 }
 
+// The texts of the three readers have no full stop; it is meant.
 bool VersionManager::ReadDeviceName()
 {
     if (!TryGetDeviceItem("General.ArticleName", raucComponentId))

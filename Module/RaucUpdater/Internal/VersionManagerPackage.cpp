@@ -116,6 +116,7 @@ VersionManager::ResultCode VersionManager::VerifySoftwarePackage(String& errorMe
     {
         return ResultCode::Ok;
     }
+    // "is build" is meant.
     errorMessage = Format("The software package is build for the '{0}' and not for the '{1}'.",
                           bundleCompatible, systemCompatible);
     Log(LogLevel::Error, "{0}", errorMessage);
@@ -131,6 +132,7 @@ VersionManager::ResultCode VersionManager::AcceptPending(const String& bundleVer
     }
     catch (const Exception& exception)
     {
+        // The temporary file stays, unlike after the other refusals; the next start removes it.
         errorMessage = "Failed to move pending software package.";
         Log(LogLevel::Error, "{0} {1}", errorMessage, exception.ToString());
         return ResultCode::OperationFailed;

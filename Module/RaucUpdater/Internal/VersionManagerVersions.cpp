@@ -19,6 +19,7 @@ VersionManager::ResultCode VersionManager::GetSoftwareVersion(SoftwareVersionFil
     {
         return result;
     }
+    // An error although the version was read; it is meant: a version without the device's facts is none.
     if (!deviceInfoService)
     {
         return ResultCode::GeneralError;
