@@ -13,7 +13,7 @@ namespace
 class BusDeathTest : public RaucBusTest
 {
 protected:
-    ~BusDeathTest() override
+    void TearDown() override
     {
         bus.Kill();
         bus.Start();
@@ -104,6 +104,7 @@ TEST_F(BusDeathTest, ManyDeathsUnderThreeCallersAndAHotListenerAreSurvived)
         std::atomic<bool> isEnding = false;
         std::atomic<int> calls = 0;
         std::vector<std::thread> threads;
+        threads.reserve(4);
         for (int caller = 0; caller < 3; ++caller)
         {
             threads.emplace_back(

@@ -15,88 +15,50 @@ const String NoReply = "org.freedesktop.DBus.Error.NoReply";
 class DesktopBusManagerTest : public RaucBusTest
 {
 protected:
-    /// Operations that ask for something, each returning its result and its out-parameters, which are
-    /// "before" until they are written.
+    using Manager = DesktopBusManager;
+
+    /// An operation, its out-parameters as a list.
     struct Operation
     {
         String name;
         /// The call that RAUC receives, or the property.
         String member;
-        std::function<Lines(DesktopBusManager&)> run;
+        std::function<bool(Manager& asked, Lines& out)> call;
+        /// "true", and then the out-parameters.
         Lines success;
     };
 
-    static Lines Result(bool isSuccess, const Lines& outParameters)
-    {
-        Lines result = {isSuccess ? "true" : "false"};
-        result.insert(result.end(), outParameters.begin(), outParameters.end());
-        return result;
-    }
-
     static std::vector<Operation> AllOperations()
     {
-        return {{"Install",
-                 "InstallBundle",
-                 [](DesktopBusManager& asked) { return Result(asked.Install("/bundle"), {}); },
-                 {"true"}},
-                {"GetVersion",
-                 "Info",
-                 [](DesktopBusManager& asked)
-                 {
-                     String version = "before";
-                     String compatible = "before";
-                     const bool isSuccess = asked.GetVersion("/bundle", version, compatible);
-                     return Result(isSuccess, {version, compatible});
-                 },
-                 {"true", "3.1.4.0", "Controller"}},
-                {"GetPrimarySlot",
-                 "GetPrimary",
-                 [](DesktopBusManager& asked)
-                 {
-                     String slotName = "before";
-                     const bool isSuccess = asked.GetPrimarySlot(slotName);
-                     return Result(isSuccess, {slotName});
-                 },
-                 {"true", "rootfs.0"}},
-                {"GetBootedSlot",
-                 "GetSlotStatus",
-                 [](DesktopBusManager& asked)
-                 {
-                     String slotName = "before";
-                     String version = "before";
-                     String sha256 = "before";
-                     const bool isSuccess = asked.GetBootedSlot(slotName, version, sha256);
-                     return Result(isSuccess, {slotName, version, sha256});
-                 },
-                 {"true", "rootfs.0", "2.0.0.0", ScriptedSlot::DefaultSha256}},
-                {"GetOtherValidSlot",
-                 "GetSlotStatus",
-                 [](DesktopBusManager& asked)
-                 {
-                     String slotName = "before";
-                     String version = "before";
-                     String sha256 = "before";
-                     const bool isSuccess = asked.GetOtherValidSlot(slotName, version, sha256);
-                     return Result(isSuccess, {slotName, version, sha256});
-                 },
-                 {"true", "rootfs.1", "1.0.0.0", ScriptedSlot::DefaultSha256}},
-                {"SwitchSlot",
-                 "Mark",
-                 [](DesktopBusManager& asked) { return Result(asked.SwitchSlot("rootfs.1"), {}); },
-                 {"true"}},
-                {"CanInstall",
-                 "Operation",
-                 [](DesktopBusManager& asked) { return Result(asked.CanInstall(), {}); },
-                 {"true"}},
-                {"GetCompatible",
-                 "Compatible",
-                 [](DesktopBusManager& asked)
-                 {
-                     String compatible = "before";
-                     const bool isSuccess = asked.GetCompatible(compatible);
-                     return Result(isSuccess, {compatible});
-                 },
-                 {"true", "Controller"}}};
+        const String& sha256 = ScriptedSlot::DefaultSha256;
+        const auto install = [](Manager& asked, Lines&) { return asked.Install("/bundle"); };
+        const auto version = [](Manager& asked, Lines& out)
+        { return asked.GetVersion("/bundle", out[0], out[1]); };
+        const auto primary = [](Manager& asked, Lines& out) { return asked.GetPrimarySlot(out[0]); };
+        const auto booted = [](Manager& asked, Lines& out)
+        { return asked.GetBootedSlot(out[0], out[1], out[2]); };
+        const auto other = [](Manager& asked, Lines& out)
+        { return asked.GetOtherValidSlot(out[0], out[1], out[2]); };
+        const auto mark = [](Manager& asked, Lines&) { return asked.SwitchSlot("rootfs.1"); };
+        const auto canInstall = [](Manager& asked, Lines&) { return asked.CanInstall(); };
+        const auto compatible = [](Manager& asked, Lines& out) { return asked.GetCompatible(out[0]); };
+        return {{"Install", "InstallBundle", install, {"true"}},
+                {"GetVersion", "Info", version, {"true", "3.1.4.0", "Controller"}},
+                {"GetPrimarySlot", "GetPrimary", primary, {"true", "rootfs.0"}},
+                {"GetBootedSlot", "GetSlotStatus", booted, {"true", "rootfs.0", "2.0.0.0", sha256}},
+                {"GetOtherValidSlot", "GetSlotStatus", other, {"true", "rootfs.1", "1.0.0.0", sha256}},
+                {"SwitchSlot", "Mark", mark, {"true"}},
+                {"CanInstall", "Operation", canInstall, {"true"}},
+                {"GetCompatible", "Compatible", compatible, {"true", "Controller"}}};
+    }
+
+    /// Returns the result and the out-parameters, which are "before" until they are written.
+    Lines Run(const Operation& operation)
+    {
+        Lines out(operation.success.size() - 1, "before");
+        Lines result = {operation.call(manager, out) ? "true" : "false"};
+        result.insert(result.end(), out.begin(), out.end());
+        return result;
     }
 
     /// What an operation returns that failed and left its out-parameters alone.
@@ -119,7 +81,7 @@ TEST_F(DesktopBusManagerTest, EveryOperationGivesWhatRaucAnswers)
     std::rotate(operations.begin(), operations.begin() + 1, operations.end());
     for (const auto& operation : operations)
     {
-        EXPECT_EQ(operation.run(manager), operation.success) << operation.name;
+        EXPECT_EQ(Run(operation), operation.success) << operation.name;
     }
     EXPECT_EQ(GetErrors(), Lines());
 }
@@ -129,7 +91,7 @@ TEST_F(DesktopBusManagerTest, CallsHaveTheArgumentsThatRaucExpects)
     ASSERT_TRUE(manager.Open());
     for (const auto& operation : AllOperations())
     {
-        static_cast<void>(operation.run(manager));
+        static_cast<void>(Run(operation));
     }
     EXPECT_EQ(rauc.GetCalls(),
               (std::vector<Call>{{"InstallBundle", {"/bundle", "[{ignore-compatible=false}]"}, "sa{sv}"},
@@ -148,7 +110,7 @@ TEST_F(DesktopBusManagerTest, WithoutAConnectionEveryOperationFailsAndSaysSo)
     for (const auto& operation : AllOperations())
     {
         log->Clear();
-        EXPECT_EQ(operation.run(manager), Failure(operation)) << operation.name;
+        EXPECT_EQ(Run(operation), Failure(operation)) << operation.name;
         const Lines expected = operation.name == "Install"
                                    ? Lines{"error DesktopBusConnection: Out of mem dbus error."}
                                    : Lines{"error DesktopBusManager: D-BUS connection is not established."};
@@ -164,7 +126,7 @@ TEST_F(DesktopBusManagerTest, ARefusalIsLoggedAndNotRepeated)
         rauc.SetAnswer(operation.member, Answer::Refusal("no {0}\n"));
         rauc.ClearCalls();
         log->Clear();
-        EXPECT_EQ(operation.run(manager), Failure(operation)) << operation.name;
+        EXPECT_EQ(Run(operation), Failure(operation)) << operation.name;
         EXPECT_EQ(GetErrors(),
                   Lines{"error DesktopBusMethod: Error: " + Answer::RefusalError + " - no {0}\n"});
         EXPECT_EQ(rauc.GetCalls().size() + rauc.GetPropertyCalls().size(), 1U) << operation.name;
@@ -180,7 +142,7 @@ TEST_F(DesktopBusManagerTest, ACallWithoutAReplyIsSentASecondAndLastTime)
         rauc.SetAnswer(operation.member, Answer::Error(NoReply, "late"));
         rauc.ClearCalls();
         log->Clear();
-        EXPECT_EQ(operation.run(manager), Failure(operation)) << operation.name;
+        EXPECT_EQ(Run(operation), Failure(operation)) << operation.name;
         const String error = "error DesktopBusMethod: Error: " + NoReply + " - late";
         EXPECT_EQ(log->GetLinesOf("DesktopBusMethod"),
                   (Lines{error, "debug DesktopBusMethod: Retry", error}));
@@ -207,10 +169,10 @@ TEST_F(DesktopBusManagerTest, AReplyOfAnotherShapeFailsWithTheReason)
         if (operation.name == "Install")
         {
             // Its reply is not looked at.
-            EXPECT_EQ(operation.run(manager), operation.success);
+            EXPECT_EQ(Run(operation), operation.success);
             continue;
         }
-        EXPECT_EQ(operation.run(manager), Failure(operation)) << operation.name;
+        EXPECT_EQ(Run(operation), Failure(operation)) << operation.name;
         EXPECT_EQ(GetErrors(), (Lines{*error++, "error DesktopBusMethod: Failed to read reply"}));
     }
 }

@@ -77,9 +77,10 @@ TEST_F(SignalListenerTest, OtherSignalsAreIgnoredAndTheNextOnesHandled)
     ASSERT_TRUE(received.WaitFor("Completed 7"));
     EXPECT_EQ(received.GetLines(), Lines{"Completed 7"});
     const auto lines = log->GetLines();
+    const String ignored = "debug DesktopBusConnection: Ignore signal: Path=/; "
+                           "interface=de.pengutronix.rauc.Installer; member=Other";
     const Lines expected = {
-        "debug DesktopBusConnection: Ignore signal: Path=/; interface=de.pengutronix.rauc.Installer; "
-        "member=Other",
+        ignored,
         "trace PropertiesChangedSignal: Unsupported interface name: org.example.Other",
         "debug PropertiesChangedSignal: Unsupported property: Variant",
         "error DesktopBusConnection: Failed to notify RaucCompletedSignal",
