@@ -17,48 +17,45 @@ String ToText(DBusMessageIter* iter);
 std::vector<String> ToTexts(DBusMessageIter* iter)
 {
     std::vector<String> texts;
-    while (dbus_message_iter_get_arg_type(iter) != DBUS_TYPE_INVALID)
+    for (; dbus_message_iter_get_arg_type(iter) != DBUS_TYPE_INVALID; dbus_message_iter_next(iter))
     {
         texts.push_back(ToText(iter));
-        dbus_message_iter_next(iter);
     }
     return texts;
 }
 
-std::vector<String> ContentTexts(DBusMessageIter* iter)
+String ContentText(DBusMessageIter* iter, const String& begin, const String& separator, const String& end)
 {
     DBusMessageIter content{};
     dbus_message_iter_recurse(iter, &content);
-    return ToTexts(&content);
+    return begin + Join(ToTexts(&content), separator) + end;
+}
+
+DBusBasicValue BasicValue(DBusMessageIter* iter)
+{
+    DBusBasicValue value{};
+    dbus_message_iter_get_basic(iter, &value);
+    return value;
 }
 
 String ToText(DBusMessageIter* iter)
 {
-    DBusBasicValue value{};
     switch (dbus_message_iter_get_arg_type(iter))
     {
     case DBUS_TYPE_STRING:
-    case DBUS_TYPE_OBJECT_PATH:
-    case DBUS_TYPE_SIGNATURE:
-        dbus_message_iter_get_basic(iter, &value);
-        return value.str;
+        return BasicValue(iter).str;
     case DBUS_TYPE_BOOLEAN:
-        dbus_message_iter_get_basic(iter, &value);
-        return value.bool_val ? "true" : "false";
+        return BasicValue(iter).bool_val ? "true" : "false";
     case DBUS_TYPE_INT32:
-        dbus_message_iter_get_basic(iter, &value);
-        return std::to_string(value.i32);
-    case DBUS_TYPE_UINT32:
-        dbus_message_iter_get_basic(iter, &value);
-        return std::to_string(value.u32);
+        return std::to_string(BasicValue(iter).i32);
     case DBUS_TYPE_ARRAY:
-        return "[" + Join(ContentTexts(iter), ", ") + "]";
+        return ContentText(iter, "[", ", ", "]");
     case DBUS_TYPE_STRUCT:
-        return "(" + Join(ContentTexts(iter), ", ") + ")";
+        return ContentText(iter, "(", ", ", ")");
     case DBUS_TYPE_DICT_ENTRY:
-        return "{" + Join(ContentTexts(iter), "=") + "}";
+        return ContentText(iter, "{", "=", "}");
     case DBUS_TYPE_VARIANT:
-        return Join(ContentTexts(iter), "");
+        return ContentText(iter, "", "", "");
     default:
         return "?";
     }
@@ -67,6 +64,14 @@ String ToText(DBusMessageIter* iter)
 String OrEmpty(const char* text)
 {
     return text != nullptr ? text : "";
+}
+
+void Require(bool succeeded)
+{
+    if (!succeeded)
+    {
+        throw Exception("Failed to make or write a message");
+    }
 }
 
 } // namespace
@@ -82,94 +87,16 @@ BusWriter::~BusWriter() = default;
 
 BusWriter& BusWriter::Basic(int type, const void* value)
 {
-    if (!dbus_message_iter_append_basic(iter.get(), type, value))
-    {
-        throw Exception("Failed to write a value into a message");
-    }
+    Require(dbus_message_iter_append_basic(iter.get(), type, value));
     return *this;
-}
-
-BusWriter& BusWriter::Text(const String& text)
-{
-    const char* value = text.c_str();
-    return Basic(DBUS_TYPE_STRING, &value);
-}
-
-BusWriter& BusWriter::Boolean(bool value)
-{
-    const dbus_bool_t content = value ? TRUE : FALSE;
-    return Basic(DBUS_TYPE_BOOLEAN, &content);
-}
-
-BusWriter& BusWriter::Byte(std::uint8_t value)
-{
-    return Basic(DBUS_TYPE_BYTE, &value);
-}
-
-BusWriter& BusWriter::Int16(std::int16_t value)
-{
-    return Basic(DBUS_TYPE_INT16, &value);
-}
-
-BusWriter& BusWriter::Uint16(std::uint16_t value)
-{
-    return Basic(DBUS_TYPE_UINT16, &value);
-}
-
-BusWriter& BusWriter::Int32(std::int32_t value)
-{
-    return Basic(DBUS_TYPE_INT32, &value);
-}
-
-BusWriter& BusWriter::Uint32(std::uint32_t value)
-{
-    return Basic(DBUS_TYPE_UINT32, &value);
-}
-
-BusWriter& BusWriter::Int64(std::int64_t value)
-{
-    return Basic(DBUS_TYPE_INT64, &value);
-}
-
-BusWriter& BusWriter::Uint64(std::uint64_t value)
-{
-    return Basic(DBUS_TYPE_UINT64, &value);
-}
-
-BusWriter& BusWriter::Double(double value)
-{
-    return Basic(DBUS_TYPE_DOUBLE, &value);
-}
-
-BusWriter& BusWriter::ObjectPath(const String& path)
-{
-    const char* value = path.c_str();
-    return Basic(DBUS_TYPE_OBJECT_PATH, &value);
-}
-
-BusWriter& BusWriter::Signature(const String& signature)
-{
-    const char* value = signature.c_str();
-    return Basic(DBUS_TYPE_SIGNATURE, &value);
-}
-
-BusWriter& BusWriter::FileDescriptor(int descriptor)
-{
-    return Basic(DBUS_TYPE_UNIX_FD, &descriptor);
 }
 
 BusWriter& BusWriter::Container(int type, const char* signature, const Write& content)
 {
     BusWriter writer(std::make_unique<DBusMessageIter>());
-    if (!dbus_message_iter_open_container(iter.get(), type, signature, writer.iter.get()))
-    {
-        throw Exception("Failed to open a container in a message");
-    }
+    Require(dbus_message_iter_open_container(iter.get(), type, signature, writer.iter.get()));
     content(writer);
-    if (!dbus_message_iter_close_container(iter.get(), writer.iter.get()))
-    {
-        throw Exception("Failed to close a container in a message");
-    }
+    Require(dbus_message_iter_close_container(iter.get(), writer.iter.get()));
     return *this;
 }
 
@@ -194,13 +121,15 @@ BusWriter& BusWriter::Entry(const String& key, const String& signature, const Wr
                      [&](BusWriter& entry) { entry.Text(key).Variant(signature, content); });
 }
 
+BusWriter& BusWriter::TextEntry(const String& key, const String& text)
+{
+    return Entry(key, "s", [&text](BusWriter& writer) { writer.Text(text); });
+}
+
 BusMessage::BusMessage(DBusMessage* message)
     : message(message, [](DBusMessage* owned) { dbus_message_unref(owned); })
 {
-    if (message == nullptr)
-    {
-        throw Exception("Failed to make a message");
-    }
+    Require(message != nullptr);
 }
 
 BusMessage BusMessage::Sharing(DBusMessage* message)
@@ -257,11 +186,6 @@ DBusMessage* BusMessage::Share() const
 bool BusMessage::IsMethodCall() const
 {
     return dbus_message_get_type(message.get()) == DBUS_MESSAGE_TYPE_METHOD_CALL;
-}
-
-String BusMessage::GetInterface() const
-{
-    return OrEmpty(dbus_message_get_interface(message.get()));
 }
 
 String BusMessage::GetMember() const

@@ -24,31 +24,55 @@ public:
     BusWriter(const BusWriter&) = delete;
     BusWriter& operator=(const BusWriter&) = delete;
 
-    BusWriter& Text(const String& text);
-    BusWriter& Boolean(bool value);
-    BusWriter& Byte(std::uint8_t value);
-    BusWriter& Int16(std::int16_t value);
-    BusWriter& Uint16(std::uint16_t value);
-    BusWriter& Int32(std::int32_t value);
-    BusWriter& Uint32(std::uint32_t value);
-    BusWriter& Int64(std::int64_t value);
-    BusWriter& Uint64(std::uint64_t value);
-    BusWriter& Double(double value);
-    BusWriter& ObjectPath(const String& path);
-    BusWriter& Signature(const String& signature);
-    /// A duplicate of the descriptor is sent.
-    BusWriter& FileDescriptor(int descriptor);
+    BusWriter& Text(const String& text) { return Pointer('s', text.c_str()); }
 
-    /// Containers, with the signature of their content.
+    BusWriter& ObjectPath(const String& path) { return Pointer('o', path.c_str()); }
+
+    BusWriter& Signature(const String& signature) { return Pointer('g', signature.c_str()); }
+
+    BusWriter& Boolean(bool value) { return Number('b', std::uint32_t{value}); }
+
+    BusWriter& Byte(std::uint8_t value) { return Number('y', value); }
+
+    BusWriter& Int16(std::int16_t value) { return Number('n', value); }
+
+    BusWriter& Uint16(std::uint16_t value) { return Number('q', value); }
+
+    BusWriter& Int32(std::int32_t value) { return Number('i', value); }
+
+    BusWriter& Uint32(std::uint32_t value) { return Number('u', value); }
+
+    BusWriter& Int64(std::int64_t value) { return Number('x', value); }
+
+    BusWriter& Uint64(std::uint64_t value) { return Number('t', value); }
+
+    BusWriter& Double(double value) { return Number('d', value); }
+
+    /// A duplicate of the descriptor is sent.
+    BusWriter& FileDescriptor(int descriptor) { return Number('h', descriptor); }
+
+    /// \name Containers, with the signature of their content.
+    ///@{
     BusWriter& Array(const String& elementSignature, const Write& elements);
     BusWriter& Struct(const Write& members);
     BusWriter& Variant(const String& signature, const Write& content);
 
     /// One entry of a dictionary of signature "a{sv}".
     BusWriter& Entry(const String& key, const String& signature, const Write& content);
+    BusWriter& TextEntry(const String& key, const String& text);
+    ///@}
 
 private:
     explicit BusWriter(std::unique_ptr<DBusMessageIter> iter);
+
+    template <typename Value>
+    BusWriter& Number(int type, Value value)
+    {
+        return Basic(type, &value);
+    }
+
+    BusWriter& Pointer(int type, const char* text) { return Basic(type, &text); }
+
     BusWriter& Basic(int type, const void* value);
     BusWriter& Container(int type, const char* signature, const Write& content);
 
@@ -86,7 +110,6 @@ public:
     [[nodiscard]] DBusMessage* Share() const;
 
     [[nodiscard]] bool IsMethodCall() const;
-    [[nodiscard]] String GetInterface() const;
     [[nodiscard]] String GetMember() const;
     [[nodiscard]] String GetSignature() const;
 

@@ -3,8 +3,12 @@
 #include "Support/BusMessage.h"
 #include "Zel/String.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
+#include <thread>
+
+struct DBusConnection;
 
 namespace Zel::Tests::Support
 {
@@ -19,7 +23,7 @@ public:
     using Handler = std::function<void(const BusMessage& message)>;
 
     /// Connects, owns `busName` (none when empty) and serves. Throws `Exception` when the bus refuses.
-    BusPeer(const String& busAddress, const String& busName, Handler handler);
+    BusPeer(const String& busAddress, String busName, Handler handler);
 
     /// Waits for a handler that runs, then breaks the connection; what was not answered gets no answer. The
     /// name is free when it returns. Not on the peer's thread.
@@ -31,8 +35,16 @@ public:
     void Send(const BusMessage& message);
 
 private:
-    class Service;
-    std::unique_ptr<Service> service;
+    void Wake() const;
+    void Serve();
+    void WaitForWork(bool isConnected) const;
+
+    const String busName;
+    const Handler handler;
+    const std::unique_ptr<DBusConnection, void (*)(DBusConnection*)> connection;
+    const int wakeUp;
+    std::atomic<bool> isEnding = false;
+    std::thread thread;
 };
 
 } // namespace Zel::Tests::Support

@@ -5,7 +5,6 @@
 #include <array>
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -66,36 +65,6 @@ DeviceFolder::~DeviceFolder()
     }
 }
 
-String DeviceFolder::Boot()
-{
-    return Run("boot");
-}
-
-void DeviceFolder::MarkGood()
-{
-    Run("mark-good");
-}
-
-void DeviceFolder::ShutDown()
-{
-    Run("shutdown");
-}
-
-void DeviceFolder::NextBootFails()
-{
-    Run("next-boot-fails");
-}
-
-void DeviceFolder::StartRauc()
-{
-    Run("rauc-start");
-}
-
-void DeviceFolder::StopRauc()
-{
-    Run("rauc-stop");
-}
-
 String DeviceFolder::MakeBundle(const String& version, const Options& options)
 {
     const auto bundle = bundles / (version + ".raucb");
@@ -103,39 +72,6 @@ String DeviceFolder::MakeBundle(const String& version, const Options& options)
     arguments.insert(arguments.end(), options.begin(), options.end());
     Run("bundle", arguments);
     return bundle;
-}
-
-void DeviceFolder::Install(const String& bundle)
-{
-    Run("install", {bundle});
-}
-
-String DeviceFolder::GetBootedSlot()
-{
-    return Run("booted");
-}
-
-String DeviceFolder::GetPrimarySlot()
-{
-    return Run("primary");
-}
-
-String DeviceFolder::GetSlotVersion(const String& slot)
-{
-    return Run("slot-version", {slot});
-}
-
-String DeviceFolder::GetFact(const String& key) const
-{
-    std::ifstream file(path + "/device-info");
-    for (String line; std::getline(file, line);)
-    {
-        if (line.starts_with(key + "="))
-        {
-            return line.substr(key.size() + 1);
-        }
-    }
-    return {};
 }
 
 String DeviceFolder::Run(const String& command, const Options& arguments) const

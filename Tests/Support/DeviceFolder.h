@@ -24,31 +24,8 @@ public:
     DeviceFolder(const DeviceFolder&) = delete;
     DeviceFolder& operator=(const DeviceFolder&) = delete;
 
-    /// Returns the slot that was booted.
-    String Boot();
-    void MarkGood();
-    void ShutDown();
-    void NextBootFails();
-    void StartRauc();
-    void StopRauc();
-
     /// Makes a bundle in a folder beside the device and returns its path.
     [[nodiscard]] String MakeBundle(const String& version, const Options& options = {});
-
-    /// Installs by RAUC itself.
-    void Install(const String& bundle);
-
-    [[nodiscard]] String GetBootedSlot();
-    [[nodiscard]] String GetPrimarySlot();
-
-    /// Returns the version in the image of a slot.
-    [[nodiscard]] String GetSlotVersion(const String& slot);
-
-    /// Returns the value of a fact as of the last boot, for example "General.Firmware.VersionMajor"; empty
-    /// when there is none.
-    [[nodiscard]] String GetFact(const String& key) const;
-
-    [[nodiscard]] const String& GetPath() const noexcept { return path; }
 
     /// Runs one command of the program on this device and returns what it printed, without the last line's
     /// end.

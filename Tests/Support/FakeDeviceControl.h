@@ -1,35 +1,20 @@
 #pragma once
 
 #include "Zel/Services/Device/IDeviceControlService.h"
-
-#include <chrono>
-#include <condition_variable>
-#include <mutex>
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 namespace Zel::Tests::Support
 {
 
-/// Counts the restarts that were ordered. Thread-safe.
-class FakeDeviceControl : public Services::Device::IDeviceControlService
+/// Tells the log of each restart that is ordered: "info FakeDeviceControl: RestartDevice". Thread-safe.
+class FakeDeviceControl : public Services::Device::IDeviceControlService,
+                          private System::Commons::Diagnostics::Logging::Loggable<FakeDeviceControl>
 {
 public:
-    FakeDeviceControl() = default;
-    ~FakeDeviceControl() override;
-    FakeDeviceControl(const FakeDeviceControl&) = delete;
-    FakeDeviceControl& operator=(const FakeDeviceControl&) = delete;
-
-    void RestartDevice() override;
-
-    [[nodiscard]] int GetRestarts() const;
-
-    /// Waits until that many restarts were ordered; returns false when `deadline` passes before.
-    [[nodiscard]] bool WaitForRestarts(int count,
-                                       std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
-
-private:
-    mutable std::mutex mutex;
-    mutable std::condition_variable ordered;
-    int restarts = 0;
+    void RestartDevice() override
+    {
+        Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "RestartDevice");
+    }
 };
 
 } // namespace Zel::Tests::Support

@@ -1,12 +1,9 @@
 #include "Support/FakeUpdaterStatus.h"
 
-#include <algorithm>
 #include <stdexcept>
 
 namespace Zel::Tests::Support
 {
-
-FakeUpdaterStatus::~FakeUpdaterStatus() = default;
 
 bool FakeUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdateStatus& status)
 {
@@ -22,10 +19,7 @@ bool FakeUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdateStatu
 void FakeUpdaterStatus::SetMessage(const String& componentId, const String& message, bool newStory)
 {
     const std::lock_guard lock(mutex);
-    if (!Admit(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'"))
-    {
-        throw std::runtime_error("refused");
-    }
+    Require(Admit(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'"));
     SoftwareUpdateStatus& status = GetOrAdd(componentId).status;
     status.message = Truncate(message, 511);
     status.progress = newStory ? 0 : status.progress;
@@ -34,10 +28,7 @@ void FakeUpdaterStatus::SetMessage(const String& componentId, const String& mess
 void FakeUpdaterStatus::SetProgress(const String& componentId, int percentage)
 {
     const std::lock_guard lock(mutex);
-    if (!Admit("SetProgress " + std::to_string(percentage)))
-    {
-        throw std::runtime_error("refused");
-    }
+    Require(Admit("SetProgress " + std::to_string(percentage)));
     GetOrAdd(componentId).status.progress = percentage;
 }
 
@@ -59,16 +50,12 @@ void FakeUpdaterStatus::EndInstallation(const String& componentId, bool success)
 {
     const std::lock_guard lock(mutex);
     Record& record = GetOrAdd(componentId);
-    if (!Admit(success ? "EndInstallation succeeded" : "EndInstallation failed"))
+    Require(Admit(success ? "EndInstallation succeeded" : "EndInstallation failed"));
+    if (record.status.state == InstallationState::Installing)
     {
-        throw std::runtime_error("refused");
+        record.status.state = success ? InstallationState::Idle : InstallationState::Failed;
+        record.status.revertible = record.status.revertible || record.begunAsInstallation;
     }
-    if (record.status.state != InstallationState::Installing)
-    {
-        return;
-    }
-    record.status.state = success ? InstallationState::Idle : InstallationState::Failed;
-    record.status.revertible = record.status.revertible || record.begunAsInstallation;
 }
 
 bool FakeUpdaterStatus::ResumeInstallation(const String& componentId)
@@ -91,21 +78,15 @@ bool FakeUpdaterStatus::WriteProperty(const String& componentId, const String& p
     {
         return false;
     }
-    auto& properties = GetOrAdd(componentId).properties;
-    if (value.empty())
-    {
-        properties.erase(propertyName);
-    }
-    else
-    {
-        properties[propertyName] = value;
-    }
+    GetOrAdd(componentId).properties[propertyName] = value;
     return true;
 }
 
 void FakeUpdaterStatus::ReadProperty(const String& componentId, const String& propertyName, String& value)
 {
-    value = GetProperty(componentId, propertyName);
+    const std::lock_guard lock(mutex);
+    Require(!IsRefused("ReadProperty"));
+    value = GetOrAdd(componentId).properties[propertyName];
 }
 
 std::uint32_t FakeUpdaterStatus::GetConfirmationTimeout(const String& /*componentId*/)
@@ -134,23 +115,10 @@ void FakeUpdaterStatus::SetConfirmationTimeout(std::uint32_t seconds)
     confirmationTimeout = seconds;
 }
 
-FakeUpdaterStatus::SoftwareUpdateStatus FakeUpdaterStatus::GetRecord(const String& componentId) const
+FakeUpdaterStatus::SoftwareUpdateStatus FakeUpdaterStatus::GetRecord(const String& componentId)
 {
     const std::lock_guard lock(mutex);
-    const auto found = records.find(ToLower(componentId));
-    return found == records.end() ? SoftwareUpdateStatus() : found->second.status;
-}
-
-String FakeUpdaterStatus::GetProperty(const String& componentId, const String& propertyName) const
-{
-    const std::lock_guard lock(mutex);
-    const auto record = records.find(ToLower(componentId));
-    if (record == records.end())
-    {
-        return "";
-    }
-    const auto property = record->second.properties.find(propertyName);
-    return property == record->second.properties.end() ? "" : property->second;
+    return GetOrAdd(componentId).status;
 }
 
 std::vector<String> FakeUpdaterStatus::GetCalls() const
@@ -165,22 +133,23 @@ void FakeUpdaterStatus::ClearCalls()
     calls.clear();
 }
 
-bool FakeUpdaterStatus::WaitForCall(const String& line, std::chrono::milliseconds deadline) const
-{
-    std::unique_lock lock(mutex);
-    return called.wait_for(lock, deadline,
-                           [&] { return std::find(calls.begin(), calls.end(), line) != calls.end(); });
-}
-
 bool FakeUpdaterStatus::IsRefused(const String& line) const
 {
     return !refusedPrefix.empty() && line.starts_with(refusedPrefix);
 }
 
+void FakeUpdaterStatus::Require(bool isAdmitted) const
+{
+    if (!isAdmitted)
+    {
+        throw std::runtime_error("refused");
+    }
+}
+
 bool FakeUpdaterStatus::Admit(const String& line)
 {
     calls.push_back(line);
-    called.notify_all();
+    Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "{0}", line);
     return !IsRefused(line);
 }
 

@@ -2,9 +2,8 @@
 
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 #include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -15,18 +14,14 @@ namespace Zel::Tests::Support
 
 /// A status store in memory: keeps states and properties by the rules of the real one and records every call
 /// but `GetStatus` and `ReadProperty` as a line, for example "BeginInstallation installation",
-/// "WriteProperty RevertedTo=rootfs.0" or "SetMessage new ''" (without "new" for a message that goes on).
-/// Thread-safe.
-class FakeUpdaterStatus : public Services::SoftwareUpdate::IUpdaterStatus
+/// "WriteProperty RevertedTo=rootfs.0" or "SetMessage new ''" (without "new" for a message that goes on). The
+/// log gets the same line at level info. Thread-safe.
+class FakeUpdaterStatus : public Services::SoftwareUpdate::IUpdaterStatus,
+                          private System::Commons::Diagnostics::Logging::Loggable<FakeUpdaterStatus>
 {
 public:
     using InstallationState = Services::SoftwareUpdate::InstallationState;
     using SoftwareUpdateStatus = Services::SoftwareUpdate::SoftwareUpdateStatus;
-
-    FakeUpdaterStatus() = default;
-    ~FakeUpdaterStatus() override;
-    FakeUpdaterStatus(const FakeUpdaterStatus&) = delete;
-    FakeUpdaterStatus& operator=(const FakeUpdaterStatus&) = delete;
 
     [[nodiscard]] bool GetStatus(const String& componentId, SoftwareUpdateStatus& status) override;
     void SetMessage(const String& componentId, const String& message, bool newStory) override;
@@ -40,21 +35,17 @@ public:
     [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& componentId) override;
 
     /// Refuses, or where there is nothing to refuse throws `std::runtime_error("refused")` from, every call
-    /// whose line begins with `prefix`; "GetStatus" is one, too. An empty prefix refuses nothing any more.
+    /// whose line begins with `prefix`; "GetStatus" and "ReadProperty" are two, too. An empty prefix refuses
+    /// nothing any more.
     void Refuse(const String& prefix);
 
     /// Sets what the component's record says.
     void SetState(const String& componentId, InstallationState state, bool revertible = false);
     void SetConfirmationTimeout(std::uint32_t seconds);
 
-    [[nodiscard]] SoftwareUpdateStatus GetRecord(const String& componentId) const;
-    [[nodiscard]] String GetProperty(const String& componentId, const String& propertyName) const;
+    [[nodiscard]] SoftwareUpdateStatus GetRecord(const String& componentId);
     [[nodiscard]] std::vector<String> GetCalls() const;
     void ClearCalls();
-
-    /// Waits until a call has the whole line `line`; returns false when `deadline` passes before.
-    [[nodiscard]] bool WaitForCall(const String& line,
-                                   std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
 
 private:
     struct Record
@@ -64,12 +55,13 @@ private:
         std::map<String, String> properties;
     };
 
+    /// Under the lock, like what is below.
     [[nodiscard]] bool IsRefused(const String& line) const;
+    void Require(bool isAdmitted) const;
     [[nodiscard]] bool Admit(const String& line);
     Record& GetOrAdd(const String& componentId);
 
     mutable std::mutex mutex;
-    mutable std::condition_variable called;
     std::map<String, Record> records;
     std::vector<String> calls;
     String refusedPrefix;

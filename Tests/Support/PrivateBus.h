@@ -3,6 +3,7 @@
 #include "Support/TemporaryFolder.h"
 #include "Zel/String.h"
 
+#include <cstdio>
 #include <sys/types.h>
 
 namespace Zel::Tests::Support
@@ -34,7 +35,9 @@ private:
 
     TemporaryFolder folder;
     String address;
-    pid_t daemon = -1;
+    /// Of the daemon, 0 while none runs.
+    pid_t process = 0;
+    FILE* output = nullptr;
 };
 
 } // namespace Zel::Tests::Support

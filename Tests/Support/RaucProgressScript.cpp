@@ -3,7 +3,7 @@
 namespace Zel::Tests::Support
 {
 
-std::vector<RaucProgressStep> RaucProgressScript::Info()
+RaucProgressScript::Steps RaucProgressScript::Info()
 {
     return {{0, "Checking bundle", 1},
             {0, "Verifying signature", 2},
@@ -17,53 +17,27 @@ std::vector<RaucProgressStep> RaucProgressScript::Info()
             {100, "Checking manifest contents done.", 1}};
 }
 
-std::vector<RaucProgressStep> RaucProgressScript::Installation(Edition edition, const String& slotName,
-                                                               const String& bootname)
+RaucProgressScript::Steps RaucProgressScript::Installation(Edition edition, const String& slotName,
+                                                           const String& bootname)
 {
-    return edition == Edition::Rauc18 ? Installation18(slotName) : Installation115(slotName, bootname);
-}
-
-std::vector<RaucProgressStep> RaucProgressScript::Installation18(const String& slotName)
-{
-    return {{0, "Installing", 1},
-            {0, "Determining slot states", 2},
-            {20, "Determining slot states done.", 2},
-            {20, "Checking bundle", 2},
-            {20, "Verifying signature", 3},
-            {40, "Verifying signature done.", 3},
-            {40, "Checking bundle done.", 2},
-            {40, "Checking manifest contents", 2},
-            {60, "Checking manifest contents done.", 2},
-            {60, "Determining target install group", 2},
-            {80, "Determining target install group done.", 2},
-            {80, "Updating slots", 2},
-            {80, "Checking slot " + slotName, 3},
-            {90, "Checking slot " + slotName + " done.", 3},
-            {90, "Copying image to " + slotName, 3},
-            {99, "Copying image to " + slotName + " done.", 3},
-            {99, "Updating slots done.", 2},
-            {100, "Installing done.", 1}};
-}
-
-std::vector<RaucProgressStep> RaucProgressScript::Installation115(const String& slotName,
-                                                                  const String& bootname)
-{
-    const String slot = slotName + " (" + bootname + ")";
-    std::vector<RaucProgressStep> steps = {{0, "Installing", 1},
-                                           {0, "Determining slot states", 2},
-                                           {10, "Determining slot states done.", 2},
-                                           {10, "Checking bundle", 2},
-                                           {10, "Verifying signature", 3},
-                                           {20, "Verifying signature done.", 3},
-                                           {20, "Checking bundle done.", 2},
-                                           {20, "Checking manifest contents", 2},
-                                           {30, "Checking manifest contents done.", 2},
-                                           {30, "Determining target install group", 2},
-                                           {40, "Determining target install group done.", 2},
-                                           {40, "Updating slots", 2},
-                                           {40, "Checking slot " + slot, 3},
-                                           {46, "Checking slot " + slot + " done.", 3}};
-    for (std::int32_t percentage = 46; percentage <= 99; ++percentage)
+    const bool isOld = edition == Edition::Rauc18;
+    const String checked = isOld ? slotName : slotName + " (" + bootname + ")";
+    const auto at = [isOld](std::int32_t old, std::int32_t percentage) { return isOld ? old : percentage; };
+    Steps steps = {{0, "Installing", 1},
+                   {0, "Determining slot states", 2},
+                   {at(20, 10), "Determining slot states done.", 2},
+                   {at(20, 10), "Checking bundle", 2},
+                   {at(20, 10), "Verifying signature", 3},
+                   {at(40, 20), "Verifying signature done.", 3},
+                   {at(40, 20), "Checking bundle done.", 2},
+                   {at(40, 20), "Checking manifest contents", 2},
+                   {at(60, 30), "Checking manifest contents done.", 2},
+                   {at(60, 30), "Determining target install group", 2},
+                   {at(80, 40), "Determining target install group done.", 2},
+                   {at(80, 40), "Updating slots", 2},
+                   {at(80, 40), "Checking slot " + checked, 3},
+                   {at(90, 46), "Checking slot " + checked + " done.", 3}};
+    for (std::int32_t percentage = at(90, 46); percentage <= at(90, 99); ++percentage)
     {
         steps.push_back({percentage, "Copying image to " + slotName, 3});
     }
@@ -73,15 +47,13 @@ std::vector<RaucProgressStep> RaucProgressScript::Installation115(const String& 
     return steps;
 }
 
-std::vector<RaucProgressStep> RaucProgressScript::FailedInstallation()
+RaucProgressScript::Steps RaucProgressScript::FailedInstallation()
 {
-    return {{0, "Installing", 1},
-            {0, "Determining slot states", 2},
-            {20, "Determining slot states done.", 2},
-            {20, "Checking bundle", 2},
-            {20, "Verifying signature", 3},
-            {40, "Verifying signature failed.", 3},
-            {40, "Checking bundle failed.", 2}};
+    Steps steps = Installation(Edition::Rauc18, "", "");
+    steps.resize(5);
+    steps.push_back({40, "Verifying signature failed.", 3});
+    steps.push_back({40, "Checking bundle failed.", 2});
+    return steps;
 }
 
 } // namespace Zel::Tests::Support

@@ -22,6 +22,8 @@ struct RaucProgressStep
 class RaucProgressScript
 {
 public:
+    using Steps = std::vector<RaucProgressStep>;
+
     /// Which RAUC is imitated: 18 steps, or 71.
     enum class Edition
     {
@@ -30,22 +32,16 @@ public:
     };
 
     /// The ten steps of "Info" on a plain bundle.
-    [[nodiscard]] static std::vector<RaucProgressStep> Info();
+    [[nodiscard]] static Steps Info();
 
     /// The steps of a successful installation into `slotName`.
-    [[nodiscard]] static std::vector<RaucProgressStep> Installation(Edition edition, const String& slotName,
-                                                                    const String& bootname);
+    [[nodiscard]] static Steps Installation(Edition edition, const String& slotName, const String& bootname);
 
     /// The steps of an installation that fails while the bundle is checked, but the last one.
-    [[nodiscard]] static std::vector<RaucProgressStep> FailedInstallation();
+    [[nodiscard]] static Steps FailedInstallation();
 
     /// How many steps come before the bundle is looked at.
     static constexpr std::size_t PreparationSteps = 3;
-
-private:
-    [[nodiscard]] static std::vector<RaucProgressStep> Installation18(const String& slotName);
-    [[nodiscard]] static std::vector<RaucProgressStep> Installation115(const String& slotName,
-                                                                       const String& bootname);
 };
 
 } // namespace Zel::Tests::Support

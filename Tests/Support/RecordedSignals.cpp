@@ -3,85 +3,62 @@
 #include "Zel/System/Commons/Delegate.h"
 #include "Zel/System/Core/Format.h"
 
-#include <algorithm>
-#include <chrono>
-
 namespace Zel::Tests::Support
 {
 
-using Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::PropertiesChangedSignal;
+using RaucBus::PropertiesChangedSignal;
+using RaucBus::RaucCompletedSignal;
 using System::Commons::Delegate;
 using System::Core::Format;
 
+template <typename Change>
+void RecordedSignals::ForEachEvent(const Change& change)
+{
+    using Self = RecordedSignals;
+    change(PropertiesChangedSignal::OnOperationChanged,
+           Delegate<const RaucBus::RaucOperationProperty&>::Bind<&Self::OnOperation>(this));
+    change(PropertiesChangedSignal::OnProgressChanged,
+           Delegate<const RaucBus::RaucProgressProperty&>::Bind<&Self::OnProgress>(this));
+    change(PropertiesChangedSignal::OnLastErrorChanged,
+           Delegate<const RaucBus::RaucLastErrorProperty&>::Bind<&Self::OnLastError>(this));
+    change(RaucCompletedSignal::OnCompleted,
+           Delegate<const RaucCompletedSignal&>::Bind<&Self::OnCompleted>(this));
+}
+
 RecordedSignals::RecordedSignals()
 {
-    PropertiesChangedSignal::OnOperationChanged.Add(
-        Delegate<const RaucOperationProperty&>::Bind<&RecordedSignals::OnOperation>(this));
-    PropertiesChangedSignal::OnProgressChanged.Add(
-        Delegate<const RaucProgressProperty&>::Bind<&RecordedSignals::OnProgress>(this));
-    PropertiesChangedSignal::OnLastErrorChanged.Add(
-        Delegate<const RaucLastErrorProperty&>::Bind<&RecordedSignals::OnLastError>(this));
-    RaucCompletedSignal::OnCompleted.Add(
-        Delegate<const RaucCompletedSignal&>::Bind<&RecordedSignals::OnCompleted>(this));
+    ForEachEvent([](auto& event, const auto& handler) { event.Add(handler); });
 }
 
 RecordedSignals::~RecordedSignals()
 {
-    PropertiesChangedSignal::OnOperationChanged.Remove(
-        Delegate<const RaucOperationProperty&>::Bind<&RecordedSignals::OnOperation>(this));
-    PropertiesChangedSignal::OnProgressChanged.Remove(
-        Delegate<const RaucProgressProperty&>::Bind<&RecordedSignals::OnProgress>(this));
-    PropertiesChangedSignal::OnLastErrorChanged.Remove(
-        Delegate<const RaucLastErrorProperty&>::Bind<&RecordedSignals::OnLastError>(this));
-    RaucCompletedSignal::OnCompleted.Remove(
-        Delegate<const RaucCompletedSignal&>::Bind<&RecordedSignals::OnCompleted>(this));
-}
-
-std::vector<String> RecordedSignals::GetLines() const
-{
-    const std::lock_guard lock(mutex);
-    return lines;
-}
-
-void RecordedSignals::Clear()
-{
-    const std::lock_guard lock(mutex);
-    lines.clear();
+    ForEachEvent([](auto& event, const auto& handler) { event.Remove(handler); });
 }
 
 bool RecordedSignals::WaitFor(const String& line) const
 {
-    std::unique_lock lock(mutex);
-    return added.wait_for(lock, std::chrono::seconds(10),
-                          [&] { return std::ranges::find(lines, line) != lines.end(); });
+    return lines.WaitFor([&](const String& entry) { return entry == line; }, std::chrono::seconds(10));
 }
 
-void RecordedSignals::OnOperation(const RaucOperationProperty& property)
+void RecordedSignals::OnOperation(const RaucBus::RaucOperationProperty& property)
 {
-    Add("Operation " + property.GetOperation());
+    lines.Add("Operation " + property.GetOperation());
 }
 
-void RecordedSignals::OnProgress(const RaucProgressProperty& property)
+void RecordedSignals::OnProgress(const RaucBus::RaucProgressProperty& property)
 {
-    Add(Format("Progress {0} {1} {2}", property.GetPercentage(), property.GetMessage(),
-               property.GetNestingDepth()));
+    lines.Add(Format("Progress {0} {1} {2}", property.GetPercentage(), property.GetMessage(),
+                     property.GetNestingDepth()));
 }
 
-void RecordedSignals::OnLastError(const RaucLastErrorProperty& property)
+void RecordedSignals::OnLastError(const RaucBus::RaucLastErrorProperty& property)
 {
-    Add("LastError " + property.GetMessage());
+    lines.Add("LastError " + property.GetMessage());
 }
 
 void RecordedSignals::OnCompleted(const RaucCompletedSignal& signal)
 {
-    Add(Format("Completed {0}", signal.GetReturnCode()));
-}
-
-void RecordedSignals::Add(const String& line)
-{
-    const std::lock_guard lock(mutex);
-    lines.push_back(line);
-    added.notify_all();
+    lines.Add(Format("Completed {0}", signal.GetReturnCode()));
 }
 
 } // namespace Zel::Tests::Support

@@ -2,14 +2,15 @@
 
 #include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
+#include "Support/Recorded.h"
 #include "Zel/String.h"
 
-#include <condition_variable>
-#include <mutex>
 #include <vector>
 
 namespace Zel::Tests::Support
 {
+
+namespace RaucBus = Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus;
 
 /// Subscribes to all events of RAUC's signals and keeps them as lines, for example "Operation installing",
 /// "Progress 40 Copying 1", "LastError text" or "Completed 0". Thread-safe. Outlives what raises the events.
@@ -21,32 +22,24 @@ public:
     RecordedSignals(const RecordedSignals&) = delete;
     RecordedSignals& operator=(const RecordedSignals&) = delete;
 
-    [[nodiscard]] std::vector<String> GetLines() const;
+    [[nodiscard]] std::vector<String> GetLines() const { return lines.Get(); }
 
-    void Clear();
+    void Clear() { lines.Clear(); }
 
     /// Waits for a line; returns false when it did not come within 10 s.
     [[nodiscard]] bool WaitFor(const String& line) const;
 
 private:
-    using RaucOperationProperty =
-        Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::RaucOperationProperty;
-    using RaucProgressProperty =
-        Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::RaucProgressProperty;
-    using RaucLastErrorProperty =
-        Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::RaucLastErrorProperty;
-    using RaucCompletedSignal =
-        Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::RaucCompletedSignal;
+    void OnOperation(const RaucBus::RaucOperationProperty& property);
+    void OnProgress(const RaucBus::RaucProgressProperty& property);
+    void OnLastError(const RaucBus::RaucLastErrorProperty& property);
+    void OnCompleted(const RaucBus::RaucCompletedSignal& signal);
 
-    void OnOperation(const RaucOperationProperty& property);
-    void OnProgress(const RaucProgressProperty& property);
-    void OnLastError(const RaucLastErrorProperty& property);
-    void OnCompleted(const RaucCompletedSignal& signal);
-    void Add(const String& line);
+    /// Does `change` with each pair of event and handler.
+    template <typename Change>
+    void ForEachEvent(const Change& change);
 
-    mutable std::mutex mutex;
-    mutable std::condition_variable added;
-    std::vector<String> lines;
+    Recorded<String> lines;
 };
 
 } // namespace Zel::Tests::Support

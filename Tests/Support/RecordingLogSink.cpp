@@ -2,8 +2,6 @@
 
 #include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
 
-#include <algorithm>
-
 namespace Zel::Tests::Support
 {
 
@@ -19,36 +17,17 @@ String ToLine(const RecordingLogSink::LogRecord& record)
 
 } // namespace
 
-RecordingLogSink::~RecordingLogSink() = default;
-
-void RecordingLogSink::Write(const LogRecord& record)
-{
-    const std::lock_guard lock(mutex);
-    records.push_back(record);
-    written.notify_all();
-}
-
 std::vector<String> RecordingLogSink::GetLines(LogLevel level) const
 {
-    const std::lock_guard lock(mutex);
-    std::vector<String> lines;
-    for (const auto& record : records)
-    {
-        if (record.level <= level)
-        {
-            lines.push_back(ToLine(record));
-        }
-    }
-    return lines;
+    return GetLinesOf("", level);
 }
 
 std::vector<String> RecordingLogSink::GetLinesOf(const String& logger, LogLevel level) const
 {
-    const std::lock_guard lock(mutex);
     std::vector<String> lines;
-    for (const auto& record : records)
+    for (const auto& record : records.Get())
     {
-        if (record.logger == logger && record.level <= level)
+        if ((logger.empty() || record.logger == logger) && record.level <= level)
         {
             lines.push_back(ToLine(record));
         }
@@ -56,22 +35,9 @@ std::vector<String> RecordingLogSink::GetLinesOf(const String& logger, LogLevel 
     return lines;
 }
 
-void RecordingLogSink::Clear()
-{
-    const std::lock_guard lock(mutex);
-    records.clear();
-}
-
 bool RecordingLogSink::WaitForLine(const String& line, std::chrono::milliseconds deadline) const
 {
-    std::unique_lock lock(mutex);
-    return written.wait_for(lock, deadline,
-                            [&]
-                            {
-                                return std::any_of(records.begin(), records.end(),
-                                                   [&](const LogRecord& record)
-                                                   { return ToLine(record) == line; });
-                            });
+    return records.WaitFor([&](const LogRecord& record) { return ToLine(record) == line; }, deadline);
 }
 
 RecordingLog::RecordingLog(RecordingLogSink::LogLevel level)

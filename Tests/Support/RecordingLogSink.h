@@ -1,12 +1,11 @@
 #pragma once
 
+#include "Support/Recorded.h"
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -19,12 +18,7 @@ public:
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
     using LogRecord = System::Commons::Diagnostics::Logging::LogRecord;
 
-    RecordingLogSink() = default;
-    ~RecordingLogSink() override;
-    RecordingLogSink(const RecordingLogSink&) = delete;
-    RecordingLogSink& operator=(const RecordingLogSink&) = delete;
-
-    void Write(const LogRecord& record) override;
+    void Write(const LogRecord& record) override { records.Add(record); }
 
     /// Returns the lines since the last `Clear` that are not more verbose than `level`, in order.
     [[nodiscard]] std::vector<String> GetLines(LogLevel level = LogLevel::Trace) const;
@@ -33,7 +27,7 @@ public:
     [[nodiscard]] std::vector<String> GetLinesOf(const String& logger,
                                                  LogLevel level = LogLevel::Trace) const;
 
-    void Clear();
+    void Clear() { records.Clear(); }
 
     /// Waits until the whole line `line` was logged since the last `Clear`; returns false when `deadline`
     /// passes before.
@@ -41,9 +35,7 @@ public:
                                    std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
 
 private:
-    mutable std::mutex mutex;
-    mutable std::condition_variable written;
-    std::vector<LogRecord> records;
+    Recorded<LogRecord> records;
 };
 
 /// Records the log as long as it lives: adds a sink and sets the level, and puts both back at its end.

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Support/Recorded.h"
 #include "Zel/String.h"
 #include "Zel/System/Nm/NotificationManager.h"
 
-#include <mutex>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -13,24 +13,29 @@ namespace Zel::Tests::Support
 class RecordingNotificationSink : public System::Nm::INotificationSink
 {
 public:
-    RecordingNotificationSink() = default;
-    ~RecordingNotificationSink() override;
-    RecordingNotificationSink(const RecordingNotificationSink&) = delete;
-    RecordingNotificationSink& operator=(const RecordingNotificationSink&) = delete;
+    void Write(const System::Nm::Notification& notification) override { notifications.Add(notification); }
 
-    void Write(const System::Nm::Notification& notification) override;
-
-    /// Returns those since the last `Clear`, in order.
-    [[nodiscard]] std::vector<System::Nm::Notification> GetNotifications() const;
+    [[nodiscard]] std::vector<System::Nm::Notification> GetNotifications() const
+    {
+        return notifications.Get();
+    }
 
     /// Returns them as lines of the form "{severity} {name} ({sender}): {message}".
-    [[nodiscard]] std::vector<String> GetLines() const;
+    [[nodiscard]] std::vector<String> GetLines() const
+    {
+        std::vector<String> lines;
+        for (const auto& notification : GetNotifications())
+        {
+            lines.push_back(String(ToString(notification.severity)) + " " + notification.name + " (" +
+                            notification.sender + "): " + notification.message);
+        }
+        return lines;
+    }
 
-    void Clear();
+    void Clear() { notifications.Clear(); }
 
 private:
-    mutable std::mutex mutex;
-    std::vector<System::Nm::Notification> notifications;
+    Recorded<System::Nm::Notification> notifications;
 };
 
 } // namespace Zel::Tests::Support

@@ -1,55 +1,67 @@
 #pragma once
 
+#include "Support/BusMessage.h"
 #include "Zel/String.h"
 
 #include <chrono>
+#include <functional>
+#include <limits>
+#include <utility>
 #include <vector>
 
 namespace Zel::Tests::Support
 {
 
 /// What a call gets instead of its normal answer.
-class ScriptedAnswer
+struct ScriptedAnswer
 {
-public:
     /// The name of what RAUC's handlers refuse with.
     inline static const String RefusalError =
         "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code30";
-
-    enum class Kind
-    {
-        None,
-        Late,
-        Error,
-        Texts
-    };
+    inline static const String NoReplyError = "org.freedesktop.DBus.Error.NoReply";
 
     /// No answer ever: the caller waits for libdbus's timeout, or until the service goes.
-    [[nodiscard]] static ScriptedAnswer None();
+    [[nodiscard]] static ScriptedAnswer None() { return {}; }
 
     /// The normal answer, but late; meanwhile nothing else is answered either.
-    [[nodiscard]] static ScriptedAnswer Late(std::chrono::milliseconds delay);
+    [[nodiscard]] static ScriptedAnswer Late(std::chrono::milliseconds delay) { return {{}, delay}; }
 
     /// An error reply.
-    [[nodiscard]] static ScriptedAnswer Error(String name, String text);
+    [[nodiscard]] static ScriptedAnswer Error(const String& name, const String& text)
+    {
+        return {[=](const BusMessage& call) { return call.Error(name, text); }};
+    }
 
     /// A refusal as RAUC's handlers send it.
-    [[nodiscard]] static ScriptedAnswer Refusal(String text);
+    [[nodiscard]] static ScriptedAnswer Refusal(const String& text) { return Error(RefusalError, text); }
+
+    /// A method return with these arguments.
+    [[nodiscard]] static ScriptedAnswer Values(const BusWriter::Write& write)
+    {
+        return {[=](const BusMessage& call) { return call.Return().With(write); }};
+    }
 
     /// A method return with these strings as its arguments; without any it is empty.
-    [[nodiscard]] static ScriptedAnswer Texts(std::vector<String> texts);
+    [[nodiscard]] static ScriptedAnswer Texts(const std::vector<String>& texts)
+    {
+        return Values(
+            [texts](BusWriter& writer)
+            {
+                for (const auto& text : texts)
+                {
+                    writer.Text(text);
+                }
+            });
+    }
 
-    [[nodiscard]] Kind GetKind() const noexcept { return kind; }
+    /// The same for one call only; the next ones are answered normally.
+    [[nodiscard]] ScriptedAnswer Once() const { return {make, delay, 1}; }
 
-    [[nodiscard]] std::chrono::milliseconds GetDelay() const noexcept { return delay; }
-
-    /// The strings, or an error's name and text.
-    [[nodiscard]] const std::vector<String>& GetTexts() const noexcept { return texts; }
-
-private:
-    Kind kind = Kind::None;
+    /// Makes the answer; empty for none.
+    std::function<BusMessage(const BusMessage& call)> make;
+    /// Before a normal answer; zero when it is no normal one.
     std::chrono::milliseconds delay{};
-    std::vector<String> texts;
+    int uses = std::numeric_limits<int>::max();
 };
 
 } // namespace Zel::Tests::Support

@@ -1,169 +1,241 @@
 #include "Support/ScriptedRauc.h"
 
-#include "Support/ScriptedRaucService.h"
-
+#include <algorithm>
 #include <utility>
 
 namespace Zel::Tests::Support
 {
 
-ScriptedRauc::ScriptedRauc(const PrivateBus& bus)
-    : service(std::make_unique<ScriptedRaucService>(bus.GetAddress()))
+namespace
 {
-    service->slots = {ScriptedSlot("rootfs.1", "B", "inactive").Written("1.0.0.0"),
-                      ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")};
-    service->primary = "rootfs.0";
-    service->Start();
+
+const String ObjectPath = "/";
+const String Installer = "de.pengutronix.rauc.Installer";
+const String Properties = "org.freedesktop.DBus.Properties";
+
+} // namespace
+
+ScriptedRauc::ScriptedRauc(const PrivateBus& bus)
+    : busAddress(bus.GetAddress()), slots{ScriptedSlot("rootfs.1", "B", "inactive").Written("1.0.0.0"),
+                                          ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}
+{
+    Start();
 }
 
 ScriptedRauc::~ScriptedRauc()
 {
-    service->Vanish();
+    Vanish();
 }
 
-void ScriptedRauc::SetSlots(std::vector<ScriptedSlot> slots)
+void ScriptedRauc::SetSlots(std::vector<ScriptedSlot> newSlots)
 {
-    service->With([&](ScriptedRaucService& state) { state.slots = std::move(slots); });
+    const std::lock_guard lock(mutex);
+    slots = std::move(newSlots);
 }
 
-std::vector<ScriptedSlot> ScriptedRauc::GetSlots() const
+ScriptedSlot ScriptedRauc::GetBootedSlot()
 {
-    return service->With([](ScriptedRaucService& state) { return state.slots; });
+    const std::lock_guard lock(mutex);
+    const auto* booted = FindSlot("state", "booted");
+    return booted != nullptr ? *booted : ScriptedSlot("", "", "");
 }
 
-String ScriptedRauc::GetPrimary() const
+String ScriptedRauc::GetPrimary()
 {
-    return service->With([](ScriptedRaucService& state) { return state.primary; });
+    const std::lock_guard lock(mutex);
+    return primary;
 }
 
-void ScriptedRauc::AddBundle(const String& path, const String& version, const String& compatible)
+void ScriptedRauc::AddBundle(const String& key, const String& version, const String& bundleCompatible)
 {
-    service->With([&](ScriptedRaucService& state) { state.bundles[path] = {version, compatible}; });
+    const std::lock_guard lock(mutex);
+    bundles[key] = {version, bundleCompatible};
 }
 
-void ScriptedRauc::LetInstallationSucceed(Edition edition)
+void ScriptedRauc::LetInstallationSucceed(Edition newEdition)
 {
-    service->With(
-        [&](ScriptedRaucService& state) {
-            state.script = {edition, "", true, state.script.isHeld};
-        });
+    const std::lock_guard lock(mutex);
+    edition = newEdition;
+    failure.clear();
+    activates = true;
 }
 
-void ScriptedRauc::LetInstallationFail(const String& error, bool primaryChanges)
+void ScriptedRauc::LetInstallationFail(const String& reason, bool isActivated)
 {
-    service->With(
-        [&](ScriptedRaucService& state) {
-            state.script = {Edition::Rauc18, error, primaryChanges, state.script.isHeld};
-        });
+    const std::lock_guard lock(mutex);
+    edition = Edition::Rauc18;
+    failure = reason;
+    activates = isActivated;
 }
 
-void ScriptedRauc::HoldInstallation()
+void ScriptedRauc::HoldInstallation(std::size_t steps)
 {
-    service->With([](ScriptedRaucService& state) { state.script.isHeld = true; });
+    const std::lock_guard lock(mutex);
+    heldAt = steps;
 }
 
 void ScriptedRauc::ReleaseInstallation()
 {
-    service->With(
-        [](ScriptedRaucService& state)
-        {
-            state.script.isHeld = false;
-            state.ReleaseInstallation();
-        });
-}
-
-bool ScriptedRauc::IsBusy() const
-{
-    return service->With([](ScriptedRaucService& state) { return state.isBusy; });
+    const std::lock_guard lock(mutex);
+    if (const auto bundle = std::exchange(heldInstallation, std::nullopt))
+    {
+        FinishInstallation(*bundle);
+    }
+    heldAt.reset();
 }
 
 void ScriptedRauc::Vanish()
 {
-    service->Vanish();
+    std::unique_ptr<BusPeer> gone;
+    {
+        const std::lock_guard lock(mutex);
+        gone = std::move(peer);
+        isEnding = true;
+        isBusy = false;
+        heldInstallation.reset();
+    }
+    changed.notify_all();
 }
 
 void ScriptedRauc::Start()
 {
-    service->Start();
+    const std::lock_guard lock(mutex);
+    operation = "idle";
+    lastError.clear();
+    progress = {0, "", 0};
+    isEnding = false;
+    peer = std::make_unique<BusPeer>(busAddress, "de.pengutronix.rauc",
+                                     [this](const BusMessage& message) { Handle(message); });
+    EmitProperties(
+        [this](BusWriter& entries)
+        { entries.TextEntry("BootSlot", GetBootedSlot().GetName()).TextEntry("Compatible", "Controller"); });
 }
 
 void ScriptedRauc::Restart(const String& slotName)
 {
-    service->Vanish();
-    service->With([&slotName](ScriptedRaucService& state)
-                  { state.Boot(slotName.empty() ? state.primary : slotName); });
-    service->Start();
+    Vanish();
+    {
+        const std::lock_guard lock(mutex);
+        primary = slotName.empty() ? primary : slotName;
+        for (ScriptedSlot& slot : slots)
+        {
+            slot.Set("state", slot.GetName() == primary ? "booted" : "inactive");
+        }
+    }
+    Start();
 }
 
 void ScriptedRauc::SetAnswer(const String& member, Answer answer)
 {
-    service->With([&](ScriptedRaucService& state) { state.answers[member] = std::move(answer); });
+    const std::lock_guard lock(mutex);
+    answers[member] = std::move(answer);
 }
 
 void ScriptedRauc::SetNormalAnswer(const String& member)
 {
-    service->With([&](ScriptedRaucService& state) { state.answers.erase(member); });
+    const std::lock_guard lock(mutex);
+    answers.erase(member);
 }
 
 void ScriptedRauc::EmitProgress(std::int32_t percentage, const String& message, std::int32_t nestingDepth)
 {
-    service->With(
-        [&](ScriptedRaucService& state) {
-            state.SetProgress({percentage, message, nestingDepth});
-        });
+    const std::lock_guard lock(mutex);
+    progress = {percentage, message, nestingDepth};
+    EmitProperties([this](BusWriter& entries)
+                   { entries.Entry("Progress", "(isi)", ProgressContent(progress)); });
 }
 
 void ScriptedRauc::EmitLastError(const String& message)
 {
-    service->With([&](ScriptedRaucService& state) { state.SetLastError(message); });
+    const std::lock_guard lock(mutex);
+    lastError = message;
+    EmitProperties([&](BusWriter& entries) { entries.TextEntry("LastError", message); });
 }
 
-void ScriptedRauc::EmitOperation(const String& operation)
+void ScriptedRauc::EmitOperation(const String& newOperation)
 {
-    service->With([&](ScriptedRaucService& state) { state.SetOperation(operation); });
+    const std::lock_guard lock(mutex);
+    // A property that keeps its value is not announced.
+    if (std::exchange(operation, newOperation) != newOperation)
+    {
+        EmitProperties([&](BusWriter& entries) { entries.TextEntry("Operation", newOperation); });
+    }
 }
 
 void ScriptedRauc::EmitCompleted(std::int32_t returnCode)
 {
-    service->With([&](ScriptedRaucService& state) { state.EmitCompleted(returnCode); });
+    Send(BusMessage::Signal(ObjectPath, Installer, "Completed")
+             .With([&](BusWriter& writer) { writer.Int32(returnCode); }));
+}
+
+void ScriptedRauc::EmitProperties(const BusWriter::Write& entries, const String& interfaceName)
+{
+    Send(BusMessage::Signal(ObjectPath, Properties, "PropertiesChanged")
+             .With([&](BusWriter& writer)
+                   { writer.Text(interfaceName).Array("{sv}", entries).Array("s", [](BusWriter&) {}); }));
 }
 
 void ScriptedRauc::EmitForeignProperty(const String& interfaceName, const String& propertyName,
                                        const String& value)
 {
-    service->With([&](ScriptedRaucService& state)
-                  { state.EmitTextProperty(interfaceName, propertyName, value); });
+    EmitProperties([&](BusWriter& entries) { entries.TextEntry(propertyName, value); }, interfaceName);
 }
 
 void ScriptedRauc::EmitSignal(const String& interfaceName, const String& signalName)
 {
-    service->With([&](ScriptedRaucService& state) { state.EmitSignal(interfaceName, signalName); });
+    Send(BusMessage::Signal(ObjectPath, interfaceName, signalName));
 }
 
-std::vector<ScriptedRauc::Call> ScriptedRauc::GetCalls() const
+std::vector<ScriptedCall> ScriptedRauc::GetCalls()
 {
-    return service->With([](ScriptedRaucService& state) { return state.calls; });
+    const std::lock_guard lock(mutex);
+    return calls;
 }
 
-std::vector<ScriptedRauc::Call> ScriptedRauc::GetPropertyCalls() const
+std::vector<ScriptedCall> ScriptedRauc::GetPropertyCalls()
 {
-    return service->With([](ScriptedRaucService& state) { return state.propertyCalls; });
+    const std::lock_guard lock(mutex);
+    return propertyCalls;
 }
 
 void ScriptedRauc::ClearCalls()
 {
-    service->With(
-        [](ScriptedRaucService& state)
-        {
-            state.calls.clear();
-            state.propertyCalls.clear();
-        });
+    const std::lock_guard lock(mutex);
+    calls.clear();
+    propertyCalls.clear();
 }
 
-bool ScriptedRauc::WaitForCalls(const String& member, std::size_t count,
-                                std::chrono::milliseconds deadline) const
+bool ScriptedRauc::WaitForCalls(const String& member, std::size_t count, std::chrono::milliseconds deadline)
 {
-    return service->WaitForCalls(member, count, deadline);
+    std::unique_lock lock(mutex);
+    const auto hasCalls = [&](const std::vector<Call>& received)
+    { return static_cast<std::size_t>(std::ranges::count(received, member, &Call::member)) >= count; };
+    return changed.wait_for(lock, deadline, [&] { return hasCalls(calls) || hasCalls(propertyCalls); });
+}
+
+BusWriter::Write ScriptedRauc::ProgressContent(const RaucProgressStep& step)
+{
+    return [step](BusWriter& writer)
+    {
+        writer.Struct([&step](BusWriter& members)
+                      { members.Int32(step.percentage).Text(step.message).Int32(step.nestingDepth); });
+    };
+}
+
+void ScriptedRauc::Send(const BusMessage& message)
+{
+    const std::lock_guard lock(mutex);
+    if (peer != nullptr)
+    {
+        peer->Send(message);
+    }
+}
+
+ScriptedSlot* ScriptedRauc::FindSlot(const String& key, const String& text)
+{
+    const auto found =
+        std::ranges::find_if(slots, [&](const ScriptedSlot& slot) { return slot.GetText(key) == text; });
+    return found == slots.end() ? nullptr : &*found;
 }
 
 } // namespace Zel::Tests::Support

@@ -44,12 +44,6 @@ ScriptedSlot& ScriptedSlot::Set(const String& key, Value value)
     return *this;
 }
 
-ScriptedSlot& ScriptedSlot::Remove(const String& key)
-{
-    std::erase_if(values, [&key](const auto& entry) { return entry.first == key; });
-    return *this;
-}
-
 String ScriptedSlot::GetText(const String& key) const
 {
     const auto found = std::ranges::find(values, key, &std::pair<String, Value>::first);

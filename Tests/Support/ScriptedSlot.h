@@ -23,7 +23,6 @@ public:
     ScriptedSlot& Written(const String& version, const String& sha256 = DefaultSha256);
 
     ScriptedSlot& Set(const String& key, Value value);
-    ScriptedSlot& Remove(const String& key);
 
     /// Returns the text at `key`, empty when there is none.
     [[nodiscard]] String GetText(const String& key) const;

@@ -5,11 +5,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <future>
 #include <limits>
-#include <mutex>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -22,40 +23,31 @@ namespace
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 using testing::ElementsAre;
-using testing::UnorderedElementsAre;
 
 constexpr long long Never = 3'600'000;
-
-/// A delay whose low 32 bits are 0: due at once for the thread, in 49.7 days by the scheduled time.
-constexpr long long WrappingDelay = 1LL << 32;
-
-/// Blocks a task until it is opened.
-class Gate
-{
-public:
-    void Pass()
-    {
-        reached.set_value();
-        opened.get_future().wait();
-    }
-
-    void WaitUntilReached() { reached.get_future().wait(); }
-
-    void Open() { opened.set_value(); }
-
-private:
-    std::promise<void> reached;
-    std::promise<void> opened;
-};
 
 class ScheduledExecutorServiceTest : public testing::Test
 {
 protected:
-    [[nodiscard]] std::vector<String> GetLog() const { return log->GetLinesOf("ScheduledExecutorService"); }
+    /// Schedules a task that tells when it runs and waits until it may end.
+    void ScheduleBlocked()
+    {
+        const auto task = [this]
+        {
+            reached.set_value();
+            opened.get_future().wait();
+            ended = true;
+        };
+        ASSERT_TRUE(executor->Schedule("blocked", 0, task));
+        reached.get_future().wait();
+    }
 
     [[nodiscard]] static String Line(const String& text) { return "debug ScheduledExecutorService: " + text; }
 
     const Tests::Support::RecordingLog log;
+    std::promise<void> reached;
+    std::promise<void> opened;
+    std::atomic<bool> ended = false;
     std::optional<ScheduledExecutorService> executor{std::in_place};
 };
 
@@ -66,128 +58,95 @@ TEST_F(ScheduledExecutorServiceTest, RunsTheTaskOnceNotBeforeItsDelay)
     ASSERT_TRUE(executor->Schedule("T", 150, [&] { ran.set_value(Clock::now()); }));
     EXPECT_GE(executor->GetScheduledTime(), begin + 150ms);
     EXPECT_LE(executor->GetScheduledTime(), Clock::now() + 150ms);
-
     EXPECT_GE(ran.get_future().get(), begin + 150ms);
     executor.reset();
-    EXPECT_THAT(GetLog(), ElementsAre(Line("Timer 'T' is running."), Line("Execute task 'T'.")));
+    EXPECT_THAT(log->GetLinesOf("ScheduledExecutorService"),
+                ElementsAre(Line("Timer 'T' is running."), Line("Execute task 'T'.")));
 }
 
-TEST_F(ScheduledExecutorServiceTest, CancelInterruptsAWaitingTaskAndAnotherMayFollow)
+TEST_F(ScheduledExecutorServiceTest, NoOrderOfOperationsRunsATaskThatWasReplacedOrTwoTogetherOrOneAfterTheEnd)
+{
+    // Every sequence of four, and then the end.
+    for (int sequence = 0; sequence < 625; ++sequence)
+    {
+        std::atomic<int> running = 0;
+        std::atomic<bool> isQuiet = false;
+        auto tested = std::make_unique<ScheduledExecutorService>();
+        auto& executor = *tested;
+        const auto late = [] { ADD_FAILURE() << "a task ran too early"; };
+        const auto run = [&] { EXPECT_TRUE(++running == 1 && !isQuiet && --running == 0); };
+        const auto runAndFollow = [&]
+        {
+            run();
+            static_cast<void>(executor.Schedule("successor", Never, late));
+        };
+        const auto cancelAndRun = [&]
+        {
+            // Refused while another thread schedules or cancels.
+            static_cast<void>(executor.Schedule("cancelled", 0, late));
+            executor.Cancel();
+            run();
+        };
+        for (int step = 0, rest = sequence; step < 4; ++step, rest /= 5)
+        {
+            isQuiet = false;
+            const std::array<ScheduledExecutorService::Task, 4> tasks = {late, run, runAndFollow,
+                                                                         cancelAndRun};
+            if (const auto task = static_cast<std::size_t>(rest % 5); task < tasks.size())
+            {
+                EXPECT_TRUE(executor.Schedule("task", task == 0 ? Never : 0, tasks[task]));
+                continue;
+            }
+            executor.Cancel();
+            isQuiet = true;
+        }
+        tested.reset();
+        EXPECT_EQ(running, 0);
+    }
+}
+
+TEST_F(ScheduledExecutorServiceTest, CancelInterruptsAWaitingTaskAndWaitsForARunningOne)
 {
     ASSERT_TRUE(executor->Schedule("T", Never, [] { ADD_FAILURE() << "the task ran"; }));
     ASSERT_TRUE(log->WaitForLine(Line("Timer 'T' is running.")));
+    const auto begin = Clock::now();
     executor->Cancel();
-    executor->Cancel();
-    EXPECT_THAT(GetLog(),
-                ElementsAre(Line("Timer 'T' is running."), Line("Timer 'T' has been interrupted.")));
+    EXPECT_LT(Clock::now() - begin, 5s);
+    EXPECT_EQ(log->GetLines().back(), Line("Timer 'T' has been interrupted."));
 
-    std::promise<void> ran;
-    ASSERT_TRUE(executor->Schedule("U", 1, [&] { ran.set_value(); }));
-    ran.get_future().wait();
-}
-
-TEST_F(ScheduledExecutorServiceTest, CancelWaitsForARunningTask)
-{
-    Gate gate;
-    std::atomic<bool> ended = false;
-    ASSERT_TRUE(executor->Schedule("T", 0,
-                                   [&]
-                                   {
-                                       gate.Pass();
-                                       ended = true;
-                                   }));
-    gate.WaitUntilReached();
+    ScheduleBlocked();
     auto cancelled = std::async(std::launch::async, [&] { executor->Cancel(); });
     EXPECT_EQ(cancelled.wait_for(50ms), std::future_status::timeout);
-    gate.Open();
+    opened.set_value();
     cancelled.wait();
     EXPECT_TRUE(ended);
 }
 
-TEST_F(ScheduledExecutorServiceTest, AReplacedTaskNeverRuns)
-{
-    std::promise<void> ran;
-    ASSERT_TRUE(executor->Schedule("old", 100, [] { ADD_FAILURE() << "the replaced task ran"; }));
-    ASSERT_TRUE(executor->Schedule("new", 1, [&] { ran.set_value(); }));
-    ran.get_future().wait();
-    executor.reset();
-    EXPECT_THAT(GetLog(), UnorderedElementsAre(Line("Timer 'old' is running."),
-                                               Line("Timer 'old' has been interrupted."),
-                                               Line("Timer 'new' is running."), Line("Execute task 'new'.")));
-}
-
 TEST_F(ScheduledExecutorServiceTest, TheDestructorWaitsForAReplacedRunThatIsInItsTask)
 {
-    Gate gate;
-    std::atomic<bool> ended = false;
-    ASSERT_TRUE(executor->Schedule("old", 0,
-                                   [&]
-                                   {
-                                       gate.Pass();
-                                       ended = true;
-                                   }));
-    gate.WaitUntilReached();
+    ScheduleBlocked();
     ASSERT_TRUE(executor->Schedule("new", 0, [&] { EXPECT_TRUE(ended) << "two tasks ran together"; }));
     auto destroyed = std::async(std::launch::async, [&] { executor.reset(); });
     EXPECT_EQ(destroyed.wait_for(50ms), std::future_status::timeout);
-    gate.Open();
+    opened.set_value();
     destroyed.wait();
     EXPECT_TRUE(ended);
 }
 
-TEST_F(ScheduledExecutorServiceTest, TheDestructorWakesEveryWaitingRun)
-{
-    for (int i = 0; i < 20; ++i)
-    {
-        ASSERT_TRUE(executor->Schedule("T", Never, [] { ADD_FAILURE() << "a task ran"; }));
-    }
-    const auto begin = Clock::now();
-    executor.reset();
-    EXPECT_LT(Clock::now() - begin, 5s);
-}
-
-TEST_F(ScheduledExecutorServiceTest, ATaskMayScheduleItsSuccessor)
-{
-    std::promise<void> ran;
-    bool accepted = false;
-    ASSERT_TRUE(executor->Schedule(
-        "first", 0, [&] { accepted = executor->Schedule("second", 0, [&] { ran.set_value(); }); }));
-    ran.get_future().wait();
-    EXPECT_TRUE(accepted);
-}
-
-TEST_F(ScheduledExecutorServiceTest, ATaskMayCancelWhichTakesBackItsSuccessorOnly)
-{
-    std::promise<void> ended;
-    ASSERT_TRUE(executor->Schedule("first", 0,
-                                   [&]
-                                   {
-                                       executor->Cancel();
-                                       EXPECT_TRUE(executor->Schedule("second", 0, [] { FAIL(); }));
-                                       executor->Cancel();
-                                       ended.set_value();
-                                   }));
-    ended.get_future().wait();
-    ASSERT_TRUE(log->WaitForLine(Line("Timer 'second' has been interrupted.")));
-}
-
 TEST_F(ScheduledExecutorServiceTest, ATaskThatIsWaitedForSchedulesNothingMore)
 {
-    Gate gate;
-    ASSERT_TRUE(executor->Schedule("T", 0,
-                                   [&]
-                                   {
-                                       gate.Pass();
-                                       while (executor->Schedule("next", Never, [] {}))
-                                       {
-                                           std::this_thread::sleep_for(1ms);
-                                       }
-                                   }));
-    gate.WaitUntilReached();
-    auto cancelled = std::async(std::launch::async, [&] { executor->Cancel(); });
-    gate.Open();
-    ASSERT_EQ(cancelled.wait_for(30s), std::future_status::ready);
-    ASSERT_TRUE(executor->Schedule("after", Never, [] {}));
+    const auto task = [&]
+    {
+        reached.set_value();
+        while (executor->Schedule("next", Never, [] {}))
+        {
+            std::this_thread::yield();
+        }
+    };
+    ASSERT_TRUE(executor->Schedule("T", 0, task));
+    reached.get_future().wait();
+    executor->Cancel();
+    EXPECT_TRUE(executor->Schedule("after", Never, [] {}));
 }
 
 TEST_F(ScheduledExecutorServiceTest, AnExceptionOfTheTaskEndsItsThreadAndIsLogged)
@@ -196,19 +155,13 @@ TEST_F(ScheduledExecutorServiceTest, AnExceptionOfTheTaskEndsItsThreadAndIsLogge
     ASSERT_TRUE(log->WaitForLine("error Thread: Thread 'T' ended by an exception: broken"));
     ASSERT_TRUE(executor->Schedule("empty", 0, nullptr));
     ASSERT_TRUE(log->WaitForLine("error Thread: Thread 'empty' ended by an exception: bad_function_call"));
-    executor.reset();
 }
 
-TEST_F(ScheduledExecutorServiceTest, TheThreadWaitsForTheLowBitsOfTheDelayOnly)
+TEST_F(ScheduledExecutorServiceTest, TheThreadWaitsForTheLowBitsOfADelayThatIsKeptAsFarAsTheClockGoes)
 {
-    std::promise<void> ran;
-    ASSERT_TRUE(executor->Schedule("T", WrappingDelay, [&] { ran.set_value(); }));
+    ASSERT_TRUE(executor->Schedule("T", 1LL << 32, [&] { reached.set_value(); }));
     EXPECT_GT(executor->GetScheduledTime(), Clock::now() + std::chrono::hours(24 * 49));
-    ran.get_future().wait();
-}
-
-TEST_F(ScheduledExecutorServiceTest, ADelayBeyondTheClockIsCut)
-{
+    reached.get_future().wait();
     ASSERT_TRUE(executor->Schedule("T", std::numeric_limits<long long>::max(), [] { FAIL(); }));
     EXPECT_GT(executor->GetScheduledTime(), Clock::now() + std::chrono::hours(24 * 365 * 200));
 }

@@ -1,20 +1,25 @@
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusConnection.h"
 
 #include "RaucBusTest.h"
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusCallGate.h"
+#include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
 
+#include <array>
 #include <atomic>
+#include <functional>
 #include <future>
+#include <mutex>
 #include <thread>
 #include <utility>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
-
 namespace
 {
 
-using std::chrono::milliseconds;
+using namespace std::chrono_literals;
+using System::Commons::Delegate;
 
 class DesktopBusConnectionTest : public RaucBusTest
 {
@@ -22,272 +27,328 @@ protected:
     /// A call that RAUC answers with one string.
     static DesktopBusMessage GetPrimary() { return DesktopBusManager::CreateRaucMessage("GetPrimary"); }
 
-    [[nodiscard]] Lines GetConnectionLines() const { return log->GetLinesOf("DesktopBusConnection"); }
-
-    /// Whether a call of another thread gets through within `limit`.
-    bool CanOthersCall(milliseconds limit)
-    {
-        auto result = std::async(std::launch::async, [this] { return CallOnce(); });
-        const bool isThrough = result.wait_for(limit) == std::future_status::ready;
-        others.push_back(std::move(result));
-        return isThrough;
-    }
-
     bool CallOnce()
     {
         RaucOperationProperty operation;
         return operation.SendMessage(connection, false);
     }
 
+    /// Whether a call of another thread gets through within `limit`.
+    bool CanOthersCall(std::chrono::milliseconds limit)
+    {
+        others.push_back(std::async(std::launch::async, [this] { return CallOnce(); }));
+        return others.back().wait_for(limit) == std::future_status::ready;
+    }
+
+    /// Does something without a pause, for as long as it lives.
+    static std::jthread Repeat(const std::function<void()>& work)
+    {
+        return std::jthread(
+            [work](const std::stop_token& stop)
+            {
+                while (!stop.stop_requested())
+                {
+                    work();
+                }
+            });
+    }
+
+    void SetUp() override { RaucCompletedSignal::OnCompleted.Add(handler); }
+
+    void TearDown() override
+    {
+        connection.Close();
+        RaucCompletedSignal::OnCompleted.Remove(handler);
+    }
+
+    void Handle(const RaucCompletedSignal& /*signal*/)
+    {
+        if (const auto once = std::exchange(onCompleted, nullptr))
+        {
+            once();
+        }
+    }
+
     DesktopBusConnection connection;
+    /// What the next "Completed" is handled with.
+    std::function<void()> onCompleted;
+    const Delegate<const RaucCompletedSignal&> handler =
+        Delegate<const RaucCompletedSignal&>::Bind<&DesktopBusConnectionTest::Handle>(this);
     /// Last, to be waited for first.
     std::vector<std::future<bool>> others;
 };
 
-TEST_F(DesktopBusConnectionTest, OpenAndCloseTellWhatTheyDo)
-{
-    const String rauc = "de.pengutronix.rauc.Installer";
-    const String properties = "org.freedesktop.DBus.Properties";
-    const String prefix = " DesktopBusConnection: ";
-    ASSERT_TRUE(connection.Open());
-    EXPECT_EQ(GetConnectionLines(),
-              (Lines{"debug" + prefix + "Open", "debug" + prefix + "StartListenForSignals",
-                     "debug" + prefix + "ListenForSignal: " + rauc,
-                     "trace" + prefix + "Listen on DBUS signal " + rauc,
-                     "debug" + prefix + "ListenForSignal: " + properties,
-                     "trace" + prefix + "Listen on DBUS signal " + properties}));
-    log->Clear();
-    EXPECT_TRUE(connection.Open());
-    EXPECT_EQ(GetConnectionLines(), Lines{"debug" + prefix + "Already listening for DBUS signals."});
-    log->Clear();
-    connection.Close();
-    EXPECT_EQ(GetConnectionLines(),
-              (Lines{"debug" + prefix + "Close", "debug" + prefix + "UnlistenForSignal: " + properties,
-                     "debug" + prefix + "Unlisten on DBUS signal " + properties,
-                     "debug" + prefix + "UnlistenForSignal: " + rauc,
-                     "debug" + prefix + "Unlisten on DBUS signal " + rauc,
-                     "debug" + prefix + "StopListenForSignals"}));
-    log->Clear();
-    connection.Close();
-    EXPECT_EQ(GetConnectionLines(), Lines());
-}
-
-TEST_F(DesktopBusConnectionTest, StoppedListeningLeavesSignalsToTheNextStart)
-{
-    ASSERT_TRUE(connection.Open());
-    EXPECT_TRUE(connection.StopListenForSignals());
-    rauc.EmitCompleted(4);
-    EXPECT_TRUE(CallOnce());
-    connection.ReadSignals();
-    EXPECT_EQ(received.GetLines(), Lines());
-    EXPECT_TRUE(connection.StartListenForSignals());
-    EXPECT_TRUE(connection.StartListenForSignals());
-    EXPECT_TRUE(received.WaitFor("Completed 4"));
-}
-
-TEST_F(DesktopBusConnectionTest, SignalsAreReadInOneRunUpToAMessageOfAnotherKind)
-{
-    ASSERT_TRUE(connection.Open());
-    // A reply that nobody takes stands between the signals.
-    rauc.EmitCompleted(1);
-    rauc.EmitLastError("text");
-    rauc.EmitSignal("de.pengutronix.rauc.Installer", "Unrelated");
-    static_cast<void>(connection.SendMessageWithReplyAsync(GetPrimary()));
-    ASSERT_TRUE(rauc.WaitForCalls("GetPrimary"));
-    rauc.EmitCompleted(2);
-    ASSERT_TRUE(received.WaitFor("Completed 2"));
-    EXPECT_EQ(received.GetLines(), (Lines{"Completed 1", "LastError text", "Completed 2"}));
-    Lines course;
-    for (const auto& line : log->GetLines())
-    {
-        if (line.ends_with("There is no available signal.") || line.ends_with("Listerner got signal."))
-        {
-            course.push_back(line);
-        }
-    }
-    const String got = "trace DesktopBusConnection: Listerner got signal.";
-    const String none = "trace DesktopBusConnection: There is no available signal.";
-    course.erase(course.begin(), std::ranges::find(course, got));
-    ASSERT_GE(course.size(), 5U);
-    EXPECT_EQ(Lines(course.begin(), course.begin() + 5), (Lines{got, got, got, none, got}));
-}
-
-TEST_F(DesktopBusConnectionTest, MatchRulesOfBadNamesAndOnClosedConnectionsAreRefused)
-{
-    EXPECT_FALSE(connection.ListenForSignal("a.b"));
-    EXPECT_FALSE(connection.UnlistenForSignal("a.b"));
-    ASSERT_TRUE(connection.Open());
-    EXPECT_FALSE(connection.ListenForSignal("a.b',member='C\xFF"));
-    EXPECT_FALSE(connection.UnlistenForSignal("a.b"));
-    EXPECT_EQ(GetErrors(),
-              (Lines{"error DesktopBusConnection: Add signal error Connection is closed",
-                     "error DesktopBusConnection: Remove signal error Connection is closed",
-                     "error DesktopBusConnection: Add signal error The interface name is not valid",
-                     "error DesktopBusConnection: Remove signal error The given match rule wasn't found and "
-                     "can't be removed"}));
-}
-
-TEST_F(DesktopBusConnectionTest, NothingUnsetReachesLibdbus)
+TEST_F(DesktopBusConnectionTest, NothingUnsetAndNoBadNameReachesLibdbus)
 {
     EXPECT_FALSE(connection.SendMessageAsync(GetPrimary()));
     EXPECT_FALSE(connection.SendMessageWithReplyAsync(GetPrimary()).IsSet());
     EXPECT_FALSE(connection.GetReply(DesktopBusPendingCall(nullptr)).IsSet());
     connection.ReadSignals();
-    ASSERT_TRUE(connection.Open());
+    connection.Close();
+    EXPECT_FALSE(connection.ListenForSignal("a.b") || connection.UnlistenForSignal("a.b"));
+    ASSERT_TRUE(connection.Open() && connection.Open());
     EXPECT_FALSE(connection.SendMessageAsync(DesktopBusMessage()));
     EXPECT_FALSE(connection.SendMessageWithReplyAsync(DesktopBusMessage()).IsSet());
-    EXPECT_EQ(GetErrors(), (Lines{"error DesktopBusConnection: Out of mem dbus error.",
-                                  "error DesktopBusConnection: Out of mem dbus error."}));
-    EXPECT_TRUE(CallOnce());
-    EXPECT_TRUE(connection.SendMessageAsync(GetPrimary()));
-    EXPECT_TRUE(rauc.WaitForCalls("GetPrimary"));
+    EXPECT_FALSE(connection.ListenForSignal("a.b',member='C\xFF") || connection.UnlistenForSignal("a.b"));
+    const String prefix = "error DesktopBusConnection: ";
+    EXPECT_EQ(GetErrors(),
+              (Lines{prefix + "Out of mem dbus error.", prefix + "Add signal error Connection is closed",
+                     prefix + "Remove signal error Connection is closed", prefix + "Out of mem dbus error.",
+                     prefix + "Add signal error The interface name is not valid",
+                     prefix + "Remove signal error The given match rule wasn't found and can't be removed"}));
+    EXPECT_TRUE(CallOnce() && connection.SendMessageAsync(GetPrimary()));
+    EXPECT_TRUE(RaucInstallMethod("/bundle").SendMessage(connection, false));
+    EXPECT_TRUE(rauc.WaitForCalls("GetPrimary") && rauc.WaitForCalls("Install"));
 }
 
-TEST_F(DesktopBusConnectionTest, AReplyIsTakenOnceAndByAMovedPendingCallToo)
+TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOnceOrDropped)
 {
     ASSERT_TRUE(connection.Open());
     auto sent = connection.SendMessageWithReplyAsync(GetPrimary());
-    const auto moved = std::move(sent);
+    const auto first = std::move(sent);
     // What is moved is unset, which is tested here.
     // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_FALSE(connection.GetReply(sent).IsSet());
-    EXPECT_EQ(connection.GetReply(moved).ReadFields().at(0).GetString(), "rootfs.0");
-    EXPECT_FALSE(connection.GetReply(moved).IsSet());
-    EXPECT_TRUE(CanOthersCall(std::chrono::seconds(10)));
-}
-
-TEST_F(DesktopBusConnectionTest, AThreadMayQueueTwoCallsBeforeItTakesTheFirstReply)
-{
-    ASSERT_TRUE(connection.Open());
-    const auto first = connection.SendMessageWithReplyAsync(GetPrimary());
-    const auto second = connection.SendMessageWithReplyAsync(GetPrimary());
-    EXPECT_FALSE(CanOthersCall(milliseconds(50)));
-    EXPECT_TRUE(connection.GetReply(second).IsMethodReply());
-    connection.ReadSignals();
-    EXPECT_FALSE(CanOthersCall(milliseconds(50)));
-    EXPECT_TRUE(connection.GetReply(first).IsMethodReply());
-    EXPECT_TRUE(CanOthersCall(std::chrono::seconds(10)));
-}
-
-TEST_F(DesktopBusConnectionTest, APendingCallThatIsDroppedLetsTheOthersIn)
-{
-    ASSERT_TRUE(connection.Open());
     {
-        const auto dropped = connection.SendMessageWithReplyAsync(GetPrimary());
-        EXPECT_FALSE(CanOthersCall(milliseconds(50)));
+        const auto second = connection.SendMessageWithReplyAsync(GetPrimary());
+        auto dropped = connection.SendMessageWithReplyAsync(GetPrimary());
+        EXPECT_FALSE(CanOthersCall(50ms));
+        EXPECT_TRUE(connection.GetReply(second).IsMethodReply());
+        dropped = connection.SendMessageWithReplyAsync(GetPrimary());
     }
-    EXPECT_TRUE(CanOthersCall(std::chrono::seconds(10)));
+    connection.ReadSignals();
+    EXPECT_FALSE(CanOthersCall(50ms));
+    EXPECT_EQ(connection.GetReply(first).ReadFields().at(0).GetString(), "rootfs.0");
+    EXPECT_FALSE(connection.GetReply(first).IsSet());
+    EXPECT_TRUE(CanOthersCall(10s));
+}
+
+TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitForTheNextStart)
+{
+    ASSERT_TRUE(connection.Open());
+    EXPECT_TRUE(connection.StopListenForSignals());
+    rauc.EmitSignal("de.pengutronix.rauc.Installer", "Other");
+    rauc.EmitForeignProperty("org.example.Other", "Operation", "installing");
+    rauc.EmitSignal("de.pengutronix.rauc.Installer", "Completed");
+    rauc.EmitSignal("org.freedesktop.DBus.Properties", "PropertiesChanged");
+    // A reply that nobody takes stands between the signals.
+    static_cast<void>(connection.SendMessageWithReplyAsync(GetPrimary()));
+    ASSERT_TRUE(rauc.WaitForCalls("GetPrimary"));
+    rauc.EmitCompleted(2);
+    EXPECT_TRUE(CallOnce());
+    connection.ReadSignals();
+    EXPECT_EQ(received.GetLines(), Lines());
+    log->Clear();
+    EXPECT_TRUE(connection.StartListenForSignals());
+    ASSERT_TRUE(received.WaitFor("Completed 2"));
+    EXPECT_EQ(received.GetLines(), Lines{"Completed 2"});
+    const String name = "DesktopBusConnection: ";
+    const String got = "trace " + name + "Listerner got signal.";
+    const String changed = "trace " + name + "Got PropertiesChanged signal.";
+    const String notChanged = "error " + name + "Failed to notify PropertiesChangedSignal";
+    Lines course = log->GetLinesOf("DesktopBusConnection");
+    course.resize(14);
+    EXPECT_EQ(course,
+              (Lines{"debug " + name + "StartListenForSignals", got,
+                     "debug " + name +
+                         "Ignore signal: Path=/; interface=de.pengutronix.rauc.Installer; member=Other",
+                     got, changed, notChanged, got, "trace " + name + "Got RaucCompletedSignal signal.",
+                     "error " + name + "Failed to notify RaucCompletedSignal", got, changed, notChanged,
+                     "trace " + name + "There is no available signal.", got}));
 }
 
 TEST_F(DesktopBusConnectionTest, AListenerLeavesItsSignalsToTheNextRunWhileACallIsUnderWay)
 {
     ASSERT_TRUE(connection.Open());
-    rauc.SetAnswer("Operation", Answer::Late(std::chrono::seconds(2)));
+    rauc.SetAnswer("Operation", Answer::Late(2s));
     auto call = std::async(std::launch::async, [this] { return CallOnce(); });
     ASSERT_TRUE(rauc.WaitForCalls("Get"));
     const auto start = std::chrono::steady_clock::now();
     connection.ReadSignals();
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
     EXPECT_TRUE(call.get());
     rauc.EmitCompleted(1);
     EXPECT_TRUE(received.WaitFor("Completed 1"));
 }
 
-TEST_F(DesktopBusConnectionTest, NoReplyOf100000CallsIsLostToAListenerThatRunsEveryMillisecond)
+TEST_F(DesktopBusConnectionTest, FourCallersAMatchChangerAndAHotListenerLoseNoReplyAndNoSignal)
 {
     ASSERT_TRUE(connection.Open());
-    // Counting what is lost needs no log, which would take most of the time.
-    const Tests::Support::RecordingLog quiet(LogLevel::Error);
-    constexpr int Calls = 100'000;
-    std::atomic<bool> isEnding = false;
-    std::atomic<int> runs = 0;
-    std::thread listener(
-        [&]
-        {
-            while (!isEnding)
-            {
-                connection.ReadSignals();
-                ++runs;
-                std::this_thread::sleep_for(milliseconds(1));
-            }
-        });
-    int replies = 0;
-    // A lost reply costs libdbus's timeout: the first one is enough.
-    for (bool isLost = false; !isLost && replies < Calls;)
-    {
-        isLost = !connection.GetReply(connection.SendMessageWithReplyAsync(GetPrimary())).IsMethodReply();
-        replies += isLost ? 0 : 1;
-    }
-    isEnding = true;
-    listener.join();
-    EXPECT_EQ(replies, Calls);
-    EXPECT_GT(runs, 1000);
-    EXPECT_EQ(GetErrors(), Lines());
-}
-
-TEST_F(DesktopBusConnectionTest, TheBusAnswersToMatchRulesAreNotLostToAHotListener)
-{
-    ASSERT_TRUE(connection.Open());
-    std::atomic<bool> isEnding = false;
-    std::thread listener(
-        [&]
-        {
-            while (!isEnding)
-            {
-                connection.ReadSignals();
-            }
-        });
-    bool isAnswered = true;
-    for (int change = 0; isAnswered && change < 500; ++change)
-    {
-        isAnswered = connection.ListenForSignal("a.b") && connection.UnlistenForSignal("a.b");
-    }
-    isEnding = true;
-    listener.join();
-    EXPECT_TRUE(isAnswered);
-}
-
-TEST_F(DesktopBusConnectionTest, FourCallersAndAHotListenerLoseNoReplyAndNoSignal)
-{
-    ASSERT_TRUE(connection.Open());
-    const Tests::Support::RecordingLog quiet(LogLevel::Error);
-    constexpr int Calls = 2'000;
+    const RecordingLog quiet(LogLevel::Error);
+    constexpr int Calls = 8'000;
+    constexpr int Signals = 1'000;
     std::atomic<int> replies = 0;
-    std::atomic<int> callers = 4;
-    std::vector<std::thread> threads;
-    threads.reserve(4);
-    for (int caller = 0; caller < 4; ++caller)
+    std::atomic<int> lost = 0;
+    const auto call = [&]
     {
-        threads.emplace_back(
-            [&]
-            {
-                for (int call = 0; call < Calls; ++call)
-                {
-                    const auto pending = connection.SendMessageWithReplyAsync(GetPrimary());
-                    replies += connection.GetReply(pending).IsMethodReply() ? 1 : 0;
-                }
-                --callers;
-            });
-    }
-    int emitted = 0;
-    while (callers > 0)
+        // A lost reply costs libdbus's timeout: the first one is enough.
+        const bool isLost =
+            lost == 0 &&
+            !connection.GetReply(connection.SendMessageWithReplyAsync(GetPrimary())).IsMethodReply();
+        ++(isLost ? lost : replies);
+    };
     {
-        if (emitted < 1000)
+        const std::array threads = {Repeat(call), Repeat(call), Repeat(call), Repeat(call),
+                                    Repeat([this] { connection.ReadSignals(); })};
+        for (int emitted = 0; emitted < Signals || replies < Calls; ++emitted)
         {
-            rauc.EmitProgress(emitted++, "x", 1);
+            if (emitted < Signals)
+            {
+                rauc.EmitProgress(emitted, "x", 1);
+            }
+            ASSERT_TRUE(connection.ListenForSignal("a.b") && connection.UnlistenForSignal("a.b"));
         }
-        connection.ReadSignals();
-    }
-    for (auto& thread : threads)
-    {
-        thread.join();
     }
     rauc.EmitCompleted(0);
     EXPECT_TRUE(received.WaitFor("Completed 0"));
-    EXPECT_EQ(replies, 4 * Calls);
-    EXPECT_EQ(received.GetLines().size(), static_cast<std::size_t>(emitted) + 1);
+    EXPECT_EQ(lost, 0);
+    EXPECT_EQ(received.GetLines().size(), Signals + 1U);
+}
+
+TEST_F(DesktopBusConnectionTest, AHandlerMayCallRaucCloseTheConnectionAndThrow)
+{
+    const String text = "error DesktopBusConnection: Handler of a signal failed: ";
+    const std::vector<std::pair<std::function<void()>, Lines>> rows = {
+        {[&] { EXPECT_TRUE(CallOnce()); }, {}},
+        {[&] { connection.Close(); }, {}},
+        {[] { throw Exception("the disk is full"); }, {text + "the disk is full"}},
+        {[] { throw 5; }, {text + "unknown exception"}}};
+    for (const auto& [work, errors] : rows)
+    {
+        log->Clear();
+        ASSERT_TRUE(connection.Open());
+        std::promise<void> done;
+        onCompleted = [&]
+        {
+            const auto atEnd = std::shared_ptr<void>(nullptr, [&](void*) { done.set_value(); });
+            work();
+        };
+        rauc.EmitCompleted(0);
+        done.get_future().wait();
+        ASSERT_TRUE(connection.Open());
+        rauc.EmitCompleted(5);
+        ASSERT_TRUE(received.WaitFor("Completed 5"));
+        EXPECT_EQ(GetErrors(), errors);
+        received.Clear();
+    }
+}
+
+TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockThatACallerHoldsAcrossItsCall)
+{
+    ASSERT_TRUE(connection.Open());
+    std::mutex versions;
+    std::unique_lock held(versions);
+    onCompleted = [&] { const std::lock_guard lock(versions); };
+    rauc.EmitCompleted(0);
+    EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=0"));
+    EXPECT_TRUE(CallOnce());
+    held.unlock();
+    connection.Close();
+    EXPECT_EQ(onCompleted, nullptr);
+}
+
+/// The bus daemon dies under an open connection and comes back.
+class BusDeathTest : public DesktopBusConnectionTest
+{
+protected:
+    void TearDown() override
+    {
+        DesktopBusConnectionTest::TearDown();
+        bus.Kill();
+        bus.Start();
+    }
+};
+
+TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
+{
+    ASSERT_TRUE(connection.Open());
+    ASSERT_TRUE(connection.StopListenForSignals());
+    rauc.EmitCompleted(1);
+    // Its reply comes behind the signal, which is in libdbus's queue then.
+    ASSERT_TRUE(CallOnce());
+    rauc.SetAnswer("Operation", Answer::None());
+    rauc.ClearCalls();
+    auto blocked = std::async(std::launch::async, [this] { return CallOnce(); });
+    ASSERT_TRUE(rauc.WaitForCalls("Get"));
+    bus.Kill();
+    EXPECT_FALSE(blocked.get() || CallOnce() || CallOnce());
+    ASSERT_TRUE(connection.StartListenForSignals());
+    log->Clear();
+    connection.ReadSignals();
+    connection.ReadSignals();
+    EXPECT_FALSE(connection.SendMessageWithReplyAsync(GetPrimary()).IsSet());
+    EXPECT_FALSE(connection.ListenForSignal("a.b"));
+    EXPECT_EQ(GetErrors(), Lines{"error DesktopBusConnection: Add signal error Connection is closed"});
+    connection.Close();
+    EXPECT_FALSE(connection.Open());
+
+    bus.Start();
+    ScriptedRauc another(bus);
+    ASSERT_TRUE(connection.Open());
+    EXPECT_TRUE(CallOnce());
+    another.EmitCompleted(9);
+    EXPECT_TRUE(received.WaitFor("Completed 9"));
+}
+
+TEST_F(BusDeathTest, ManyDeathsUnderThreeCallersAndAHotListenerAreSurvived)
+{
+    std::atomic<int> calls = 0;
+    const auto call = [&]
+    {
+        static_cast<void>(CallOnce());
+        ++calls;
+    };
+    const auto waitForMoreCalls = [&calls]
+    {
+        for (const int enough = calls + 20; calls < enough;)
+        {
+            std::this_thread::yield();
+        }
+    };
+    for (int death = 0; death < 10; ++death)
+    {
+        ASSERT_TRUE(connection.Open());
+        {
+            const std::array threads = {Repeat(call), Repeat(call), Repeat(call),
+                                        Repeat([this] { connection.ReadSignals(); })};
+            waitForMoreCalls();
+            bus.Kill();
+            waitForMoreCalls();
+        }
+        connection.Close();
+        bus.Start();
+    }
+}
+
+TEST(DesktopBusCallGateTest, WhoGivesUpDoesNotBlockThoseBehind)
+{
+    const DesktopBusCallGate gate;
+    auto pass = gate.Enter();
+    auto givesUp = std::async(std::launch::async, [&] { return gate.TryEnter(50ms).IsHeld(); });
+    auto waits = std::async(std::launch::async, [&] { return gate.Enter().IsHeld(); });
+    EXPECT_FALSE(givesUp.get());
+    EXPECT_FALSE(gate.TryEnter(1h).IsHeld()) << "told at once, since it would wait for itself";
+    std::thread([given = std::move(pass)] {}).join();
+    ASSERT_EQ(waits.wait_for(10s), std::future_status::ready);
+}
+
+TEST(DesktopBusCallGateTest, NeitherABusyCallerNorABusyListenerShutsTheOtherOut)
+{
+    const DesktopBusCallGate gate;
+    std::atomic<int> calls = 0;
+    const std::jthread caller(
+        [&](const std::stop_token& stop)
+        {
+            for (; !stop.stop_requested(); ++calls)
+            {
+                const auto pass = gate.Enter();
+            }
+        });
+    for (int runs = 0; runs < 1000 || calls < 1000; ++runs)
+    {
+        EXPECT_TRUE(gate.TryEnter(10s).IsHeld());
+    }
 }
 
 } // namespace
-
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

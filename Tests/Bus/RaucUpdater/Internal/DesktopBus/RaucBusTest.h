@@ -18,16 +18,28 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class RaucBusTest : public testing::Test
 {
 protected:
-    using RecordedSignals = Tests::Support::RecordedSignals;
     using RecordingLog = Tests::Support::RecordingLog;
     using ScriptedRauc = Tests::Support::ScriptedRauc;
     using ScriptedSlot = Tests::Support::ScriptedSlot;
     using Answer = ScriptedRauc::Answer;
-    using Call = ScriptedRauc::Call;
     using Lines = std::vector<String>;
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
 
-    RaucBusTest();
+    RaucBusTest()
+    {
+        DesktopBusConnection connection;
+        EXPECT_TRUE(connection.Open());
+        const String isEmpty = "trace DesktopBusConnection: There is no available signal.";
+        for (int emptyRuns = 0; emptyRuns < 2;)
+        {
+            log->Clear();
+            connection.ReadSignals();
+            emptyRuns = log->GetLinesOf("DesktopBusConnection") == Lines{isEmpty} ? emptyRuns + 1 : 0;
+        }
+        connection.Close();
+        log->Clear();
+        received.Clear();
+    }
 
     /// The errors in the log.
     [[nodiscard]] Lines GetErrors() const { return log->GetLines(LogLevel::Error); }
@@ -36,7 +48,7 @@ protected:
     ScriptedRauc rauc{bus};
     const RecordingLog log;
     /// Here, so that a derived test's connection ends before it.
-    RecordedSignals received;
+    Tests::Support::RecordedSignals received;
 };
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -4,7 +4,6 @@
 #include "Zel/String.h"
 
 #include <cstdint>
-#include <utility>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
@@ -12,55 +11,36 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 /// Fields in one expression, for tables of tests.
 struct FieldBuilders
 {
-    using Fields = DesktopBusField::Fields;
+    using F = DesktopBusField;
+    using Fields = F::Fields;
 
-    template <typename Set>
-    static DesktopBusField Field(const Set& set)
+    /// A field that one of the setters has set.
+    template <auto Set, typename... Content>
+    static F Make(const Content&... content)
     {
-        DesktopBusField field;
-        set(field);
+        F field;
+        (field.*Set)(content...);
         return field;
     }
 
-    static DesktopBusField Text(const String& text)
-    {
-        return Field([&](auto& field) { field.SetString(text); });
-    }
+    static F Text(const String& text) { return Make<&F::SetString>(text); }
 
-    static DesktopBusField Boolean(bool value)
-    {
-        return Field([&](auto& field) { field.SetBoolean(value); });
-    }
+    static F Boolean(bool value) { return Make<&F::SetBoolean>(value); }
 
-    static DesktopBusField Number(std::int32_t value)
-    {
-        return Field([&](auto& field) { field.SetInt32(value); });
-    }
+    static F Number(std::int32_t value) { return Make<&F::SetInt32>(value); }
 
-    static DesktopBusField Array(const Fields& elements, const String& signature)
-    {
-        return Field([&](auto& field) { field.SetArray(elements, signature); });
-    }
+    static F Array(const Fields& elements, const String& type) { return Make<&F::SetArray>(elements, type); }
 
-    static DesktopBusField Struct(const Fields& members)
-    {
-        return Field([&](auto& field) { field.SetStruct(members); });
-    }
+    static F Struct(const Fields& members) { return Make<&F::SetStruct>(members); }
 
-    static DesktopBusField Entry(const Fields& keyAndValue)
-    {
-        return Field([&](auto& field) { field.SetDictEntry(keyAndValue); });
-    }
+    static F Entry(const Fields& keyAndValue) { return Make<&F::SetDictEntry>(keyAndValue); }
 
-    static DesktopBusField Variant(const DesktopBusField& content, const String& signature)
-    {
-        return Field([&](auto& field) { field.SetVariant(content, signature); });
-    }
+    static F Variant(const F& content, const String& type) { return Make<&F::SetVariant>(content, type); }
 
     /// An entry of a dictionary of signature "a{sv}".
-    static DesktopBusField Entry(const String& key, const DesktopBusField& content, const String& signature)
+    static F Entry(const String& key, const F& content, const String& type)
     {
-        return Entry({Text(key), Variant(content, signature)});
+        return Entry({Text(key), Variant(content, type)});
     }
 };
 

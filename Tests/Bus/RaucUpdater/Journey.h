@@ -1,0 +1,166 @@
+#pragma once
+
+#include "Support/ModulePlatform.h"
+#include "Support/RecordingLogSink.h"
+#include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
+#include "Zel/Services/SoftwareUpdate/ResultCode.h"
+#include "Zel/String.h"
+
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <vector>
+
+namespace Zel::Tests
+{
+
+using Lines = std::vector<String>;
+using InstallationState = Services::SoftwareUpdate::InstallationState;
+using ResultCode = Services::SoftwareUpdate::ResultCode;
+using FileType = Services::SoftwareUpdate::SoftwareVersionFileType;
+using Version = Services::SoftwareUpdate::IUpdaterModule::SoftwareVersionType;
+
+/// The device below a module, with commands and bundle options as those of the program `device`.
+class JourneyDevice
+{
+public:
+    virtual ~JourneyDevice() = default;
+
+    /// Makes a bundle and returns its path.
+    [[nodiscard]] virtual String MakeBundle(const String& version, const Lines& options) = 0;
+
+    /// Runs a command and returns what it printed.
+    virtual String Run(const String& command, const Lines& arguments) = 0;
+};
+
+class JourneyRun;
+
+/// What the operator or the device does.
+using Step = std::function<void(JourneyRun&)>;
+
+/// A row: from a device's first start to what is left in the end.
+struct Journey
+{
+    String name;
+    /// Prepares device and store before the module is created.
+    std::vector<Step> before{};
+    /// Elements of the settings document.
+    String settings{};
+    std::vector<Step> steps{};
+    /// What was told to the log, the status store, the device and the notifications, in this order: see
+    /// `JourneyRun::GetStory`. An asterisk stands for any text.
+    Lines story{};
+    InstallationState state = InstallationState::Idle;
+    bool revertible = false;
+    /// The version in the image of the slot that runs; empty where that says nothing.
+    String running{};
+    String primary = "rootfs.0";
+    /// Whether a bundle is pending.
+    bool pending = false;
+};
+
+/// Names the row where a test shows its parameter.
+inline void PrintTo(const Journey& journey, std::ostream* stream)
+{
+    *stream << journey.name;
+}
+
+/// A device's life with a module on it. Everything is for one thread.
+class JourneyRun
+{
+public:
+    JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney);
+
+    /// Runs the steps and compares with the row.
+    void Run();
+
+    void CreateModule();
+
+    /// The device restarts; its last step of the boot comes after the module's verdict.
+    void Restart();
+
+    /// Returns when every signal that RAUC has sent before was handled.
+    void Settle();
+
+    /// Returns the story since the last restart: the log up to level info, and debug of the module, without
+    /// the module's name. A call of the store is its line, progress that reached log and store alike is one
+    /// line, as in "progress 100%: Installing done.", and "~" is the module's folder.
+    [[nodiscard]] Lines GetStory() const;
+
+    [[nodiscard]] String GetVersion(FileType type, ResultCode expected = ResultCode::Ok);
+
+    JourneyDevice& device;
+    const Journey& journey;
+    Support::ModulePlatform platform;
+    Support::RecordingLog log;
+    std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule> module;
+
+private:
+    /// The device tells the version of the image that runs.
+    void ReadFacts();
+    void ExpectEnd();
+
+    Lines story;
+    int markers = 0;
+};
+
+/// \name Steps
+///@{
+/// Delivers a bundle with options of the program `device`; `message` is why not.
+Step Stage(const String& version, const Lines& options = {}, ResultCode result = ResultCode::Ok,
+           const String& message = "");
+Step Install(const String& version, ResultCode result = ResultCode::Ok, long long delayMs = 0);
+Step Revert(ResultCode result = ResultCode::Ok);
+Step Resume(ResultCode result = ResultCode::Ok);
+/// Asks for a version.
+Step Ask(FileType type, const String& version, ResultCode result = ResultCode::Ok);
+/// Expects what `GetStatus` says of the last installation.
+Step Revertible(bool isRevertible);
+/// Sets the store's record, with properties of the form "Name=value".
+Step Stored(InstallationState state, const Lines& properties, bool revertible = false);
+/// What the store refuses from now on.
+Step Refuse(const String& prefix);
+/// Waits until the signals are handled that were sent before.
+Step Settle();
+/// Waits for a line of the story.
+Step Await(const String& line);
+/// Waits until the module has ordered the restart, and restarts; the slot that comes first
+/// may fail to boot.
+Step Restart(bool isBootFailing = false);
+/// A command of the program `device`.
+Step Device(const String& command, const Lines& arguments = {});
+/// Stages a version, installs it and restarts.
+Step Update(const String& version);
+///@}
+
+/// \name Pieces of stories
+///@{
+Lines operator+(Lines first, const Lines& second);
+Lines Staged(const String& version);
+/// An installation is begun, up to the order to RAUC.
+Lines Begun(const String& target, const String& running, const String& slot);
+/// RAUC was ordered to install the pending version, and tells of it.
+Lines Installing(const String& progress = "100%: Installing done.");
+/// The fallback version is chosen.
+Lines FallingBack();
+/// The installation is complete, and the device restarts.
+Lines Rebooted();
+/// The verdict after the restart; a reason is why not.
+Lines Confirmed(const String& version, bool isPending = true);
+Lines Denied(const String& version, const String& reason, bool isPending = true);
+/// Everything of `Update`.
+Lines Updated(const String& target, const String& running, const String& slot);
+/// The same, up to the wait of a delayed installation.
+Lines DelayedBegin(const String& target, const String& slot, const String& fileType = "Pending");
+/// What RAUC failed with.
+Lines Broken(const String& reason);
+String Mismatch(const String& target, const String& running);
+String SucceededNotification(const String& version);
+String FailedNotification(const String& version, const String& reason);
+///@}
+
+/// The rows that any RAUC makes true, on a device of version 1.0.0.0 booted from rootfs.0 that RAUC never
+/// wrote, with nothing in rootfs.1.
+std::vector<Journey> CommonJourneys();
+
+} // namespace Zel::Tests
