@@ -1,5 +1,6 @@
 #pragma once
 
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusCallGate.h"
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusMessage.h"
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusPendingCall.h"
 #include "Zel/String.h"
@@ -100,6 +101,8 @@ private:
 
     using MatchOperation = void (*)(DBusConnection* connection, const String& rule, DesktopBusError& error);
 
+    /// One gate for all connections, since libdbus gives all of them the process's one connection to the bus.
+    [[nodiscard]] static const DesktopBusCallGate& CallGate();
     [[nodiscard]] bool ConnectToSystemBus();
     void ChangeMatch(const String& interfaceName, MatchOperation operation, DesktopBusError& error) const;
     [[nodiscard]] std::optional<DesktopBusMessage> TakeIncoming() const;

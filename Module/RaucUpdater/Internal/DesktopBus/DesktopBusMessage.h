@@ -81,10 +81,8 @@ private:
     /// argument when it is null; null when there are no arguments.
     [[nodiscard]] IterPtr Enter(const IterPtr& parent) const;
     /// Reads the contents of that container, or the arguments. `signature`, where it is not null, becomes the
-    /// signature of the first of them; `count` is the number of fields read so far. Reads at most
-    /// `maxFields`, all of them for -1.
-    [[nodiscard]] Fields ReadFields(const IterPtr& parent, String* signature, unsigned short& count,
-                                    int maxFields) const;
+    /// signature of the first of them; `count` is the number of fields read so far.
+    [[nodiscard]] Fields ReadFields(const IterPtr& parent, String* signature, unsigned short& count) const;
     [[nodiscard]] DesktopBusField ReadField(const IterPtr& parent, const IterPtr& iter, int type,
                                             unsigned short& count) const;
     [[nodiscard]] DesktopBusField ReadFieldContainer(const IterPtr& iter, int type,

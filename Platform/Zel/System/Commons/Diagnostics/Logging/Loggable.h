@@ -4,7 +4,6 @@
 #include "Zel/System/Core/Format.h"
 
 #include <typeinfo>
-#include <utility>
 
 namespace Zel::System::Commons::Diagnostics::Logging
 {
@@ -21,11 +20,12 @@ protected:
         const Logger& logger = GetLogger();
         if (logger.IsEnabled(level))
         {
-            logger.Write(level, Core::Format(text, std::forward<Arguments>(arguments)...));
+            logger.WriteFormatted(level, text, fmt::make_format_args(arguments...));
         }
     }
 
-    [[nodiscard]] static Logger& GetLogger()
+    // Inlined into each of the many log calls, its guard would be a good part of a library's size.
+    [[nodiscard, gnu::noinline]] static Logger& GetLogger()
     {
         static Logger& logger = LogManager::GetLogger(typeid(Class));
         return logger;

@@ -26,4 +26,9 @@ void Logger::Write(LogLevel level, String text) const noexcept
     }
 }
 
+void Logger::WriteFormatted(LogLevel level, fmt::string_view text, fmt::format_args arguments) const
+{
+    Write(level, Core::Impl::FormatPiece(text, arguments));
+}
+
 } // namespace Zel::System::Commons::Diagnostics::Logging

@@ -2,6 +2,7 @@
 
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/LogLevel.h"
+#include "Zel/System/Core/Format.h"
 #include "Zel/Visibility.h"
 
 #include <atomic>
@@ -31,6 +32,9 @@ public:
     /// Hands the line to every sink, whatever its level. Never throws: a line that cannot be written is lost,
     /// because what is logged about must go on.
     void Write(LogLevel level, String text) const noexcept;
+
+    /// The same for a text with placeholders, formatted by the rules of `Core::Format`.
+    void WriteFormatted(LogLevel level, fmt::string_view text, fmt::format_args arguments) const;
 
 private:
     const String name;

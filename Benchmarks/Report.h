@@ -1,0 +1,22 @@
+#pragma once
+
+#include "Effort.h"
+#include "Result.h"
+
+#include <ostream>
+
+namespace Zel::Benchmarks
+{
+
+/// Writes the results as an aligned table of Markdown, which a terminal shows as well.
+void WriteTable(std::ostream& output, const Results& results);
+
+/// Whether every goal was measured and met.
+[[nodiscard]] bool AreAllMet(const Results& results);
+
+/// Puts the results, and the facts of the machine that they were measured on, in the place of the part of a
+/// document that lies between its two marks; what else it says stays. Throws `Exception` for a document
+/// without marks.
+void UpdateDocument(const String& path, const Results& results, const Effort& effort);
+
+} // namespace Zel::Benchmarks
