@@ -82,10 +82,10 @@ String BusClient::Stage(int descriptor)
     return ComponentReader::ReadText(*reply);
 }
 
-void BusClient::Install(bool fallback, std::chrono::milliseconds delay)
+void BusClient::Install(const String& version, bool fallback, std::chrono::milliseconds delay)
 {
     BusMessage call = NewComponentCall("Install");
-    BusConnection::Check(sd_bus_message_append(call.get(), "s", ""));
+    BusConnection::Check(sd_bus_message_append(call.get(), "s", version.c_str()));
     BusConnection::Check(sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "{sv}"));
     if (fallback)
     {

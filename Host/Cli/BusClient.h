@@ -49,9 +49,9 @@ public:
     /// version.
     [[nodiscard]] String Stage(int descriptor);
 
-    /// Starts the installation of the pending version, or of the fallback one, after `delay`. Returns when it
-    /// was accepted.
-    void Install(bool fallback, std::chrono::milliseconds delay);
+    /// Starts the installation of a version, empty for the pending one, or of the fallback one, after
+    /// `delay`. Returns when it was accepted.
+    void Install(const String& version, bool fallback, std::chrono::milliseconds delay);
 
     void Revert();
     void Resume();

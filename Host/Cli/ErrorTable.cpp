@@ -9,7 +9,7 @@ namespace Zel::Host::Cli
 namespace
 {
 
-constexpr std::string_view SeeLog = "'journalctl -u zel-updated' tells more.";
+constexpr std::string_view SeeLog = "'journalctl -u zel-updated' shows the log.";
 constexpr std::string_view SeeStatus =
     "'zelupdate status' shows what is going on; after a failed installation 'zelupdate resume' comes first.";
 constexpr std::string_view SeeVersions = "'zelupdate versions' shows what can be installed.";
@@ -24,19 +24,16 @@ constexpr std::array Rows = {
     ErrorRow{"zel.SoftwareUpdate1.Error.GeneralError", ExitCode::Failed, SeeLog},
     ErrorRow{"zel.SoftwareUpdate1.Error.OperationFailed", ExitCode::Failed, SeeLog},
     ErrorRow{"zel.SoftwareUpdate1.Error.OutOfMemory", ExitCode::TryLater,
-             "Free space on the device, then call again."},
-    ErrorRow{"zel.SoftwareUpdate1.Error.AlreadyReverted", ExitCode::Done,
-             "'zelupdate status' tells the verdict after the restart."},
+             "'zelupdate versions' shows what is pending still."},
+    ErrorRow{"zel.SoftwareUpdate1.Error.AlreadyReverted", ExitCode::Done, SeeVersions},
     ErrorRow{"zel.SoftwareUpdate1.Error.NotSupported", ExitCode::Failed, SeeLog},
     ErrorRow{"zel.SoftwareUpdate1.Error.NotFound", ExitCode::NotFound, SeeVersions},
-    ErrorRow{"zel.SoftwareUpdate1.Error.BootedSlotUnavailable", ExitCode::TryLater,
-             "Call again when the running version is confirmed."},
+    ErrorRow{"zel.SoftwareUpdate1.Error.BootedSlotUnavailable", ExitCode::Failed, SeeLog},
     ErrorRow{"zel.SoftwareUpdate1.Error.InvalidArgument", ExitCode::BundleRejected,
-             "Use a signed bundle that was built for this device."},
+             "Nothing was changed; 'zelupdate versions' shows what is pending."},
     ErrorRow{"zel.SoftwareUpdate1.Error.InvalidState", ExitCode::TryLater, SeeStatus},
     ErrorRow{"zel.SoftwareUpdate1.Error.Busy", ExitCode::TryLater, CallAgain},
     ErrorRow{"zel.SoftwareUpdate1.Error.TryLater", ExitCode::TryLater, CallAgain},
-    ErrorRow{"zel.SoftwareUpdate1.Error.NotAllowed", ExitCode::NotAllowed, AskForRights},
     ErrorRow{"org.freedesktop.DBus.Error.AccessDenied", ExitCode::NotAllowed, AskForRights},
     ErrorRow{"org.freedesktop.DBus.Error.AuthFailed", ExitCode::NotAllowed, AskForRights},
     ErrorRow{"org.freedesktop.DBus.Error.InteractiveAuthorizationRequired", ExitCode::NotAllowed,

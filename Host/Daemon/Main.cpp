@@ -12,6 +12,7 @@
 
 #include <cstdlib>
 #include <exception>
+#include <iostream>
 #include <string>
 
 namespace
@@ -114,8 +115,9 @@ int main(int argumentCount, char** arguments)
         }
         return Daemon::Run(settingsPath);
     }
-    catch (...)
+    catch (const std::exception& exception)
     {
+        std::cerr << UpdateService::ProcessName << ": " << exception.what() << std::endl;
         return EXIT_FAILURE;
     }
 }

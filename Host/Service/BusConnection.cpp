@@ -155,12 +155,6 @@ void BusConnection::Call(const BusCall& call, AnswerHandler handler)
     (*kept)({SD_BUS_ERROR_DISCONNECTED, std::generic_category().message(-result)});
 }
 
-void BusConnection::Flush()
-{
-    // A bus that is gone takes nothing any more.
-    static_cast<void>(sd_bus_flush(bus.get()));
-}
-
 sd_bus* BusConnection::Get() const noexcept
 {
     return bus.get();

@@ -49,6 +49,7 @@ public:
 
     /// Connects; throws `Exception` when that fails. `lost` is posted to the loop once the bus is gone.
     BusConnection(EventLoop& loop, EventLoop::Task lost);
+    /// Writes out what is queued, and closes.
     ~BusConnection();
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
@@ -61,9 +62,6 @@ public:
 
     /// Calls a method; a destination that can be activated is. What cannot be sent is answered with an error.
     void Call(const BusCall& call, AnswerHandler handler);
-
-    /// Writes out what is queued; for the end.
-    void Flush();
 
     /// The connection of libsystemd; owned here.
     [[nodiscard]] sd_bus* Get() const noexcept;

@@ -3,6 +3,7 @@
 #include "Service/Authorizer.h"
 #include "Service/BusApi.h"
 
+#include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
 #include "Zel/System/Core/Format.h"
 
 #include <systemd/sd-bus.h>
@@ -10,11 +11,14 @@
 #include <fcntl.h>
 
 #include <cerrno>
+#include <system_error>
 #include <utility>
 
 namespace Zel::Host::Service
 {
 
+using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
+using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Commons::Io::FileDescriptor;
 using System::Core::Format;
 
@@ -137,18 +141,16 @@ Completion BusRequest::Reply(bool withText) const
 {
     return [message = message, withText](const RequestResult& result)
     {
-        if (!result.IsOk())
+        const String text = EscapeControlCharacters(result.text);
+        const String error = BusApi::ErrorPrefix + result.error;
+        const int sent = !result.IsOk()
+                             ? sd_bus_reply_method_errorf(message.get(), error.c_str(), "%s", text.c_str())
+                         : withText ? sd_bus_reply_method_return(message.get(), "s", text.c_str())
+                                    : sd_bus_reply_method_return(message.get(), "");
+        if (sent < 0)
         {
-            const String name = BusApi::ErrorPrefix + result.error;
-            sd_bus_reply_method_errorf(message.get(), name.c_str(), "%s", result.text.c_str());
-        }
-        else if (withText)
-        {
-            sd_bus_reply_method_return(message.get(), "s", result.text.c_str());
-        }
-        else
-        {
-            sd_bus_reply_method_return(message.get(), "");
+            Log(LogLevel::Warning, "A call could not be answered: {0}",
+                std::generic_category().message(-sent));
         }
     };
 }

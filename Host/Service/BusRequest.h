@@ -5,6 +5,7 @@
 
 #include "Zel/Exception.h"
 #include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Io/FileDescriptor.h"
 
 #include <memory>
@@ -33,7 +34,7 @@ private:
 };
 
 /// A client's method call: who calls, its arguments, and its one answer, which may be given later.
-class BusRequest
+class BusRequest : private System::Commons::Diagnostics::Logging::Loggable<BusRequest>
 {
 public:
     /// Finds out who calls. Throws `BusRequestException` for somebody who may not change anything.

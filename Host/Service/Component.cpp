@@ -2,6 +2,7 @@
 
 #include "Service/Clock.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Zel::Host::Service
@@ -12,11 +13,17 @@ using Services::SoftwareUpdate::ResultCode;
 using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 
-Component::Component(String id, Environment environment)
+Component::Component(String id, ComponentEnvironment environment)
     : id(std::move(id)), environment(std::move(environment)),
+      start(this->id, this->environment,
+            {[this](const std::optional<ComponentStart::Delayed>& wanted)
+             {
+                 delayed = wanted;
+                 Initialize();
+             },
+             [this] { OnRestarting(); }}),
       announcementTimer(this->environment.loop, [this] { UpdateStatus(); }),
-      refreshTimer(this->environment.loop, [this] { Refresh(false, {}); }),
-      startCheckTimer(this->environment.loop, [this] { CheckStart(); }),
+      refreshTimer(this->environment.loop, [this] { Refresh(false); }),
       delayTimer(this->environment.loop, [this] { UpdateStatus(); }), worker("UpdateWorker")
 {
     UpdateStatus();
@@ -27,85 +34,15 @@ Component::~Component()
     Stop();
 }
 
-void Component::Start(Completion done)
+void Component::Start()
 {
     life = Life::Starting;
-    startDone = std::move(done);
-    startDeadline = std::chrono::steady_clock::now() + StartPatience;
-    CheckStart();
+    start.Begin();
 }
 
-void Component::CheckStart()
+bool Component::HasStarted() const noexcept
 {
-    if (!IsInstalling())
-    {
-        Initialize();
-        return;
-    }
-    environment.probe(
-        [this](const RaucAnswer& answer)
-        {
-            if (life == Life::Starting)
-            {
-                Follow(Decide(answer));
-            }
-        });
-}
-
-StartGuard::Decision Component::Decide(const RaucAnswer& answer)
-{
-    const auto status = environment.status->GetComponentStatus(id);
-    if (!status)
-    {
-        return {StartAction::Wait, "The status store has to tell whether an installation is running."};
-    }
-    if (answer.state == RaucState::Busy)
-    {
-        // Its time to come begins when it is done.
-        startDeadline = std::chrono::steady_clock::now() + StartPatience;
-    }
-    StartFacts facts;
-    facts.record = status->record;
-    facts.bootId = environment.status->GetBootId();
-    environment.status->ReadProperty(id, PersistentUpdaterStatus::InstallerSlotProperty, facts.installerSlot);
-    facts.rauc = answer;
-    facts.waitedLong = std::chrono::steady_clock::now() >= startDeadline;
-    facts.now = GetUnixTime();
-    return StartGuard::Decide(facts);
-}
-
-void Component::Follow(const StartGuard::Decision& decision)
-{
-    switch (decision.action)
-    {
-    case StartAction::Initialize:
-        Initialize();
-        break;
-    case StartAction::Wait:
-        environment.status->SetMessage(id, decision.reason, false);
-        startCheckTimer.Arm(StartCheckInterval);
-        environment.startDelayed(decision.reason);
-        break;
-    case StartAction::Restart:
-        Log(LogLevel::Warning, "{0} It is restarted now.", decision.reason);
-        environment.status->SetMessage(id, decision.reason + " It is restarted now.", false);
-        life = Life::Stopped;
-        environment.restartDevice();
-        std::exchange(startDone, {})(RequestResult::Done());
-        break;
-    case StartAction::EndAsFailed:
-        Log(LogLevel::Error, "{0} It has failed.", decision.reason);
-        environment.status->SetMessage(id, decision.reason, false);
-        environment.status->EndInstallation(id, false);
-        if (IsInstalling())
-        {
-            // The store could not keep the end, and a module would decide what it must not.
-            startCheckTimer.Arm(StartCheckInterval);
-            break;
-        }
-        Initialize();
-        break;
-    }
+    return life == Life::Ready || life == Life::Restarting;
 }
 
 void Component::Initialize()
@@ -113,48 +50,103 @@ void Component::Initialize()
     worker.Post(
         [this]
         {
-            String failure;
-            try
-            {
-                module = environment.createModule();
-                module->Initialize(environment.settingsPath, environment.status);
-            }
-            catch (const std::exception& exception)
-            {
-                failure = exception.what();
-                module.reset();
-            }
+            const std::optional<String> failure = CreateModule();
             environment.loop.Post([this, failure] { OnInitialized(failure); });
         });
 }
 
-void Component::OnInitialized(const String& failure)
+std::optional<String> Component::CreateModule()
+{
+    std::optional<String> failure;
+    try
+    {
+        module = environment.createModule();
+        module->Initialize(environment.settingsPath, environment.status);
+    }
+    catch (const std::exception& exception)
+    {
+        failure = exception.what();
+    }
+    catch (...)
+    {
+        failure = "It failed in an unknown way.";
+    }
+    if (failure)
+    {
+        module.reset();
+    }
+    return failure;
+}
+
+void Component::OnInitialized(const std::optional<String>& failure)
 {
     if (life != Life::Starting)
     {
         // Dropped meanwhile, to be started again.
         return;
     }
-    if (!failure.empty())
+    if (failure)
     {
         life = Life::Stopped;
-        std::exchange(startDone, {})(RequestResult::FromCode(ResultCode::OperationFailed, failure));
+        environment.started(RequestResult::FromCode(ResultCode::OperationFailed, *failure));
         return;
     }
-    life = Life::Ready;
+    life = Life::Initialized;
     UpdateStatus();
-    Refresh(true, [done = std::exchange(startDone, {})] { done(RequestResult::Done()); });
+    Refresh(true);
+}
+
+void Component::OnRestarting()
+{
+    life = Life::Restarting;
+    environment.started(RequestResult::Done());
+}
+
+void Component::OnReady()
+{
+    life = Life::Ready;
+    environment.started(RequestResult::Done());
+    if (delayed)
+    {
+        InstallDelayed(*std::exchange(delayed, std::nullopt));
+    }
+}
+
+void Component::InstallDelayed(const ComponentStart::Delayed& installation)
+{
+    constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
+    const std::int64_t left = (installation.dueTime - GetUnixTime()) / MicrosecondsPerMillisecond;
+    Install({installation.version, false, static_cast<std::uint64_t>(std::max<std::int64_t>(left, 0))},
+            "zel-updated",
+            [this](const RequestResult& result)
+            {
+                if (!result.IsOk())
+                {
+                    environment.status->SetMessage(
+                        id, "The delayed installation could not be resumed. " + result.text, false);
+                }
+            });
 }
 
 void Component::Drop(EventLoop::Task done)
 {
-    life = Life::Stopped;
-    startCheckTimer.Disarm();
+    life = Life::Dropping;
+    start.Abandon();
+    delayed.reset();
+    dropDone = std::move(done);
     worker.Post(
-        [this, done = std::move(done)]
+        [this]
         {
             module.reset();
-            environment.loop.Post(done);
+            environment.loop.Post(
+                [this]
+                {
+                    if (life == Life::Dropping)
+                    {
+                        life = Life::Stopped;
+                        std::exchange(dropDone, {})();
+                    }
+                });
         });
 }
 
@@ -175,23 +167,31 @@ void Component::OnStatusChanged()
     }
 }
 
-void Component::OnRaucAppeared()
+void Component::OnRaucOwnerChanged(bool owned)
 {
-    Refresh(true, {});
+    if (owned)
+    {
+        Refresh(true);
+    }
+    // While an installation waits for its time, RAUC has nothing to do with it.
+    else if (life == Life::Ready && IsInstalling() && snapshot.nextStart == 0)
+    {
+        Log(LogLevel::Warning, "RAUC has gone during an installation; how far that came is asked for now.");
+        Drop([this] { Start(); });
+    }
 }
 
-void Component::Refresh(bool withFallback, EventLoop::Task done)
+void Component::Refresh(bool withFallback)
 {
     refreshWanted = true;
     fallbackWanted = fallbackWanted || withFallback;
-    environment.probe([this, done = std::move(done)](const RaucAnswer& answer)
-                      { ReadPicture(answer.state, done); });
+    environment.probe([this](const RaucAnswer& answer) { ReadPicture(answer.state); });
 }
 
-void Component::ReadPicture(RaucState state, const EventLoop::Task& done)
+void Component::ReadPicture(RaucState state)
 {
     // Later events ask again: the end of the request, of the installation, or the start.
-    const bool allowed = life == Life::Ready && !request && !IsInstalling();
+    const bool allowed = (life == Life::Initialized || life == Life::Ready) && !request && !IsInstalling();
     if (allowed && (state == RaucState::Busy || state == RaucState::Silent))
     {
         refreshTimer.Arm(RefreshRetry);
@@ -203,18 +203,10 @@ void Component::ReadPicture(RaucState state, const EventLoop::Task& done)
     refreshWanted = refreshWanted && !versions;
     fallbackWanted = fallbackWanted && !fallback;
     worker.Post(
-        [this, current, versions, fallback, done]
+        [this, current, versions, fallback]
         {
             const ModulePicture picture = module ? AskModule(current, versions, fallback) : ModulePicture();
-            environment.loop.Post(
-                [this, picture, done]
-                {
-                    Apply(picture);
-                    if (done)
-                    {
-                        done();
-                    }
-                });
+            environment.loop.Post([this, picture] { Apply(picture); });
         });
 }
 
@@ -240,12 +232,18 @@ ModulePicture Component::AskModule(bool current, bool pending, bool fallback) co
 void Component::Apply(const ModulePicture& picture)
 {
     ComponentSnapshot next = snapshot;
-    next.currentVersion = picture.currentVersion.value_or(next.currentVersion);
-    next.pendingVersion = picture.pendingVersion.value_or(next.pendingVersion);
-    next.fallbackVersion = picture.fallbackVersion.value_or(next.fallbackVersion);
+    const auto show = [](const std::optional<String>& version, String& shown)
+    { shown = version ? EscapeControlCharacters(*version) : shown; };
+    show(picture.currentVersion, next.currentVersion);
+    show(picture.pendingVersion, next.pendingVersion);
+    show(picture.fallbackVersion, next.fallbackVersion);
     moduleRevertible = picture.revertible ? picture.revertible : moduleRevertible;
     Show(next);
     UpdateStatus();
+    if (life == Life::Initialized)
+    {
+        OnReady();
+    }
 }
 
 bool Component::IsInstalling()
@@ -273,6 +271,7 @@ void Component::UpdateStatus()
     next.progressText = EscapeControlCharacters(status.progressText);
     next.revertible = status.record.revertible && moduleRevertible.value_or(true);
     next.lastVerdict = status.lastVerdict.value_or(Verdict());
+    next.lastVerdict.version = EscapeControlCharacters(next.lastVerdict.version);
     next.lastVerdict.reason = EscapeControlCharacters(next.lastVerdict.reason);
     next.nextStart = isInstalling && status.record.dueTime > now ? status.record.dueTime : 0;
     if (next.nextStart != 0)
@@ -283,7 +282,7 @@ void Component::UpdateStatus()
     Show(next);
     if (wasInstalling && !isInstalling && life == Life::Ready)
     {
-        Refresh(true, {});
+        Refresh(true);
     }
 }
 

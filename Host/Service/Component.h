@@ -1,14 +1,10 @@
 #pragma once
 
+#include "Service/ComponentEnvironment.h"
 #include "Service/ComponentSnapshot.h"
-#include "Service/Delivery.h"
-#include "Service/EventLoop.h"
+#include "Service/ComponentStart.h"
 #include "Service/LoopTimer.h"
 #include "Service/ModuleCalls.h"
-#include "Service/PersistentUpdaterStatus.h"
-#include "Service/RaucAnswer.h"
-#include "Service/RequestResult.h"
-#include "Service/StartGuard.h"
 #include "Service/Worker.h"
 
 #include <chrono>
@@ -28,47 +24,26 @@ public:
     using IUpdaterModule = Services::SoftwareUpdate::IUpdaterModule;
     using ChangeHandler = std::function<void(const std::vector<String>& properties)>;
 
-    /// What a component needs; all of it outlives the component.
-    struct Environment
-    {
-        EventLoop& loop;
-        Delivery& delivery;
-        std::shared_ptr<PersistentUpdaterStatus> status;
-        /// May throw, like `IUpdaterModule::Initialize`.
-        std::function<std::unique_ptr<IUpdaterModule>()> createModule;
-        /// The module's settings document.
-        String settingsPath;
-        RaucProbe probe;
-        /// Orders a restart of the device.
-        EventLoop::Task restartDevice;
-        /// Told, each time it is found, why the start has to wait.
-        std::function<void(const String& reason)> startDelayed;
-    };
-
     /// After what time the versions are asked for again where RAUC did not rest.
     static constexpr std::chrono::seconds RefreshRetry{5};
-    /// After what time, during a start that has to wait, RAUC is asked again, and how long an absent or
-    /// silent RAUC is waited for.
-    static constexpr std::chrono::seconds StartCheckInterval{1};
-    static constexpr std::chrono::seconds StartPatience{90};
     /// The least time between two announcements of messages and progress.
     static constexpr std::chrono::milliseconds AnnouncementInterval{100};
     /// Delays of so many milliseconds and more are refused, as modules count them in 32 bits.
     static constexpr std::uint64_t DelayLimit = std::uint64_t{1} << 32U;
 
-    Component(String id, Environment environment);
+    Component(String id, ComponentEnvironment environment);
     /// Stops.
     ~Component();
     Component(const Component&) = delete;
     Component& operator=(const Component&) = delete;
 
     /// Creates and initializes the module, when `StartGuard` allows it, and reads the first picture of the
-    /// versions; requests are refused until then. `done` gets the reason of a failure. A component whose
-    /// device has to be restarted first is done, too, and goes on to refuse requests.
-    void Start(Completion done);
+    /// versions; requests are refused until then. The environment is told about the end. The start of a
+    /// component whose device has to be restarted first has ended, too; it goes on to refuse requests.
+    void Start();
 
     /// Destroys the module when the request that is under way has left it; later requests are refused until
-    /// `Start`. The picture stays.
+    /// `Start`, and a start that is under way has no end. The picture stays.
     void Drop(EventLoop::Task done);
 
     /// Destroys the module; returns when that is done. Requests that are under way are never answered.
@@ -83,8 +58,9 @@ public:
 
     /// To be called after the status store changed this component's record.
     void OnStatusChanged();
-    /// To be called after RAUC's name got an owner.
-    void OnRaucAppeared();
+    /// To be called after RAUC's name got an owner, or lost it. RAUC that goes in mid-installation tells
+    /// nobody how it ends: the component is dropped and started then.
+    void OnRaucOwnerChanged(bool owned);
 
     /// Has `handler` called with the names of the properties that changed, after each change of the picture.
     void SetChangeHandler(ChangeHandler handler);
@@ -96,12 +72,23 @@ public:
     /// Asks the store; true as well when that cannot tell.
     [[nodiscard]] bool IsInstalling();
 
+    /// Whether the last start has ended well.
+    [[nodiscard]] bool HasStarted() const noexcept;
+
+    /// Whether there is no module, and none is going to be made without another `Start`.
+    [[nodiscard]] bool IsStopped() const noexcept { return life == Life::Stopped; }
+
 private:
     enum class Life
     {
         Stopped,
+        Dropping,
         Starting,
-        Ready
+        /// The module is initialized, the first picture is being read.
+        Initialized,
+        Ready,
+        /// The device is about to restart.
+        Restarting
     };
 
     struct Request
@@ -125,36 +112,38 @@ private:
     void CallModule(ModuleCall call, Completion then);
     void Finish(const RequestResult& result);
 
-    void CheckStart();
-    [[nodiscard]] StartGuard::Decision Decide(const RaucAnswer& answer);
-    void Follow(const StartGuard::Decision& decision);
     void Initialize();
-    void OnInitialized(const String& failure);
+    [[nodiscard]] std::optional<String> CreateModule();
+    void OnInitialized(const std::optional<String>& failure);
+    void OnRestarting();
+    void OnReady();
+    void InstallDelayed(const ComponentStart::Delayed& installation);
     /// Reads versions from the module if RAUC allows that now, or else later.
-    void Refresh(bool withFallback, EventLoop::Task done);
-    void ReadPicture(RaucState state, const EventLoop::Task& done);
+    void Refresh(bool withFallback);
+    void ReadPicture(RaucState state);
     [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
     void UpdateStatus();
     void Apply(const ModulePicture& picture);
     void Show(const ComponentSnapshot& next);
 
     const String id;
-    const Environment environment;
+    const ComponentEnvironment environment;
     ComponentSnapshot snapshot;
     std::optional<bool> moduleRevertible;
     /// Whether the store answered when it was asked last.
     bool statusKnown = false;
     ChangeHandler changeHandler;
     Life life = Life::Stopped;
-    Completion startDone;
-    std::chrono::steady_clock::time_point startDeadline;
+    EventLoop::Task dropDone;
+    ComponentStart start;
+    /// Asked for again once the module is there.
+    std::optional<ComponentStart::Delayed> delayed;
     std::optional<Request> request;
     bool refreshWanted = false;
     bool fallbackWanted = false;
     std::chrono::steady_clock::time_point lastAnnouncement;
     LoopTimer announcementTimer;
     LoopTimer refreshTimer;
-    LoopTimer startCheckTimer;
     LoopTimer delayTimer;
     /// Touched on the worker only, and when that has stopped.
     std::unique_ptr<IUpdaterModule> module;

@@ -98,7 +98,9 @@ bool Component::Admit(const char* what, const String& caller, const Completion& 
     if (life != Life::Ready)
     {
         completion(RequestResult::Refused(RequestResult::TryLater,
-                                          "The updater is starting. Try again in a moment."));
+                                          life == Life::Restarting
+                                              ? "The device is about to restart. Try again after that."
+                                              : "The updater is starting. Try again in a moment."));
         return false;
     }
     if (request)
@@ -214,7 +216,8 @@ void Component::CallModule(ModuleCall call, Completion then)
         {
             const RequestResult result =
                 module ? call(ModuleCalls(*module, id))
-                       : RequestResult::Refused(RequestResult::TryLater, "The updater is starting.");
+                       : RequestResult::Refused(RequestResult::TryLater,
+                                                "The updater is starting. Try again in a moment.");
             environment.loop.Post(
                 [this, then, result]
                 {
@@ -237,7 +240,7 @@ void Component::Finish(const RequestResult& result)
     finished.completion(result);
     if (refreshWanted)
     {
-        Refresh(false, {});
+        Refresh(false);
     }
 }
 

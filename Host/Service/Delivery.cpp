@@ -1,5 +1,7 @@
 #include "Service/Delivery.h"
 
+#include "Service/OwnFolder.h"
+
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Commons/Io/File.h"
 #include "Zel/System/Commons/IoException.h"
@@ -117,18 +119,9 @@ DeliveredFile::~DeliveredFile()
     delivery.Discard(path);
 }
 
-Delivery::Delivery(String folder) : folder(std::move(folder))
+Delivery::Delivery(const String& folder) : folder(PrepareOwnFolder(folder))
 {
     std::error_code error;
-    std::filesystem::create_directories(this->folder, error);
-    if (error)
-    {
-        throw IoException("create", this->folder, error.value());
-    }
-    if (chmod(this->folder.c_str(), S_IRWXU) != 0)
-    {
-        throw IoException("change the mode of", this->folder, errno);
-    }
     for (const auto& entry : std::filesystem::directory_iterator(this->folder, error))
     {
         Log(LogLevel::Info, "Removing the unfinished delivery '{0}'.", entry.path().string());

@@ -38,7 +38,7 @@ public:
 
     /// Uses `folder`, creates it with mode 0700 and removes what an earlier run left in it. Throws
     /// `IoException`.
-    explicit Delivery(String folder);
+    explicit Delivery(const String& folder);
 
     /// Copies the whole file, whatever the descriptor's position, to a new one of mode 0640 and syncs it.
     /// Throws, with a text for the client and without leaving anything behind,

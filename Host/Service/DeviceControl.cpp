@@ -83,10 +83,6 @@ void DeviceControl::RestartDevice()
         [this]
         {
             Log(LogLevel::Info, "Asking logind for a restart of the device.");
-            if (handlers.restartOrdered)
-            {
-                handlers.restartOrdered();
-            }
             if (handlers.askLogind)
             {
                 handlers.askLogind();
@@ -108,15 +104,8 @@ void DeviceControl::StartCommand()
             });
         return;
     }
-    loop.Post(
-        [this, child]
-        {
-            if (handlers.restartOrdered)
-            {
-                handlers.restartOrdered();
-            }
-            loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); });
-        });
+    loop.Post([this, child]
+              { loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); }); });
 }
 
 void DeviceControl::OnCommandEnded(int waitStatus) const

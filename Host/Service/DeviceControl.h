@@ -24,8 +24,6 @@ public:
     /// What is called on the loop's thread; each may be empty.
     struct Handlers
     {
-        /// Before a restart by logind is asked for, and after a command was started.
-        Task restartOrdered;
         /// After a failure, which was logged at error level.
         FailureHandler failed;
         /// Asks logind; used without a command.

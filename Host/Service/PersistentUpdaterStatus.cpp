@@ -145,7 +145,7 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
                      store->WriteProperty(componentId, propertyName, persistent ? value : String());
                      if (propertyName == InstallerSlotProperty)
                      {
-                         store->SetPhase(componentId, InstallationPhase::Prepared);
+                         store->SetPrepared(componentId);
                      }
                  });
     if (stored)
@@ -189,10 +189,12 @@ void PersistentUpdaterStatus::SetDueTime(const String& componentId, std::int64_t
     GetVolatile(componentId).dueTime = dueTime;
 }
 
-void PersistentUpdaterStatus::NoteRestart(const String& componentId)
+bool PersistentUpdaterStatus::CallOff(const String& componentId)
 {
-    static_cast<void>(
-        TryStore("NoteRestart", [&] { store->SetPhase(componentId, InstallationPhase::Restarting); }));
+    bool calledOff = false;
+    const bool stored = TryStore("CallOff", [&] { calledOff = store->CallOff(componentId); });
+    NotifyChange(componentId);
+    return stored && calledOff;
 }
 
 std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const String& componentId)

@@ -66,8 +66,9 @@ public:
     /// Says when the next installation that begins is due, in microseconds since 1970 in UTC; 0 for at once.
     void SetDueTime(const String& componentId, std::int64_t dueTime);
 
-    /// Records that a restart was ordered, if an installation or a revert is running.
-    void NoteRestart(const String& componentId);
+    /// Takes the state from installing to idle without a verdict, for an installation that RAUC was not asked
+    /// for; false from any other state, and where the store fails.
+    [[nodiscard]] bool CallOff(const String& componentId);
 
     /// Returns what is shown; nothing (logged) when the record cannot be read.
     [[nodiscard]] std::optional<ComponentStatus> GetComponentStatus(const String& componentId);

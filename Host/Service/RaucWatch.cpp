@@ -10,22 +10,20 @@ namespace Zel::Host::Service
 
 using System::Commons::Diagnostics::Logging::LogLevel;
 
-RaucWatch::RaucWatch(BusConnection& connection, EventLoop::Task appeared) : connection(connection)
+RaucWatch::RaucWatch(BusConnection& connection, BusConnection::OwnerHandler ownerChanged)
+    : connection(connection)
 {
     connection.WatchName(BusName,
-                         [appeared = std::move(appeared)](bool owned)
+                         [ownerChanged = std::move(ownerChanged)](bool owned)
                          {
                              Log(LogLevel::Info, "RAUC has {0}.", owned ? "appeared" : "gone");
-                             if (owned)
-                             {
-                                 appeared();
-                             }
+                             ownerChanged(owned);
                          });
 }
 
 RaucWatch::~RaucWatch()
 {
-    EventLoop::Guard([this] { Answer({}); });
+    Answer({});
 }
 
 void RaucWatch::Probe(RaucAnswerHandler handler)
@@ -47,7 +45,7 @@ void RaucWatch::Answer(const RaucAnswer& answer)
 {
     for (const RaucAnswerHandler& handler : std::exchange(waiting, {}))
     {
-        handler(answer);
+        EventLoop::Guard([&] { handler(answer); });
     }
 }
 

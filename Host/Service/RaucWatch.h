@@ -19,8 +19,9 @@ public:
     /// How long an answer is waited for.
     static constexpr std::chrono::seconds AnswerTime{10};
 
-    /// `appeared` is called each time the name gets an owner. The connection outlives the watch.
-    RaucWatch(BusConnection& connection, EventLoop::Task appeared);
+    /// `ownerChanged` is called each time the name gets an owner, or loses it. The connection outlives the
+    /// watch.
+    RaucWatch(BusConnection& connection, BusConnection::OwnerHandler ownerChanged);
     /// Whoever waits for an answer gets `Absent`.
     ~RaucWatch();
     RaucWatch(const RaucWatch&) = delete;

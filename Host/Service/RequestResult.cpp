@@ -31,7 +31,7 @@ Advice GetAdvice(ResultCode code)
     case ResultCode::OutOfMemory:
         return {"There is not enough room for the bundle.", "Make room and stage it again."};
     case ResultCode::AlreadyReverted:
-        return {"The last installation is reverted already.", "Install a version to go on."};
+        return {"The last installation is reverted already.", "Install a version before the next revert."};
     case ResultCode::NotSupported:
         return {"This device's updater does not support the request.", ""};
     case ResultCode::NotFound:

@@ -17,6 +17,12 @@ bool IsSwitched(const StartFacts& facts)
     return known && (primarySlot == facts.installerSlot) != facts.record.begunAsInstallation;
 }
 
+/// Whether RAUC was not asked for anything yet, because the installation's time has not come.
+bool IsWaitingForItsTime(const StartFacts& facts)
+{
+    return facts.record.dueTime > facts.now && !IsSwitched(facts);
+}
+
 /// Whether RAUC did not tell which slot it boots next, and still has time to.
 bool MayAnswerLater(const StartFacts& facts)
 {
@@ -31,7 +37,7 @@ StartGuard::Decision StartGuard::Decide(const StartFacts& facts)
     {
         return {StartAction::Initialize, ""};
     }
-    if (facts.record.phase == InstallationPhase::Begun)
+    if (!facts.record.prepared)
     {
         return {StartAction::EndAsFailed, "The installation was interrupted before it was prepared."};
     }
@@ -49,10 +55,9 @@ StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
     {
         return {StartAction::Wait, "RAUC has to tell which slot was booted."};
     }
-    if (facts.record.dueTime > facts.now && facts.rauc.primarySlot == facts.installerSlot)
+    if (IsWaitingForItsTime(facts))
     {
-        return {StartAction::EndAsFailed,
-                "The device was restarted while the installation waited for its time."};
+        return {StartAction::InstallAgain, "The device was restarted while the installation waited."};
     }
     return {StartAction::Initialize, ""};
 }
@@ -63,7 +68,8 @@ StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
     {
         return {StartAction::Wait, "RAUC goes on with the installation."};
     }
-    if (MayAnswerLater(facts))
+    // RAUC may have switched the slot before it went, so that nothing but its own word counts.
+    if (facts.rauc.state != RaucState::Resting || MayAnswerLater(facts))
     {
         return {StartAction::Wait, "RAUC has to tell how far the installation came."};
     }
@@ -71,10 +77,11 @@ StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
     {
         return {StartAction::Restart, "The installation is complete, and the device was not restarted yet."};
     }
-    return {StartAction::EndAsFailed,
-            facts.record.dueTime > facts.now
-                ? "The service was started again while the installation waited for its time."
-                : "The service was started again during the installation, which RAUC did not complete."};
+    if (IsWaitingForItsTime(facts))
+    {
+        return {StartAction::InstallAgain, "The service was started again while the installation waited."};
+    }
+    return {StartAction::EndAsFailed, "The installation was interrupted, and RAUC did not complete it."};
 }
 
 } // namespace Zel::Host::Service

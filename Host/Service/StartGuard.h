@@ -35,7 +35,10 @@ enum class StartAction
     /// The device is restarted into the slot that is switched to already; the state stays.
     Restart,
     /// The installation ends as failed, then the module is initialized.
-    EndAsFailed
+    EndAsFailed,
+    /// RAUC was not asked for anything yet: the installation is called off, the module is initialized and
+    /// asked for it again.
+    InstallAgain
 };
 
 /// Keeps a module from deciding an installation before it is decidable: a module takes its initialization for

@@ -1,20 +1,14 @@
 #include "Service/StatusStore.h"
 
 #include "Service/Clock.h"
+#include "Service/OwnFolder.h"
 
-#include "Zel/System/Commons/IoException.h"
 #include "Zel/System/Core/Format.h"
-
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <filesystem>
 
 namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
-using System::Commons::IoException;
 
 namespace
 {
@@ -29,7 +23,7 @@ CREATE TABLE component
     state INTEGER NOT NULL DEFAULT 0 CHECK (state BETWEEN 0 AND 2),
     revertible INTEGER NOT NULL DEFAULT 0,
     begun_as_installation INTEGER NOT NULL DEFAULT 0,
-    phase INTEGER NOT NULL DEFAULT 0 CHECK (phase BETWEEN 0 AND 3),
+    prepared INTEGER NOT NULL DEFAULT 0,
     boot_id TEXT NOT NULL DEFAULT '',
     due_time INTEGER NOT NULL DEFAULT 0
 ) STRICT;
@@ -61,25 +55,9 @@ CREATE TABLE notification
 PRAGMA user_version = 1;
 )";
 
-/// Makes the service's own folder where it is missing, and closed to others where it is not.
-const String& PrepareFolder(const String& folder)
-{
-    std::error_code error;
-    std::filesystem::create_directories(folder, error);
-    if (error)
-    {
-        throw IoException("create", folder, error.value());
-    }
-    if (chmod(folder.c_str(), S_IRWXU) != 0)
-    {
-        throw IoException("change the mode of", folder, errno);
-    }
-    return folder;
-}
-
 } // namespace
 
-StatusStore::StatusStore(const String& folder) : database(PrepareFolder(folder) + "/status.sqlite")
+StatusStore::StatusStore(const String& folder) : database(PrepareOwnFolder(folder) + "/status.sqlite")
 {
     CreateSchema();
 }
@@ -120,7 +98,7 @@ std::int64_t StatusStore::GetComponentKey(const String& componentId)
 ComponentRecord StatusStore::GetComponent(const String& componentId)
 {
     const std::lock_guard lock(mutex);
-    Database::Statement query = database.Prepare("SELECT state, revertible, begun_as_installation, phase, "
+    Database::Statement query = database.Prepare("SELECT state, revertible, begun_as_installation, prepared, "
                                                  "boot_id, due_time FROM component WHERE key = ?");
     ComponentRecord record;
     if (query.Bind(GetComponentKey(componentId)).Step())
@@ -128,7 +106,7 @@ ComponentRecord StatusStore::GetComponent(const String& componentId)
         record.state = static_cast<InstallationState>(query.GetInteger(0));
         record.revertible = query.GetInteger(1) != 0;
         record.begunAsInstallation = query.GetInteger(2) != 0;
-        record.phase = static_cast<InstallationPhase>(query.GetInteger(3));
+        record.prepared = query.GetInteger(3) != 0;
         record.bootId = query.GetText(4);
         record.dueTime = query.GetInteger(5);
     }
@@ -140,11 +118,10 @@ bool StatusStore::Begin(const String& componentId, bool installation, const Stri
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(database);
-    const auto phase = installation ? InstallationPhase::Begun : InstallationPhase::Prepared;
-    Database::Statement change =
-        database.Prepare("UPDATE component SET state = 1, begun_as_installation = ?, phase = ?, boot_id = ?, "
-                         "due_time = ? WHERE key = ? AND state = 0");
-    change.Bind(std::int64_t{installation}).Bind(static_cast<std::int64_t>(phase)).Bind(bootId).Bind(dueTime);
+    Database::Statement change = database.Prepare(
+        "UPDATE component SET state = 1, begun_as_installation = ?, prepared = ?, boot_id = ?, "
+        "due_time = ? WHERE key = ? AND state = 0");
+    change.Bind(std::int64_t{installation}).Bind(std::int64_t{!installation}).Bind(bootId).Bind(dueTime);
     const bool changed = change.Bind(GetComponentKey(componentId)).Run() == 1;
     transaction.Commit();
     return changed;
@@ -159,7 +136,7 @@ bool StatusStore::End(const String& componentId, const String& versionProperty, 
     const auto state = succeeded ? InstallationState::Idle : InstallationState::Failed;
     Database::Statement change =
         database.Prepare("UPDATE component SET state = ?, revertible = revertible OR begun_as_installation, "
-                         "phase = 0, due_time = 0 WHERE key = ? AND state = 1");
+                         "prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
     const bool changed = change.Bind(static_cast<std::int64_t>(state)).Bind(key).Run() == 1;
     if (changed)
     {
@@ -184,12 +161,20 @@ bool StatusStore::Resume(const String& componentId)
     return change.Bind(GetComponentKey(componentId)).Run() == 1;
 }
 
-void StatusStore::SetPhase(const String& componentId, InstallationPhase phase)
+bool StatusStore::CallOff(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    Database::Statement change = database.Prepare(
+        "UPDATE component SET state = 0, prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
+    return change.Bind(GetComponentKey(componentId)).Run() == 1;
+}
+
+void StatusStore::SetPrepared(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change =
-        database.Prepare("UPDATE component SET phase = ? WHERE key = ? AND state = 1");
-    change.Bind(static_cast<std::int64_t>(phase)).Bind(GetComponentKey(componentId)).Run();
+        database.Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1");
+    change.Bind(GetComponentKey(componentId)).Run();
 }
 
 void StatusStore::WriteProperty(const String& componentId, const String& name, const String& value)

@@ -14,19 +14,6 @@
 namespace Zel::Host::Service
 {
 
-/// How far an installation or a revert has come, as far as the store is told.
-enum class InstallationPhase : std::int32_t
-{
-    /// None is running.
-    None = 0,
-    /// The state was switched; the slot that it starts from is not recorded yet.
-    Begun = 1,
-    /// The slot that it starts from is recorded: it can be waiting for its time or be running.
-    Prepared = 2,
-    /// A restart of the device was ordered.
-    Restarting = 3
-};
-
 /// What the store keeps of one component.
 struct ComponentRecord
 {
@@ -36,7 +23,9 @@ struct ComponentRecord
     bool revertible = false;
     /// Whether the last thing that was begun is an installation, not a revert.
     bool begunAsInstallation = false;
-    InstallationPhase phase = InstallationPhase::None;
+    /// Whether the slot is recorded that the installation or revert which is running starts from: without it
+    /// RAUC was not asked for anything yet.
+    bool prepared = false;
     /// The boot in which it was begun.
     String bootId;
     /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 without a delay.
@@ -86,8 +75,12 @@ public:
     /// Takes the state from failed to idle; false, nothing changed, from any other state.
     [[nodiscard]] bool Resume(const String& componentId);
 
-    /// Changes the phase while the state is installing; does nothing otherwise.
-    void SetPhase(const String& componentId, InstallationPhase phase);
+    /// Takes the state from installing to idle without a verdict, for what RAUC was not asked for; false,
+    /// nothing changed, from any other state.
+    [[nodiscard]] bool CallOff(const String& componentId);
+
+    /// Marks what is running as prepared; does nothing in any other state.
+    void SetPrepared(const String& componentId);
 
     /// An empty value deletes the property.
     void WriteProperty(const String& componentId, const String& name, const String& value);

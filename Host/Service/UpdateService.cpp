@@ -1,7 +1,5 @@
 #include "Service/UpdateService.h"
 
-#include "Service/Notifications.h"
-
 #include "Zel/System/Commons/Io/File.h"
 
 #include <systemd/sd-daemon.h>
@@ -37,8 +35,9 @@ String ReadBootId(const String& path)
 
 } // namespace
 
-UpdateService::Session::Session(EventLoop& loop, EventLoop::Task lost, EventLoop::Task raucAppeared)
-    : connection(loop, std::move(lost)), raucWatch(connection, std::move(raucAppeared))
+UpdateService::Session::Session(EventLoop& loop, EventLoop::Task lost,
+                                BusConnection::OwnerHandler raucOwnerChanged)
+    : connection(loop, std::move(lost)), raucWatch(connection, std::move(raucOwnerChanged))
 {
 }
 
@@ -58,12 +57,13 @@ UpdateService::UpdateService(const ServiceSettings& settings, String version)
                                                                    }
                                                                });
                                                        })),
+      notifications(std::make_shared<Notifications>(store)),
       deviceInfo(std::make_shared<DeviceInfoFile>(settings.GetDeviceInfoFile())),
       deviceControl(
           std::make_shared<DeviceControl>(loop, settings.GetRestartCommand(), MakeDeviceHandlers())),
       delivery(settings.GetDataFolder() + "/delivery"), reconnectTimer(loop, [this] { Reconnect(); })
 {
-    moduleHost.Register(deviceInfo, deviceControl, std::make_shared<Notifications>(store));
+    moduleHost.Register(deviceInfo, deviceControl, notifications);
     CreateComponents();
 }
 
@@ -71,8 +71,7 @@ UpdateService::~UpdateService() = default;
 
 DeviceControl::Handlers UpdateService::MakeDeviceHandlers()
 {
-    return {[this] { OnRestartOrdered(); }, [this](const String& reason) { OnRestartFailed(reason); },
-            [this] { AskLogind(); }};
+    return {[this](const String& reason) { OnRestartFailed(reason); }, [this] { AskLogind(); }};
 }
 
 void UpdateService::CreateComponents()
@@ -92,16 +91,24 @@ void UpdateService::CreateComponents()
     {
         Log(LogLevel::Info, "{0} {1} serves '{2}' by the module '{3}'.", ProcessName, version, id,
             module.name);
-        components.push_back(std::make_unique<Component>(
-            id, Component::Environment{loop, delivery, status,
-                                       [this, &module] { return moduleHost.Create(module); }, module.settings,
-                                       [this](RaucAnswerHandler handler) {
-                                           session ? session->raucWatch.Probe(std::move(handler))
-                                                   : handler({});
-                                       },
-                                       [this] { deviceControl->RestartDevice(); },
-                                       [this](const String& reason) { OnStartDelayed(reason); }}));
+        components.push_back(std::make_unique<Component>(id, MakeEnvironment(module)));
     }
+}
+
+ComponentEnvironment UpdateService::MakeEnvironment(const ModuleSettings& module)
+{
+    return {loop,
+            delivery,
+            status,
+            [this, &module] { return moduleHost.Create(module); },
+            module.settings,
+            [this](RaucAnswerHandler handler)
+            { session ? session->raucWatch.Probe(std::move(handler)) : handler({}); },
+            [this] { deviceControl->RestartDevice(); },
+            [this](const RequestResult& result) { OnComponentStarted(result); },
+            [this](const String& reason) { OnStartDelayed(reason); },
+            [this](const String& interruptedVersion, const String& reason)
+            { OnInterrupted(interruptedVersion, reason); }};
 }
 
 int UpdateService::Run()
@@ -123,21 +130,20 @@ void UpdateService::Connect()
 {
     session = std::make_unique<Session>(
         loop, [this] { OnBusLost(); },
-        [this]
+        [this](bool owned)
         {
             for (const auto& component : components)
             {
-                component->OnRaucAppeared();
+                component->OnRaucOwnerChanged(owned);
             }
         });
 }
 
 void UpdateService::StartComponents()
 {
-    awaited = components.size();
     for (const auto& component : components)
     {
-        component->Start([this](const RequestResult& result) { OnComponentStarted(result); });
+        component->Start();
     }
 }
 
@@ -149,7 +155,9 @@ void UpdateService::OnComponentStarted(const RequestResult& result)
         loop.Exit(1);
         return;
     }
-    if (--awaited == 0 && session)
+    const bool allStarted = std::all_of(components.begin(), components.end(),
+                                        [](const auto& component) { return component->HasStarted(); });
+    if (allStarted && session)
     {
         Publish();
     }
@@ -202,7 +210,6 @@ void UpdateService::OnBusLost()
     }
     Log(LogLevel::Warning, "The system bus is gone. The modules are stopped until it is back.");
     reconnectTimer.Disarm();
-    awaited = components.size();
     for (const auto& component : components)
     {
         component->Drop([this] { OnComponentDropped(); });
@@ -223,10 +230,20 @@ bool UpdateService::LeaveIfInstalling()
     return installing;
 }
 
+void UpdateService::OnInterrupted(const String& interruptedVersion, const String& reason)
+{
+    notifications->Write(
+        {"Zel.SoftwareUpdate.Installation.Interrupted", ProcessName, System::Nm::Severity::Error,
+         DateTime::GetUtcNow(),
+         Format("The installation of version '{0}' has failed. {1}", interruptedVersion, reason)});
+}
+
 void UpdateService::OnComponentDropped()
 {
+    const bool allStopped = std::all_of(components.begin(), components.end(),
+                                        [](const auto& component) { return component->IsStopped(); });
     // A request that was under way may have begun an installation before its module was destroyed.
-    if (--awaited == 0 && !LeaveIfInstalling())
+    if (allStopped && !LeaveIfInstalling())
     {
         reconnectDeadline = std::chrono::steady_clock::now() + ReconnectTime;
         reconnectDelay = FirstReconnectDelay;
@@ -281,14 +298,6 @@ void UpdateService::AskLogind()
                              });
 }
 
-void UpdateService::OnRestartOrdered()
-{
-    for (const auto& component : components)
-    {
-        status->NoteRestart(component->GetId());
-    }
-}
-
 void UpdateService::OnRestartFailed(const String& reason)
 {
     for (const auto& component : components)
@@ -312,10 +321,7 @@ void UpdateService::ShutDown()
     }
     // A restart that a module ordered at the last moment is still asked for.
     loop.RunPosted();
-    if (session)
-    {
-        session->connection.Flush();
-    }
+    session.reset();
 }
 
 } // namespace Zel::Host::Service

@@ -9,6 +9,7 @@
 #include "Service/EventLoop.h"
 #include "Service/LoopTimer.h"
 #include "Service/ModuleHost.h"
+#include "Service/Notifications.h"
 #include "Service/PersistentUpdaterStatus.h"
 #include "Service/RaucWatch.h"
 #include "Service/ServiceSettings.h"
@@ -47,7 +48,7 @@ private:
     /// What lives as long as one connection to the bus.
     struct Session
     {
-        Session(EventLoop& loop, EventLoop::Task lost, EventLoop::Task raucAppeared);
+        Session(EventLoop& loop, EventLoop::Task lost, BusConnection::OwnerHandler raucOwnerChanged);
 
         BusConnection connection;
         RaucWatch raucWatch;
@@ -58,6 +59,7 @@ private:
     void CreateComponents();
     void Connect();
     void StartComponents();
+    [[nodiscard]] ComponentEnvironment MakeEnvironment(const ModuleSettings& module);
     void OnComponentStarted(const RequestResult& result);
     /// Clients may look at the state meanwhile.
     void OnStartDelayed(const String& reason);
@@ -65,10 +67,10 @@ private:
     void OnBusLost();
     /// Leaves if an installation is running; returns whether it does.
     bool LeaveIfInstalling();
+    void OnInterrupted(const String& version, const String& reason);
     void OnComponentDropped();
     void Reconnect();
     void AskLogind();
-    void OnRestartOrdered();
     void OnRestartFailed(const String& reason);
     void ShutDown();
 
@@ -78,12 +80,11 @@ private:
     ModuleHost moduleHost;
     const std::shared_ptr<StatusStore> store;
     const std::shared_ptr<PersistentUpdaterStatus> status;
+    const std::shared_ptr<Notifications> notifications;
     const std::shared_ptr<DeviceInfoFile> deviceInfo;
     const std::shared_ptr<DeviceControl> deviceControl;
     Delivery delivery;
     std::vector<std::unique_ptr<Component>> components;
-    /// Components whose start or end is awaited.
-    std::size_t awaited = 0;
     std::unique_ptr<Session> session;
     LoopTimer reconnectTimer;
     std::chrono::milliseconds reconnectDelay{0};

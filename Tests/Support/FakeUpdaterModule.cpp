@@ -69,6 +69,10 @@ FakeUpdaterModule::ResultCode FakeUpdaterModule::GetSoftwareVersion(const String
                                                                     SoftwareVersionType& version)
 {
     script->AddCall(String("GetSoftwareVersion ") + ToString(fileType));
+    if (script->read)
+    {
+        script->read(fileType);
+    }
     version = {};
     version.softwareRevision = script->GetVersion(fileType);
     return version.softwareRevision.IsEmpty() ? ResultCode::NotFound : ResultCode::Ok;

@@ -31,6 +31,7 @@ public:
 
     /// Each may be empty, for a success that does nothing, and may throw.
     std::function<void(IUpdaterStatus& status)> initialize;
+    std::function<void(FileType fileType)> read;
     std::function<ResultCode(const String& path, String& message)> stage;
     std::function<ResultCode(IUpdaterStatus& status, const String& revision, long long delay)> install;
     std::function<ResultCode(IUpdaterStatus& status)> revert;

@@ -21,17 +21,21 @@ void RefuseAfterFailure(const ComponentState& state)
 {
     if (state.state == ComponentState::Failed)
     {
-        throw CommandError(ExitCode::TryLater, "refused: the last installation has failed: " + state.message,
+        // A service that was started since has no message any more.
+        const String& reason = state.message.empty() ? state.lastVerdict.reason : state.message;
+        throw CommandError(ExitCode::TryLater, "refused: the last installation has failed: " + reason,
                            DescribeNextStep(state));
     }
 }
 
-void Stage(Session& session, BusClient& client, const FileDescriptor& bundle)
+/// Returns the bundle's version.
+String Stage(Session& session, BusClient& client, const FileDescriptor& bundle)
 {
     session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
     const String version = client.Stage(bundle.Get());
     client.Refresh();
     session.GetOutput().WriteLine(Format("The bundle is verified: version {0}.", version));
+    return version;
 }
 
 Report ToInterrupted(const Interrupted& interrupted)
@@ -55,12 +59,14 @@ Report RunInstall(Session& session)
         bundle = OpenBundle(*session.GetArguments().file);
     }
     BusClient& client = session.Connect();
-    RefuseAfterFailure(client.GetState());
+    const ComponentState& state = client.GetState();
+    RefuseAfterFailure(state);
+    String target = session.GetArguments().fallback ? state.fallbackVersion : state.pendingVersion;
     try
     {
         if (bundle)
         {
-            Stage(session, client, *bundle);
+            target = Stage(session, client, *bundle);
             bundle.reset();
         }
     }
@@ -68,7 +74,7 @@ Report RunInstall(Session& session)
     {
         return ToInterrupted(interrupted);
     }
-    return Installation(session, client).Run();
+    return Installation(session, client, target).Run();
 }
 
 } // namespace Zel::Host::Cli

@@ -17,19 +17,17 @@ namespace
 /// A device that was told to restart stops its services long before that.
 constexpr std::chrono::minutes RestartLimit{3};
 
-String ChooseVersion(const ComponentState& state, bool fallback)
+String Describe(const String& target, bool fallback)
 {
-    const String& version = fallback ? state.fallbackVersion : state.pendingVersion;
-    return version.empty() ? (fallback ? "the fallback version" : "the pending version")
-                           : "version " + version;
+    return target.empty() ? (fallback ? "the fallback version" : "the pending version") : "version " + target;
 }
 
 } // namespace
 
-Installation::Installation(Session& session, BusClient& client)
+Installation::Installation(Session& session, BusClient& client, const String& target)
     : session(session), client(client),
       view(session.GetOutput().GetStream(), session.GetTerminal(), session.GetOutput().IsJson()),
-      watch(client.GetState()), version(ChooseVersion(client.GetState(), session.GetArguments().fallback))
+      watch(client.GetState()), target(target), version(Describe(target, session.GetArguments().fallback))
 {
     client.SetChangeHandler([this](const ComponentState& state) { OnChange(state); });
 }
@@ -81,7 +79,7 @@ void Installation::Start()
 {
     const Arguments& arguments = session.GetArguments();
     session.GetOutput().WriteLine(Format("Installing {0} ...", version));
-    client.Install(arguments.fallback, arguments.delay);
+    client.Install(target, arguments.fallback, arguments.delay);
     accepted = true;
     client.Refresh();
 }

@@ -17,8 +17,9 @@ namespace Zel::Host::Cli
 class Installation
 {
 public:
-    /// `session` and `client`, with its component selected, must live longer.
-    Installation(Session& session, BusClient& client);
+    /// `session` and `client`, with its component selected, must live longer. `target` is the version to be
+    /// installed; empty for whatever is pending, or is the fallback version, by then.
+    Installation(Session& session, BusClient& client, const String& target);
     ~Installation();
     Installation(const Installation&) = delete;
     Installation& operator=(const Installation&) = delete;
@@ -44,8 +45,9 @@ private:
     BusClient& client;
     ProgressView view;
     InstallationWatch watch;
-    /// The version that is installed.
-    String version;
+    const String target;
+    /// The version that is installed, for people.
+    const String version;
     bool accepted = false;
 };
 

@@ -101,7 +101,7 @@ TEST_F(InstallTest, InstallsABundleUpToTheRestart)
                   "100 % The device is going to reboot.\nThe device restarts into version 1.2.0.0.\n"
                   "Next: After the restart 'zelupdate status' tells the verdict.\n");
     EXPECT_EQ(staged, "a bundle");
-    EXPECT_EQ(options.version, "");
+    EXPECT_EQ(options.version, "1.2.0.0");
     EXPECT_FALSE(options.fallback);
     EXPECT_EQ(options.delay, 0U);
     EXPECT_THAT(service.GetCalls(), ElementsAre("Stage", "Install"));

@@ -78,8 +78,8 @@ TEST_F(InstallTroubleTest, AnErrorOfTheServiceBecomesItsExitCodeAndHint)
 
     for (const Row& row :
          {Row{"InvalidState", 5, "'zelupdate resume'"}, Row{"Busy", 5, "Call again"},
-          Row{"InvalidArgument", 6, "signed bundle"}, Row{"NotFound", 3, "zelupdate versions"},
-          Row{"NotAllowed", 10, "as root"}, Row{"OperationFailed", 1, "journalctl"}})
+          Row{"InvalidArgument", 6, "Nothing was changed"}, Row{"NotFound", 3, "zelupdate versions"},
+          Row{"OperationFailed", 1, "journalctl"}})
     {
         service.On("Install",
                    [&](sd_bus_message& call) { service.Refuse(call, row.error, "The reason.\n"); });

@@ -67,6 +67,13 @@ private:
         status = std::make_shared<PersistentUpdaterStatus>(
             std::make_shared<StatusStore>(folder / "state"), "boot", 0,
             [&](const String& /*componentId*/) { ownLoop.Post([&] { target->OnStatusChanged(); }); });
+        std::unique_ptr<BusApi> api;
+        BusConnection connection(ownLoop, {});
+        const auto publish = [&](const RequestResult& /*result*/)
+        {
+            api = std::make_unique<BusApi>(connection, BusApi::Content{"0.1.0", "boot", {"Fake"}, {target}});
+            published.set_value();
+        };
         Component component(Id, {ownLoop,
                                  delivery,
                                  status,
@@ -76,19 +83,14 @@ private:
                                      handler({RaucState::Resting, ""});
                                  },
                                  {},
+                                 publish,
+                                 {},
                                  {}});
         target = &component;
-        BusConnection connection(ownLoop, {});
-        std::unique_ptr<BusApi> api;
-        component.Start(
-            [&](const RequestResult& /*result*/)
-            {
-                api = std::make_unique<BusApi>(connection,
-                                               BusApi::Content{"0.1.0", "boot", {"Fake"}, {&component}});
-                published.set_value();
-            });
+        component.Start();
         ownLoop.Run();
         component.Stop();
+        api.reset();
     }
 
     const TemporaryFolder folder;

@@ -99,7 +99,7 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
         StatusStore store(folder / "state");
         ASSERT_TRUE(store.Begin(Id, true, "this-boot", 0));
         store.WriteProperty(Id, "InstallerSlotName", "rootfs.0");
-        store.SetPhase(Id, InstallationPhase::Prepared);
+        store.SetPrepared(Id);
     }
     // Without RAUC it cannot be told how far the installation came, so it goes on running.
     EXPECT_EQ(Run({{"Serving as 'zel.SoftwareUpdate1'", [this](ProgramRun&) { bus.Kill(); }}}), 1) << log;

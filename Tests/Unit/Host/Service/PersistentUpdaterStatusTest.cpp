@@ -101,24 +101,28 @@ TEST_F(PersistentUpdaterStatusTest, TheRecordTellsHowFarAnInstallationCame)
 {
     const auto getRecord = [this] { return status->GetComponentStatus(Id)->record; };
     ASSERT_TRUE(status->WriteProperty(Id, Slot, "", true));
-    EXPECT_EQ(getRecord().phase, InstallationPhase::None);
+    EXPECT_FALSE(getRecord().prepared);
     status->SetDueTime(Id, 1000);
     ASSERT_TRUE(status->BeginInstallation(Id, true));
-    EXPECT_EQ(getRecord().phase, InstallationPhase::Begun);
+    EXPECT_FALSE(getRecord().prepared);
     EXPECT_EQ(getRecord().bootId, "boot-1");
     EXPECT_EQ(getRecord().dueTime, 1000);
     // The call counts, even with an empty value.
     ASSERT_TRUE(status->WriteProperty(Id, Slot, "", true));
-    EXPECT_EQ(getRecord().phase, InstallationPhase::Prepared);
-    status->NoteRestart(Id);
-    EXPECT_EQ(getRecord().phase, InstallationPhase::Restarting);
+    EXPECT_TRUE(getRecord().prepared);
     status->EndInstallation(Id, true);
-    EXPECT_EQ(getRecord().phase, InstallationPhase::None);
+    EXPECT_FALSE(getRecord().prepared);
     EXPECT_EQ(getRecord().dueTime, 0);
     // The due time was that of one installation; a revert finds its slot recorded.
     ASSERT_TRUE(status->BeginInstallation(Id, false));
-    EXPECT_EQ(getRecord().phase, InstallationPhase::Prepared);
+    EXPECT_TRUE(getRecord().prepared);
     EXPECT_EQ(getRecord().dueTime, 0);
+    // What is called off leaves no verdict, and only what is running can be.
+    const auto verdict = status->GetComponentStatus(Id)->lastVerdict;
+    EXPECT_TRUE(status->CallOff(Id));
+    EXPECT_EQ(getRecord().state, InstallationState::Idle);
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict->time, verdict->time);
+    EXPECT_FALSE(status->CallOff(Id));
 }
 
 TEST_F(PersistentUpdaterStatusTest, AFailureIsRecordedWithTheMessageThatStands)

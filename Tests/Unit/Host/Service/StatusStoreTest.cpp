@@ -144,7 +144,7 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
         ASSERT_TRUE(store.Resume(Id));
         store.WriteProperty(Id, "Long", text);
         ASSERT_TRUE(store.Begin(Id, true, "boot-2", 1234567890123456));
-        store.SetPhase(Id, InstallationPhase::Restarting);
+        store.SetPrepared(Id);
         store.AddNotification({"Name", "Sender", System::Nm::Severity::Error, moment, "Message"});
     }
     StatusStore store(folder.GetPath());
@@ -153,7 +153,7 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     EXPECT_EQ(record.state, InstallationState::Installing);
     EXPECT_TRUE(record.revertible);
     EXPECT_TRUE(record.begunAsInstallation);
-    EXPECT_EQ(record.phase, InstallationPhase::Restarting);
+    EXPECT_TRUE(record.prepared);
     EXPECT_EQ(record.bootId, "boot-2");
     EXPECT_EQ(record.dueTime, 1234567890123456);
     EXPECT_EQ(store.ReadProperty("controller 750", "Long"), text);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "Service/Delivery.h"
+#include "Service/EventLoop.h"
+#include "Service/PersistentUpdaterStatus.h"
+#include "Service/RaucAnswer.h"
+#include "Service/RequestResult.h"
+
+#include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
+
+#include <functional>
+#include <memory>
+
+namespace Zel::Host::Service
+{
+
+/// What a component needs of the service; all of it outlives the component.
+struct ComponentEnvironment
+{
+    EventLoop& loop;
+    Delivery& delivery;
+    std::shared_ptr<PersistentUpdaterStatus> status;
+    /// May throw, like `IUpdaterModule::Initialize`.
+    std::function<std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule>()> createModule;
+    /// The module's settings document.
+    String settingsPath;
+    RaucProbe probe;
+    /// Orders a restart of the device.
+    EventLoop::Task restartDevice;
+    /// Told each time a start has ended, with the reason of a failure.
+    Completion started;
+    /// Told, each time it is found, why a start has to wait.
+    std::function<void(const String& reason)> startDelayed;
+    /// Told about an installation that was ended without its module: the version that was to be installed,
+    /// and why.
+    std::function<void(const String& version, const String& reason)> interrupted;
+};
+
+} // namespace Zel::Host::Service

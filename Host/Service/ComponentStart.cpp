@@ -1,0 +1,165 @@
+#include "Service/ComponentStart.h"
+
+#include "Service/Clock.h"
+
+#include <utility>
+
+namespace Zel::Host::Service
+{
+
+using Services::SoftwareUpdate::InstallationState;
+using System::Commons::Diagnostics::Logging::LogLevel;
+
+ComponentStart::ComponentStart(const String& componentId, const ComponentEnvironment& environment,
+                               Handlers handlers)
+    : componentId(componentId), environment(environment), handlers(std::move(handlers)),
+      checkTimer(environment.loop, [this] { Check(); })
+{
+}
+
+void ComponentStart::Begin()
+{
+    underWay = true;
+    deadline = std::chrono::steady_clock::now() + Patience;
+    Check();
+}
+
+void ComponentStart::Abandon()
+{
+    underWay = false;
+    checkTimer.Disarm();
+}
+
+void ComponentStart::Check()
+{
+    if (!IsInstalling())
+    {
+        Initialize({});
+        return;
+    }
+    environment.probe(
+        [this](const RaucAnswer& answer)
+        {
+            if (underWay)
+            {
+                Follow(Decide(answer));
+            }
+        });
+}
+
+bool ComponentStart::IsInstalling() const
+{
+    const auto status = environment.status->GetComponentStatus(componentId);
+    return !status || status->record.state == InstallationState::Installing;
+}
+
+StartGuard::Decision ComponentStart::Decide(const RaucAnswer& answer)
+{
+    const auto status = environment.status->GetComponentStatus(componentId);
+    if (!status)
+    {
+        return {StartAction::Wait, "The status store has to tell whether an installation is running."};
+    }
+    if (answer.state == RaucState::Busy)
+    {
+        // Its time to come begins when it is done.
+        deadline = std::chrono::steady_clock::now() + Patience;
+    }
+    StartFacts facts;
+    facts.record = status->record;
+    facts.bootId = environment.status->GetBootId();
+    environment.status->ReadProperty(componentId, PersistentUpdaterStatus::InstallerSlotProperty,
+                                     facts.installerSlot);
+    facts.rauc = answer;
+    facts.waitedLong = std::chrono::steady_clock::now() >= deadline;
+    facts.now = GetUnixTime();
+    return StartGuard::Decide(facts);
+}
+
+void ComponentStart::Follow(const StartGuard::Decision& decision)
+{
+    switch (decision.action)
+    {
+    case StartAction::Initialize:
+        Initialize({});
+        break;
+    case StartAction::Wait:
+        Wait(decision.reason);
+        break;
+    case StartAction::Restart:
+        Restart(decision.reason);
+        break;
+    case StartAction::EndAsFailed:
+        EndAsFailed(decision.reason);
+        break;
+    case StartAction::InstallAgain:
+        InstallAgain(decision.reason);
+        break;
+    }
+}
+
+void ComponentStart::Wait(const String& reason)
+{
+    environment.status->SetMessage(componentId, reason, false);
+    checkTimer.Arm(CheckInterval);
+    environment.startDelayed(reason);
+}
+
+void ComponentStart::Restart(const String& reason)
+{
+    Log(LogLevel::Warning, "{0} It is restarted now.", reason);
+    environment.status->SetMessage(componentId, reason + " It is restarted now.", false);
+    underWay = false;
+    environment.restartDevice();
+    handlers.restarting();
+}
+
+void ComponentStart::EndAsFailed(const String& reason)
+{
+    const String version = ReadTargetVersion();
+    Log(LogLevel::Error, "{0} It has failed.", reason);
+    environment.status->SetMessage(componentId, reason, false);
+    environment.status->EndInstallation(componentId, false);
+    if (IsInstalling())
+    {
+        // The store could not keep the end, and a module would decide what it must not.
+        checkTimer.Arm(CheckInterval);
+        return;
+    }
+    environment.interrupted(version, reason);
+    Initialize({});
+}
+
+void ComponentStart::InstallAgain(const String& reason)
+{
+    const String version = ReadTargetVersion();
+    if (version.empty())
+    {
+        EndAsFailed(reason);
+        return;
+    }
+    const auto status = environment.status->GetComponentStatus(componentId);
+    if (!status || !environment.status->CallOff(componentId))
+    {
+        checkTimer.Arm(CheckInterval);
+        return;
+    }
+    Log(LogLevel::Warning, "{0} Version {1} is going to be asked for again.", reason, version);
+    environment.status->SetMessage(componentId, reason, false);
+    Initialize(Delayed{version, status->record.dueTime});
+}
+
+void ComponentStart::Initialize(const std::optional<Delayed>& delayed)
+{
+    underWay = false;
+    handlers.initialize(delayed);
+}
+
+String ComponentStart::ReadTargetVersion() const
+{
+    String version;
+    environment.status->ReadProperty(componentId, PersistentUpdaterStatus::TargetVersionProperty, version);
+    return version;
+}
+
+} // namespace Zel::Host::Service

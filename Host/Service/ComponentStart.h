@@ -1,0 +1,72 @@
+#pragma once
+
+#include "Service/ComponentEnvironment.h"
+#include "Service/LoopTimer.h"
+#include "Service/StartGuard.h"
+
+#include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace Zel::Host::Service
+{
+
+/// The time before a component's module is initialized: asks `StartGuard`, again and again while it says so,
+/// and does what it decides. Used on the loop's thread.
+class ComponentStart : private System::Commons::Diagnostics::Logging::Loggable<ComponentStart>
+{
+public:
+    /// An installation that is to be asked for again once the module is there.
+    struct Delayed
+    {
+        String version;
+        /// Microseconds since 1970 in UTC.
+        std::int64_t dueTime = 0;
+    };
+
+    struct Handlers
+    {
+        /// The module is to be initialized.
+        std::function<void(const std::optional<Delayed>& delayed)> initialize;
+        /// A restart of the device was ordered, the module stays away.
+        EventLoop::Task restarting;
+    };
+
+    /// After what time RAUC is asked again, and how long it is waited for where that may have an end.
+    static constexpr std::chrono::seconds CheckInterval{1};
+    static constexpr std::chrono::seconds Patience{90};
+
+    ComponentStart(const String& componentId, const ComponentEnvironment& environment, Handlers handlers);
+    ComponentStart(const ComponentStart&) = delete;
+    ComponentStart& operator=(const ComponentStart&) = delete;
+
+    void Begin();
+    /// No handler is called until the next `Begin`.
+    void Abandon();
+
+private:
+    void Check();
+    /// True as well when the store cannot tell.
+    [[nodiscard]] bool IsInstalling() const;
+    [[nodiscard]] StartGuard::Decision Decide(const RaucAnswer& answer);
+    void Follow(const StartGuard::Decision& decision);
+    void Wait(const String& reason);
+    void Restart(const String& reason);
+    void EndAsFailed(const String& reason);
+    void InstallAgain(const String& reason);
+    void Initialize(const std::optional<Delayed>& delayed);
+    [[nodiscard]] String ReadTargetVersion() const;
+
+    const String& componentId;
+    const ComponentEnvironment& environment;
+    const Handlers handlers;
+    bool underWay = false;
+    std::chrono::steady_clock::time_point deadline;
+    LoopTimer checkTimer;
+};
+
+} // namespace Zel::Host::Service
