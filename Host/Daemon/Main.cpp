@@ -45,6 +45,19 @@ class Daemon : private Loggable<Daemon>
 {
 public:
     /// Returns the exit code.
+    [[nodiscard]] static int Check(const String& settingsPath)
+    {
+        LogManager::AddSink(LogManager::CreateConsoleSink());
+        ServiceSettings settings;
+        if (!TryLoad(settings, settingsPath))
+        {
+            return EXIT_FAILURE;
+        }
+        std::cout << settingsPath << ": ok" << std::endl;
+        return EXIT_SUCCESS;
+    }
+
+    /// Returns the exit code.
     [[nodiscard]] static int Run(const String& settingsPath)
     {
         const auto console = LogManager::CreateConsoleSink();
@@ -104,6 +117,9 @@ int main(int argumentCount, char** arguments)
                      UpdateService::ProcessName);
         String settingsPath = "/etc/zel-updated/settings.xml";
         app.add_option("--settings", settingsPath, "The settings document")->capture_default_str();
+        String checkedPath;
+        app.add_option("--check-config", checkedPath,
+                       "Check a settings document, say what is wrong, and end");
         app.set_version_flag("--version", Version);
         try
         {
@@ -113,7 +129,7 @@ int main(int argumentCount, char** arguments)
         {
             return app.exit(error) == 0 ? EXIT_SUCCESS : UsageError;
         }
-        return Daemon::Run(settingsPath);
+        return checkedPath.empty() ? Daemon::Run(settingsPath) : Daemon::Check(checkedPath);
     }
     catch (const std::exception& exception)
     {

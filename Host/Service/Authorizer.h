@@ -1,16 +1,49 @@
 #pragma once
 
+#include "Service/BusConnection.h"
+
+#include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
+
 #include <sys/types.h>
+
+#include <functional>
 
 namespace Zel::Host::Service
 {
 
-/// Decides who may change something. Everybody may read.
-class Authorizer
+/// Decides who may change something: root and the user that the service runs as; whom polkit allows it, where
+/// there is a polkit; else the members of a group. Used on the loop's thread.
+class Authorizer : private System::Commons::Diagnostics::Logging::Loggable<Authorizer>
 {
 public:
-    /// Root and the user that the service runs as.
-    [[nodiscard]] static bool MayChange(uid_t effectiveUser) noexcept;
+    /// What the actions' names begin with; a method's name in lower case follows.
+    inline static const String ActionPrefix = "zel.softwareupdate1.";
+
+    struct Caller
+    {
+        /// The connection's unique name.
+        String name;
+        uid_t user = 0;
+        /// Whether the caller waits for somebody to authenticate.
+        bool interactive = false;
+    };
+
+    /// Gets the reason of a refusal; empty where the caller may. Called once, maybe at once.
+    using Handler = std::function<void(const String& refusal)>;
+
+    /// `group` may be empty for none. The connection outlives the authorizer.
+    Authorizer(BusConnection& connection, String group);
+
+    void Check(const Caller& caller, const String& action, const Handler& handler);
+
+private:
+    void OnAnswer(const BusAnswer& answer, const Caller& caller, const String& action,
+                  const Handler& handler) const;
+    [[nodiscard]] bool IsMember(uid_t user) const;
+
+    BusConnection& connection;
+    const String group;
 };
 
 } // namespace Zel::Host::Service

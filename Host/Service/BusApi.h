@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Service/Authorizer.h"
 #include "Service/BusConnection.h"
-#include "Service/Component.h"
+#include "Service/BusSlot.h"
+#include "Service/ComponentObject.h"
 
 #include "Zel/String.h"
 
@@ -12,15 +14,13 @@ namespace Zel::Host::Service
 {
 
 /// The service on the bus, as zel.SoftwareUpdate1.xml describes it: a translation between D-Bus and the
-/// components, without decisions of its own but who may call. Used on the loop's thread.
+/// components, without decisions of its own. Used on the loop's thread.
 class BusApi
 {
 public:
     inline static const String BusName = "zel.SoftwareUpdate1";
     inline static const String ManagerPath = "/zel/SoftwareUpdate1";
-    inline static const String ComponentPrefix = "/zel/SoftwareUpdate1/component";
     inline static const String ManagerInterface = "zel.SoftwareUpdate1.Manager";
-    inline static const String ComponentInterface = "zel.SoftwareUpdate1.Component";
     inline static const String ErrorPrefix = "zel.SoftwareUpdate1.Error.";
 
     /// What is published; it all outlives the API.
@@ -31,6 +31,8 @@ public:
         String bootId;
         std::vector<String> modules;
         std::vector<Component*> components;
+        /// The group whose members may change something where there is no polkit; empty for none.
+        String group;
     };
 
     /// Publishes the objects and owns the name; throws `Exception` where that fails.
@@ -40,32 +42,11 @@ public:
     BusApi(const BusApi&) = delete;
     BusApi& operator=(const BusApi&) = delete;
 
-    /// Returns the object path of a component.
-    [[nodiscard]] static String GetPath(const String& componentId);
-
-    /// One published component.
-    struct Published
-    {
-        Component* component;
-        String path;
-        String bootId;
-    };
-
 private:
-    struct Unreference
-    {
-        void operator()(sd_bus_slot* slot) const noexcept;
-    };
-
-    using Slot = std::unique_ptr<sd_bus_slot, Unreference>;
-
-    void PublishManager();
-    void Publish(Component& component);
-
-    BusConnection& connection;
     const Content content;
-    std::vector<std::unique_ptr<Published>> published;
-    std::vector<Slot> slots;
+    Authorizer authorizer;
+    BusSlot managerSlot;
+    std::vector<std::unique_ptr<ComponentObject>> objects;
 };
 
 } // namespace Zel::Host::Service

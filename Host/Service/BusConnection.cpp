@@ -46,10 +46,13 @@ int OnAnswer(sd_bus_message* message, void* handler, sd_bus_error* /*error*/)
         answer.errorName = error->name;
         answer.text = error->message != nullptr ? error->message : "";
     }
-    else if (const char* text = nullptr; sd_bus_message_read(message, "s", &text) > 0)
+    else if (const char* text = nullptr; sd_bus_message_read(message, "s", &text) > 0 ||
+                                         sd_bus_message_read(message, "v", "s", &text) > 0)
     {
         answer.text = text;
     }
+    static_cast<void>(sd_bus_message_rewind(message, 1));
+    answer.message = message;
     EventLoop::Guard([&] { (*static_cast<BusConnection::AnswerHandler*>(handler))(answer); });
     return 1;
 }
@@ -79,9 +82,9 @@ int Send(sd_bus* bus, const BusCall& call, sd_bus_slot** slot, BusConnection::An
     int result = sd_bus_message_new_method_call(bus, &created, call.destination.c_str(), call.path.c_str(),
                                                 call.interface.c_str(), call.member.c_str());
     const MessagePointer message(created);
-    if (result >= 0 && call.argument)
+    if (result >= 0 && call.write)
     {
-        result = sd_bus_message_append(created, "b", static_cast<int>(*call.argument));
+        result = call.write(created);
     }
     return result < 0 ? result
                       : sd_bus_call_async(bus, slot, created, OnAnswer, handler,

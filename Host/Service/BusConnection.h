@@ -7,9 +7,9 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
 
 struct sd_bus;
+struct sd_bus_message;
 struct sd_bus_slot;
 
 namespace Zel::Host::Service
@@ -22,9 +22,9 @@ struct BusCall
     String path;
     String interface;
     String member;
-    /// The one argument, if there is one.
-    std::optional<bool> argument;
     std::chrono::microseconds timeout;
+    /// Appends the arguments, and returns a negated errno on failure; empty for none.
+    std::function<int(sd_bus_message* call)> write;
 };
 
 /// How such a call ended.
@@ -32,8 +32,10 @@ struct BusAnswer
 {
     /// The D-Bus error's name; empty for a success.
     String errorName;
-    /// The error's text, or the first value of a success if that is a text.
+    /// The error's text, or the first value of a success if that is a text, or holds one.
     String text;
+    /// The answer from its beginning, borrowed while the handler runs; null where nothing was sent.
+    sd_bus_message* message = nullptr;
 
     [[nodiscard]] bool IsOk() const noexcept { return errorName.empty(); }
 };

@@ -1,6 +1,5 @@
 #include "Service/BusRequest.h"
 
-#include "Service/Authorizer.h"
 #include "Service/BusApi.h"
 
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
@@ -73,12 +72,15 @@ BusRequest::BusRequest(sd_bus_message* message) : message(sd_bus_message_ref(mes
         throw BusRequestException(SD_BUS_ERROR_ACCESS_DENIED, "Who calls could not be determined.");
     }
     static_cast<void>(sd_bus_creds_get_pid(queried, &process));
-    if (!Authorizer::MayChange(user))
-    {
-        throw BusRequestException(SD_BUS_ERROR_ACCESS_DENIED,
-                                  Format("User {0} may not change anything here. Call as root.", user));
-    }
+    const char* name = sd_bus_message_get_sender(message);
+    sender = {name != nullptr ? name : "", user,
+              sd_bus_message_get_allow_interactive_authorization(message) > 0};
     caller = Format("user {0} (process {1})", user, process);
+}
+
+String BusRequest::GetMember() const
+{
+    return sd_bus_message_get_member(message.get());
 }
 
 FileDescriptor BusRequest::ReadDescriptor() const
@@ -99,6 +101,13 @@ String BusRequest::ReadText() const
     const char* text = nullptr;
     CheckRead(sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_STRING, &text));
     return text;
+}
+
+std::uint32_t BusRequest::ReadNumber() const
+{
+    std::uint32_t number = 0;
+    CheckRead(sd_bus_message_read_basic(message.get(), SD_BUS_TYPE_UINT32, &number));
+    return number;
 }
 
 void BusRequest::ReadNoOptions() const
@@ -137,22 +146,35 @@ void BusRequest::ReadOptions(InstallRequest* request) const
     CheckRead(sd_bus_message_exit_container(message.get()));
 }
 
-Completion BusRequest::Reply(bool withText) const
+void BusRequest::Answer(const RequestResult& result, const Write& write) const
 {
-    return [message = message, withText](const RequestResult& result)
+    if (!result.IsOk())
     {
-        const String text = EscapeControlCharacters(result.text);
-        const String error = BusApi::ErrorPrefix + result.error;
-        const int sent = !result.IsOk()
-                             ? sd_bus_reply_method_errorf(message.get(), error.c_str(), "%s", text.c_str())
-                         : withText ? sd_bus_reply_method_return(message.get(), "s", text.c_str())
-                                    : sd_bus_reply_method_return(message.get(), "");
-        if (sent < 0)
-        {
-            Log(LogLevel::Warning, "A call could not be answered: {0}",
-                std::generic_category().message(-sent));
-        }
-    };
+        Refuse(BusApi::ErrorPrefix + result.error, result.text);
+        return;
+    }
+    sd_bus_message* created = nullptr;
+    int sent = sd_bus_message_new_method_return(message.get(), &created);
+    const std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)> answer(created,
+                                                                                  sd_bus_message_unref);
+    sent = sent >= 0 && write ? write(created) : sent;
+    sent = sent >= 0 ? sd_bus_send(nullptr, created, nullptr) : sent;
+    if (sent < 0)
+    {
+        Log(LogLevel::Warning, "A call of {0} could not be answered: {1}", caller,
+            std::generic_category().message(-sent));
+    }
+}
+
+void BusRequest::Refuse(const String& errorName, const String& reason) const
+{
+    const String text = EscapeControlCharacters(reason);
+    const int sent = sd_bus_reply_method_errorf(message.get(), errorName.c_str(), "%s", text.c_str());
+    if (sent < 0)
+    {
+        Log(LogLevel::Warning, "A call of {0} could not be refused: {1}", caller,
+            std::generic_category().message(-sent));
+    }
 }
 
 } // namespace Zel::Host::Service

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Service/Authorizer.h"
 #include "Service/ModuleCalls.h"
 #include "Service/RequestResult.h"
 
@@ -8,6 +9,8 @@
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Io/FileDescriptor.h"
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 
 struct sd_bus_message;
@@ -33,12 +36,21 @@ private:
     const char* name;
 };
 
-/// A client's method call: who calls, its arguments, and its one answer, which may be given later.
+/// A client's method call: who calls, its arguments, and its one answer, which may be given later. Copies are
+/// the same call.
 class BusRequest : private System::Commons::Diagnostics::Logging::Loggable<BusRequest>
 {
 public:
-    /// Finds out who calls. Throws `BusRequestException` for somebody who may not change anything.
+    /// Appends the values of an answer, and returns a negated errno on failure.
+    using Write = std::function<int(sd_bus_message* answer)>;
+
+    /// Finds out who calls. Throws `BusRequestException` where that fails.
     explicit BusRequest(sd_bus_message* message);
+
+    [[nodiscard]] const Authorizer::Caller& GetSender() const noexcept { return sender; }
+
+    /// The method's name.
+    [[nodiscard]] String GetMember() const;
 
     /// Says who calls, for people.
     [[nodiscard]] const String& GetCaller() const noexcept { return caller; }
@@ -46,19 +58,23 @@ public:
     /// Arguments are read in their order; what does not fit throws `BusRequestException`.
     [[nodiscard]] System::Commons::Io::FileDescriptor ReadDescriptor() const;
     [[nodiscard]] String ReadText() const;
+    [[nodiscard]] std::uint32_t ReadNumber() const;
     /// Reads the options of a method that knows none.
     void ReadNoOptions() const;
     /// Reads "fallback" (b) and "delay" (t, milliseconds) into `request`.
     void ReadInstallOptions(InstallRequest& request) const;
 
-    /// Returns what answers the call, with the result's text as the one value if `withText` is set. A client
-    /// that has gone is not missed.
-    [[nodiscard]] Completion Reply(bool withText) const;
+    /// Answers the call with the result's error, or with what `write` writes, if anything. A client that has
+    /// gone is not missed.
+    void Answer(const RequestResult& result, const Write& write = {}) const;
+    /// Answers the call with a D-Bus error.
+    void Refuse(const String& errorName, const String& reason) const;
 
 private:
     void ReadOptions(InstallRequest* request) const;
 
     std::shared_ptr<sd_bus_message> message;
+    Authorizer::Caller sender;
     String caller;
 };
 

@@ -88,6 +88,7 @@ void Component::OnInitialized(const std::optional<String>& failure)
     if (failure)
     {
         life = Life::Stopped;
+        FinishAfterStart();
         environment.started(RequestResult::FromCode(ResultCode::OperationFailed, *failure));
         return;
     }
@@ -99,16 +100,26 @@ void Component::OnInitialized(const std::optional<String>& failure)
 void Component::OnRestarting()
 {
     life = Life::Restarting;
+    FinishAfterStart();
     environment.started(RequestResult::Done());
 }
 
 void Component::OnReady()
 {
     life = Life::Ready;
+    FinishAfterStart();
     environment.started(RequestResult::Done());
     if (delayed)
     {
         InstallDelayed(*std::exchange(delayed, std::nullopt));
+    }
+}
+
+void Component::FinishAfterStart()
+{
+    if (const auto result = std::exchange(resultAfterStart, std::nullopt))
+    {
+        Finish(*result);
     }
 }
 
@@ -237,6 +248,10 @@ void Component::Apply(const ModulePicture& picture)
     show(picture.currentVersion, next.currentVersion);
     show(picture.pendingVersion, next.pendingVersion);
     show(picture.fallbackVersion, next.fallbackVersion);
+    if (picture.currentVersion || picture.pendingVersion || picture.fallbackVersion)
+    {
+        next.versionsTime = GetUnixTime();
+    }
     moduleRevertible = picture.revertible ? picture.revertible : moduleRevertible;
     Show(next);
     UpdateStatus();
@@ -270,7 +285,7 @@ void Component::UpdateStatus()
     next.progress = status.progress;
     next.progressText = EscapeControlCharacters(status.progressText);
     next.revertible = status.record.revertible && moduleRevertible.value_or(true);
-    next.lastVerdict = status.lastVerdict.value_or(Verdict());
+    next.lastVerdict = status.lastVerdict;
     next.lastVerdict.version = EscapeControlCharacters(next.lastVerdict.version);
     next.lastVerdict.reason = EscapeControlCharacters(next.lastVerdict.reason);
     next.nextStart = isInstalling && status.record.dueTime > now ? status.record.dueTime : 0;
@@ -279,7 +294,13 @@ void Component::UpdateStatus()
         delayTimer.Arm(std::chrono::microseconds(next.nextStart - now));
     }
     lastAnnouncement = std::chrono::steady_clock::now();
+    const bool isNewVerdict = verdictKnown && next.lastVerdict != snapshot.lastVerdict;
+    verdictKnown = true;
     Show(next);
+    if (isNewVerdict && verdictHandler)
+    {
+        verdictHandler(snapshot.lastVerdict);
+    }
     if (wasInstalling && !isInstalling && life == Life::Ready)
     {
         Refresh(true);
@@ -299,6 +320,16 @@ void Component::Show(const ComponentSnapshot& next)
 void Component::SetChangeHandler(ChangeHandler handler)
 {
     changeHandler = std::move(handler);
+}
+
+void Component::SetVerdictHandler(VerdictHandler handler)
+{
+    verdictHandler = std::move(handler);
+}
+
+std::vector<HistoryEntry> Component::GetHistory(std::uint32_t limit) const
+{
+    return environment.status->GetHistory(id, limit);
 }
 
 } // namespace Zel::Host::Service

@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace Zel::Host::Service
 {
@@ -23,6 +24,9 @@ public:
     using FileDescriptor = Delivery::FileDescriptor;
     using IUpdaterModule = Services::SoftwareUpdate::IUpdaterModule;
     using ChangeHandler = std::function<void(const std::vector<String>& properties)>;
+    using VerdictHandler = std::function<void(const Verdict& verdict)>;
+    using InspectionCompletion =
+        std::function<void(const RequestResult& result, const Inspection& inspection)>;
 
     /// After what time the versions are asked for again where RAUC did not rest.
     static constexpr std::chrono::seconds RefreshRetry{5};
@@ -53,8 +57,18 @@ public:
     /// the time of the completion the picture shows what the request did.
     void Stage(FileDescriptor bundle, const String& caller, const Completion& completion);
     void Install(const InstallRequest& request, const String& caller, const Completion& completion);
+    /// Calls an installation off that waits for its time: the module, whose executor would start it, is
+    /// destroyed; when RAUC was not asked for anything the state becomes idle, and a new module is made.
+    void Cancel(const String& caller, const Completion& completion);
     void Revert(const String& caller, const Completion& completion);
     void Resume(const String& caller, const Completion& completion);
+
+    /// Looks at a bundle and changes nothing. Refused while an installation is running or waiting, as RAUC
+    /// refuses to start one while it is asked.
+    void Inspect(FileDescriptor bundle, const String& caller, const InspectionCompletion& completion);
+
+    /// Returns the latest entries of the history, the newest one first.
+    [[nodiscard]] std::vector<HistoryEntry> GetHistory(std::uint32_t limit) const;
 
     /// To be called after the status store changed this component's record.
     void OnStatusChanged();
@@ -64,6 +78,8 @@ public:
 
     /// Has `handler` called with the names of the properties that changed, after each change of the picture.
     void SetChangeHandler(ChangeHandler handler);
+    /// Has `handler` called with each new verdict.
+    void SetVerdictHandler(VerdictHandler handler);
 
     [[nodiscard]] const String& GetId() const noexcept { return id; }
 
@@ -71,6 +87,9 @@ public:
 
     /// Asks the store; true as well when that cannot tell.
     [[nodiscard]] bool IsInstalling();
+
+    /// How long the module's present call has been running without progress; 0 between calls.
+    [[nodiscard]] std::chrono::milliseconds GetWorkTime() const { return worker.GetTaskTime(); }
 
     /// Whether the last start has ended well.
     [[nodiscard]] bool HasStarted() const noexcept;
@@ -106,9 +125,15 @@ private:
     /// Goes on with the request when RAUC would answer, or else refuses it.
     void WhenRaucRests(EventLoop::Task next);
     void TakeBundle(const std::shared_ptr<FileDescriptor>& bundle);
-    [[nodiscard]] RequestResult Deliver(const FileDescriptor& bundle,
-                                        std::shared_ptr<DeliveredFile>& file) const;
+    [[nodiscard]] RequestResult Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file);
     void HandOver(const std::shared_ptr<DeliveredFile>& file);
+    /// Copies the bundle on the worker, then goes on with the result; the file is null where that failed.
+    void DeliverThen(const std::shared_ptr<FileDescriptor>& bundle,
+                     std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then);
+    void LookAt(const std::shared_ptr<DeliveredFile>& file, const RequestResult& delivery,
+                const std::shared_ptr<Inspection>& inspection);
+    void CallOff(const RaucAnswer& answer);
+    void SetUpcoming(const InstallRequest& installRequest);
     void CallModule(ModuleCall call, Completion then);
     void Finish(const RequestResult& result);
 
@@ -117,6 +142,7 @@ private:
     void OnInitialized(const std::optional<String>& failure);
     void OnRestarting();
     void OnReady();
+    void FinishAfterStart();
     void InstallDelayed(const ComponentStart::Delayed& installation);
     /// Reads versions from the module if RAUC allows that now, or else later.
     void Refresh(bool withFallback);
@@ -132,13 +158,17 @@ private:
     std::optional<bool> moduleRevertible;
     /// Whether the store answered when it was asked last.
     bool statusKnown = false;
+    bool verdictKnown = false;
     ChangeHandler changeHandler;
+    VerdictHandler verdictHandler;
     Life life = Life::Stopped;
     EventLoop::Task dropDone;
     ComponentStart start;
     /// Asked for again once the module is there.
     std::optional<ComponentStart::Delayed> delayed;
     std::optional<Request> request;
+    /// Ends the request when the module is there again.
+    std::optional<RequestResult> resultAfterStart;
     bool refreshWanted = false;
     bool fallbackWanted = false;
     std::chrono::steady_clock::time_point lastAnnouncement;

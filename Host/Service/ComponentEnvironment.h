@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Service/BundleInspector.h"
 #include "Service/Delivery.h"
 #include "Service/EventLoop.h"
 #include "Service/PersistentUpdaterStatus.h"
@@ -25,6 +26,8 @@ struct ComponentEnvironment
     /// The module's settings document.
     String settingsPath;
     RaucProbe probe;
+    /// Adds what others say to what is known of the bundle at a path; on the loop's thread, returns at once.
+    std::function<void(const String& path, InspectionFacts facts, BundleInspector::Handler handler)> inspect;
     /// Orders a restart of the device.
     EventLoop::Task restartDevice;
     /// Told each time a start has ended, with the reason of a failure.

@@ -18,6 +18,8 @@ using System::Core::Format;
 namespace
 {
 
+constexpr std::size_t MaximumVersion = 511; // characters
+
 const char* Describe(RaucState state)
 {
     switch (state)
@@ -59,16 +61,31 @@ void Component::Install(const InstallRequest& installRequest, const String& call
                                    Format("The delay must be shorter than {0} milliseconds.", DelayLimit)));
         return;
     }
+    if (installRequest.version.size() > MaximumVersion)
+    {
+        Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument),
+                                      Format("The version has {0} characters, at most {1} are possible.",
+                                             installRequest.version.size(), MaximumVersion)));
+        return;
+    }
     WhenRaucRests(
         [this, installRequest]
         {
-            constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
-            const auto delay = static_cast<std::int64_t>(installRequest.delay);
-            environment.status->SetDueTime(id, delay > 0 ? GetUnixTime() + delay * MicrosecondsPerMillisecond
-                                                         : 0);
+            SetUpcoming(installRequest);
             CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
                        [this](const RequestResult& result) { Finish(result); });
         });
+}
+
+void Component::SetUpcoming(const InstallRequest& installRequest)
+{
+    constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
+    const auto delay = static_cast<std::int64_t>(installRequest.delay);
+    const bool fallback = installRequest.fallback;
+    const String& offered = fallback ? snapshot.fallbackVersion : snapshot.pendingVersion;
+    environment.status->SetUpcoming(id, {request->caller, fallback, snapshot.currentVersion,
+                                         installRequest.version.empty() ? offered : installRequest.version,
+                                         delay > 0 ? GetUnixTime() + delay * MicrosecondsPerMillisecond : 0});
 }
 
 void Component::Revert(const String& caller, const Completion& completion)
@@ -78,6 +95,8 @@ void Component::Revert(const String& caller, const Completion& completion)
         WhenRaucRests(
             [this]
             {
+                environment.status->SetUpcoming(
+                    id, {request->caller, false, snapshot.currentVersion, snapshot.fallbackVersion, 0});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
                            [this](const RequestResult& result) { Finish(result); });
             });
@@ -153,13 +172,8 @@ void Component::WhenRaucRests(EventLoop::Task next)
 
 void Component::TakeBundle(const std::shared_ptr<FileDescriptor>& bundle)
 {
-    worker.Post(
-        [this, bundle]
-        {
-            std::shared_ptr<DeliveredFile> file;
-            const RequestResult result = Deliver(*bundle, file);
-            environment.loop.Post(
-                [this, result, file]
+    DeliverThen(bundle,
+                [this](const RequestResult& result, const std::shared_ptr<DeliveredFile>& file)
                 {
                     if (!result.IsOk())
                     {
@@ -169,14 +183,26 @@ void Component::TakeBundle(const std::shared_ptr<FileDescriptor>& bundle)
                     // The copy may have taken long.
                     WhenRaucRests([this, file] { HandOver(file); });
                 });
+}
+
+void Component::DeliverThen(
+    const std::shared_ptr<FileDescriptor>& bundle,
+    std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then)
+{
+    worker.Post(
+        [this, bundle, then = std::move(then)]
+        {
+            std::shared_ptr<DeliveredFile> file;
+            const RequestResult result = Deliver(*bundle, file);
+            environment.loop.Post([then, result, file] { then(result, file); });
         });
 }
 
-RequestResult Component::Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file) const
+RequestResult Component::Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file)
 {
     try
     {
-        file = environment.delivery.Take(bundle);
+        file = environment.delivery.Take(bundle, [this] { worker.NoteProgress(); });
         return RequestResult::Done();
     }
     catch (const ArgumentException& exception)

@@ -1,19 +1,7 @@
 #include "Service/ComponentSnapshot.h"
 
-#include <tuple>
-
 namespace Zel::Host::Service
 {
-
-namespace
-{
-
-auto AsTuple(const Verdict& verdict)
-{
-    return std::tie(verdict.succeeded, verdict.version, verdict.reason, verdict.time);
-}
-
-} // namespace
 
 std::vector<String> ComponentSnapshot::GetChanges(const ComponentSnapshot& earlier) const
 {
@@ -32,7 +20,8 @@ std::vector<String> ComponentSnapshot::GetChanges(const ComponentSnapshot& earli
     compare("CurrentVersion", currentVersion == earlier.currentVersion);
     compare("PendingVersion", pendingVersion == earlier.pendingVersion);
     compare("FallbackVersion", fallbackVersion == earlier.fallbackVersion);
-    compare("LastVerdict", AsTuple(lastVerdict) == AsTuple(earlier.lastVerdict));
+    compare("VersionsTime", versionsTime == earlier.versionsTime);
+    compare("LastVerdict", lastVerdict == earlier.lastVerdict);
     compare("NextStart", nextStart == earlier.nextStart);
     return changes;
 }

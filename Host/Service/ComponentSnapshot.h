@@ -23,6 +23,8 @@ struct ComponentSnapshot
     String currentVersion;
     String pendingVersion;
     String fallbackVersion;
+    /// When they were read last, in microseconds since 1970 in UTC; 0 before.
+    std::int64_t versionsTime = 0;
     /// The last verdict; without one the time is 0.
     Verdict lastVerdict;
     /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 when none waits.

@@ -68,8 +68,7 @@ StartGuard::Decision ComponentStart::Decide(const RaucAnswer& answer)
     StartFacts facts;
     facts.record = status->record;
     facts.bootId = environment.status->GetBootId();
-    environment.status->ReadProperty(componentId, PersistentUpdaterStatus::InstallerSlotProperty,
-                                     facts.installerSlot);
+    environment.status->ReadProperty(componentId, StatusStore::InstallerSlotProperty, facts.installerSlot);
     facts.rauc = answer;
     facts.waitedLong = std::chrono::steady_clock::now() >= deadline;
     facts.now = GetUnixTime();
@@ -81,6 +80,7 @@ void ComponentStart::Follow(const StartGuard::Decision& decision)
     switch (decision.action)
     {
     case StartAction::Initialize:
+        environment.status->AddStep(componentId, "Restarted");
         Initialize({});
         break;
     case StartAction::Wait:
@@ -139,7 +139,7 @@ void ComponentStart::InstallAgain(const String& reason)
         return;
     }
     const auto status = environment.status->GetComponentStatus(componentId);
-    if (!status || !environment.status->CallOff(componentId))
+    if (!status || !environment.status->CallOff(componentId, reason))
     {
         checkTimer.Arm(CheckInterval);
         return;
@@ -158,7 +158,7 @@ void ComponentStart::Initialize(const std::optional<Delayed>& delayed)
 String ComponentStart::ReadTargetVersion() const
 {
     String version;
-    environment.status->ReadProperty(componentId, PersistentUpdaterStatus::TargetVersionProperty, version);
+    environment.status->ReadProperty(componentId, StatusStore::TargetVersionProperty, version);
     return version;
 }
 

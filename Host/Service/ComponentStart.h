@@ -48,11 +48,13 @@ public:
     /// No handler is called until the next `Begin`.
     void Abandon();
 
+    /// What the guard would decide now, after this answer of RAUC's.
+    [[nodiscard]] StartGuard::Decision Decide(const RaucAnswer& answer);
+
 private:
     void Check();
     /// True as well when the store cannot tell.
     [[nodiscard]] bool IsInstalling() const;
-    [[nodiscard]] StartGuard::Decision Decide(const RaucAnswer& answer);
     void Follow(const StartGuard::Decision& decision);
     void Wait(const String& reason);
     void Restart(const String& reason);

@@ -15,6 +15,8 @@ using System::Core::Format;
 
 DatabaseException::~DatabaseException() = default;
 
+DamagedDatabaseException::~DamagedDatabaseException() = default;
+
 void Database::Close::operator()(sqlite3* closed) const noexcept
 {
     sqlite3_close_v2(closed);
@@ -51,10 +53,10 @@ void Database::Open()
 
 void Database::Check()
 {
-    Statement check = Prepare("PRAGMA quick_check(1)");
+    Statement check = Prepare("PRAGMA integrity_check(1)");
     if (const String verdict = check.Step() ? check.GetText(0) : "no answer"; verdict != "ok")
     {
-        throw DatabaseException(Format("The database '{0}' is damaged: {1}", path, verdict));
+        throw DamagedDatabaseException(Format("The database '{0}' is damaged: {1}", path, verdict));
     }
 }
 
@@ -78,7 +80,7 @@ void Database::Throw(const char* action) const
     const char* text = handle ? sqlite3_errmsg(handle.get()) : sqlite3_errstr(code);
     if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB)
     {
-        throw DatabaseException(Format("The database '{0}' is damaged: {1}", path, text));
+        throw DamagedDatabaseException(Format("The database '{0}' is damaged: {1}", path, text));
     }
     throw DatabaseException(Format("Failed to {0} the database '{1}': {2}", action, path, text));
 }

@@ -25,6 +25,18 @@ public:
     DatabaseException& operator=(DatabaseException&&) = default;
 };
 
+/// The file is no database, or is damaged.
+class DamagedDatabaseException : public DatabaseException
+{
+public:
+    using DatabaseException::DatabaseException;
+    ~DamagedDatabaseException() override;
+    DamagedDatabaseException(const DamagedDatabaseException&) = default;
+    DamagedDatabaseException(DamagedDatabaseException&&) = default;
+    DamagedDatabaseException& operator=(const DamagedDatabaseException&) = default;
+    DamagedDatabaseException& operator=(DamagedDatabaseException&&) = default;
+};
+
 /// One SQLite file: durable at each commit. Not thread-safe. Every failure throws `DatabaseException`.
 class Database
 {
@@ -76,8 +88,8 @@ public:
         Database* database;
     };
 
-    /// Opens the file at `path`, and creates it with mode 0600 where there is none. A damaged file is
-    /// refused.
+    /// Opens the file at `path`, and creates it with mode 0600 where there is none. All of it is checked:
+    /// throws `DamagedDatabaseException` for a damaged one.
     explicit Database(const String& path);
 
     [[nodiscard]] Statement Prepare(const char* text);

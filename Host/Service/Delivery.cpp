@@ -66,7 +66,7 @@ bool IsSameContent(const struct stat& left, const struct stat& right)
 /// Copies within the kernel as far as it does that: across file systems, and on some of them, it refuses or
 /// copies nothing. Returns how many bytes were copied.
 std::uint64_t CopyInKernel(const Delivery::FileDescriptor& source, const Delivery::FileDescriptor& target,
-                           std::uint64_t size)
+                           std::uint64_t size, const std::function<void()>& progress)
 {
     off64_t offset = 0;
     while (static_cast<std::uint64_t>(offset) < size)
@@ -80,12 +80,13 @@ std::uint64_t CopyInKernel(const Delivery::FileDescriptor& source, const Deliver
         }
         // Written back while copying, the sync at the end is short.
         static_cast<void>(sync_file_range(target.Get(), begin, offset - begin, SYNC_FILE_RANGE_WRITE));
+        progress();
     }
     return static_cast<std::uint64_t>(offset);
 }
 
 void CopyByBuffer(const Delivery::FileDescriptor& source, const Delivery::FileDescriptor& target,
-                  std::uint64_t offset, std::uint64_t size)
+                  std::uint64_t offset, std::uint64_t size, const std::function<void()>& progress)
 {
     std::vector<char> buffer(BufferSize);
     while (offset < size)
@@ -104,6 +105,7 @@ void CopyByBuffer(const Delivery::FileDescriptor& source, const Delivery::FileDe
         static_cast<void>(
             sync_file_range(target.Get(), static_cast<off64_t>(offset), count, SYNC_FILE_RANGE_WRITE));
         offset += static_cast<std::uint64_t>(count);
+        progress();
     }
 }
 
@@ -129,7 +131,8 @@ Delivery::Delivery(const String& folder) : folder(PrepareOwnFolder(folder))
     }
 }
 
-std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source)
+std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source,
+                                              const std::function<void()>& progress)
 {
     const struct stat before = source.GetStatus();
     CheckSource(source, before);
@@ -138,7 +141,7 @@ std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source)
     auto target = std::make_unique<DeliveredFile>(*this, folder + "/bundle-" + std::to_string(++lastNumber));
     try
     {
-        CopyTo(source, target->GetPath(), size);
+        CopyTo(source, target->GetPath(), size, progress);
     }
     catch (const IoException& exception)
     {
@@ -156,7 +159,8 @@ std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source)
     return target;
 }
 
-void Delivery::CopyTo(const FileDescriptor& source, const String& target, std::uint64_t size) const
+void Delivery::CopyTo(const FileDescriptor& source, const String& target, std::uint64_t size,
+                      const std::function<void()>& progress) const
 {
     constexpr mode_t Mode = S_IRUSR | S_IWUSR | S_IRGRP;
     const FileDescriptor file = FileDescriptor::Open(target, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, Mode);
@@ -166,7 +170,7 @@ void Delivery::CopyTo(const FileDescriptor& source, const String& target, std::u
         throw IoException("change the mode of", target, errno);
     }
     // What stopped the kernel, a full disk for example, is met again and reported by the second way.
-    CopyByBuffer(source, file, CopyInKernel(source, file, size), size);
+    CopyByBuffer(source, file, CopyInKernel(source, file, size, progress), size, progress);
     file.Sync();
 }
 

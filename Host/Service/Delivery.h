@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 namespace Zel::Host::Service
@@ -44,7 +45,9 @@ public:
     /// Throws, with a text for the client and without leaving anything behind,
     /// `ArgumentException` for what is not a regular file, not open for reading, empty, or changed meanwhile;
     /// `OutOfMemoryException`, with both numbers, where there is no room; `IoException` for other failures.
-    [[nodiscard]] std::unique_ptr<DeliveredFile> Take(const FileDescriptor& source);
+    /// `progress` is called from time to time meanwhile.
+    [[nodiscard]] std::unique_ptr<DeliveredFile> Take(const FileDescriptor& source,
+                                                      const std::function<void()>& progress);
 
 private:
     friend class DeliveredFile;
@@ -52,7 +55,8 @@ private:
     /// Removes a file if it is still there; a failure is logged at error level.
     void Discard(const String& path) const noexcept;
     void CheckRoom(std::uint64_t size) const;
-    void CopyTo(const FileDescriptor& source, const String& target, std::uint64_t size) const;
+    void CopyTo(const FileDescriptor& source, const String& target, std::uint64_t size,
+                const std::function<void()>& progress) const;
 
     const String folder;
     std::atomic<std::uint32_t> lastNumber = 0;

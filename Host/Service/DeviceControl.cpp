@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
+#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -83,6 +85,7 @@ void DeviceControl::RestartDevice()
         [this]
         {
             Log(LogLevel::Info, "Asking logind for a restart of the device.");
+            TellOrdered();
             if (handlers.askLogind)
             {
                 handlers.askLogind();
@@ -104,8 +107,39 @@ void DeviceControl::StartCommand()
             });
         return;
     }
-    loop.Post([this, child]
-              { loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); }); });
+    loop.Post(
+        [this, child]
+        {
+            TellOrdered();
+            loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); });
+        });
+}
+
+void DeviceControl::TellOrdered() const
+{
+    if (handlers.ordered)
+    {
+        handlers.ordered();
+    }
+}
+
+String DeviceControl::FindObstacle() const
+{
+    if (command.empty())
+    {
+        return {};
+    }
+    const String& program = command.front();
+    // As posix_spawnp() searches it.
+    const char* path = std::getenv("PATH"); // NOLINT(concurrency-mt-unsafe) - nothing changes the environment
+    std::istringstream folders(path != nullptr ? path : "/bin:/usr/bin");
+    bool found = program.find('/') != String::npos && access(program.c_str(), X_OK) == 0;
+    for (String folder; !found && program.find('/') == String::npos && std::getline(folders, folder, ':');)
+    {
+        found = access((folder + "/" + program).c_str(), X_OK) == 0;
+    }
+    return found ? String()
+                 : Format("The restart command '{0}' cannot be executed. Mend the settings.", program);
 }
 
 void DeviceControl::OnCommandEnded(int waitStatus) const

@@ -24,6 +24,8 @@ public:
     /// What is called on the loop's thread; each may be empty.
     struct Handlers
     {
+        /// Before a restart by logind is asked for, and after a command was started.
+        Task ordered;
         /// After a failure, which was logged at error level.
         FailureHandler failed;
         /// Asks logind; used without a command.
@@ -38,12 +40,16 @@ public:
 
     void RestartDevice() override;
 
+    /// Says why a restart could not be ordered now; empty where nothing is known to stand against it.
+    [[nodiscard]] String FindObstacle() const;
+
     /// Logs that the restart failed, and tells the handler; on the loop's thread.
     void ReportFailure(const String& reason) const;
 
 private:
     /// Starts the command at once, on any thread, so that it runs even when the loop is about to end.
     void StartCommand();
+    void TellOrdered() const;
     void OnCommandEnded(int waitStatus) const;
 
     EventLoop& loop;

@@ -56,6 +56,11 @@ Notifications::Notifications(std::shared_ptr<StatusStore> store) : store(std::mo
 
 Notifications::~Notifications() = default;
 
+void Notifications::Report(const String& name, const String& message)
+{
+    Write({name, "zel-updated", Severity::Error, DateTime::GetUtcNow(), message});
+}
+
 void Notifications::Write(const System::Nm::Notification& notification)
 {
     Log(LogLevel::Info, "Notification {0}: {1}", notification.name, notification.message);

@@ -15,10 +15,18 @@ class Notifications : public System::Nm::INotificationSink,
                       private System::Commons::Diagnostics::Logging::Loggable<Notifications>
 {
 public:
+    /// Notifications of the service itself.
+    inline static const String Interrupted = "Zel.SoftwareUpdate.Installation.Interrupted";
+    inline static const String SlotActivated = "Zel.SoftwareUpdate.Slot.ActivatedByOthers";
+    inline static const String StoreSetAside = "Zel.SoftwareUpdate.StatusStore.SetAside";
+
     explicit Notifications(std::shared_ptr<StatusStore> store);
     ~Notifications() override;
     Notifications(const Notifications&) = delete;
     Notifications& operator=(const Notifications&) = delete;
+
+    /// Records an error that the service itself has found.
+    void Report(const String& name, const String& message);
 
     /// A store that fails is logged at error level; the journal has the notification then.
     void Write(const System::Nm::Notification& notification) override;

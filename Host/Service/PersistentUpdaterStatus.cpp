@@ -85,26 +85,49 @@ void PersistentUpdaterStatus::SetMessage(const String& componentId, const String
 
 void PersistentUpdaterStatus::SetProgress(const String& componentId, int percentage)
 {
+    String step;
     {
         const std::lock_guard lock(mutex);
         Volatile& shown = GetVolatile(componentId);
         shown.progress = percentage;
         shown.progressText = shown.message;
+        if (shown.step != shown.message)
+        {
+            step = shown.step = shown.message;
+        }
+    }
+    if (!step.empty())
+    {
+        AddStep(componentId, step);
     }
     NotifyChange(componentId);
 }
 
+Beginning PersistentUpdaterStatus::MakeBeginning(const String& componentId, bool installation)
+{
+    const std::lock_guard lock(mutex);
+    Volatile& shown = GetVolatile(componentId);
+    shown.step.clear();
+    const Upcoming upcoming = std::exchange(shown.upcoming, {});
+    Beginning beginning;
+    beginning.installation = installation;
+    beginning.bootId = bootId;
+    beginning.bootSlot = bootSlot;
+    beginning.dueTime = upcoming.dueTime;
+    beginning.kind = !installation       ? HistoryEntry::Revert
+                     : upcoming.fallback ? HistoryEntry::Fallback
+                                         : HistoryEntry::Install;
+    beginning.caller = upcoming.caller;
+    beginning.from = upcoming.from;
+    beginning.to = upcoming.to;
+    return beginning;
+}
+
 bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool installation)
 {
-    std::int64_t dueTime = 0;
-    {
-        const std::lock_guard lock(mutex);
-        dueTime = std::exchange(GetVolatile(componentId).dueTime, 0);
-    }
+    const Beginning beginning = MakeBeginning(componentId, installation);
     bool begun = false;
-    const bool stored =
-        TryStore("BeginInstallation", [&]
-                 { begun = store->Begin(componentId, installation, bootId, installation ? dueTime : 0); });
+    const bool stored = TryStore("BeginInstallation", [&] { begun = store->Begin(componentId, beginning); });
     if (stored && begun)
     {
         NotifyChange(componentId);
@@ -112,12 +135,27 @@ bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool 
     return stored && begun;
 }
 
+String PersistentUpdaterStatus::JudgeFailure(const ComponentRecord& record)
+{
+    const std::lock_guard lock(mutex);
+    const bool restarted = record.bootId != bootId;
+    const bool known = !record.bootSlot.empty() && !bootSlot.empty();
+    // An installation leaves the slot that it was begun in, a revert goes back to the other one.
+    const bool switchedBack = (record.bootSlot == bootSlot) == record.begunAsInstallation;
+    return restarted && known && switchedBack ? HistoryEntry::SwitchedBack : HistoryEntry::Failed;
+}
+
 void PersistentUpdaterStatus::EndInstallation(const String& componentId, bool success)
 {
     const String reason = success ? String() : GetMessage(componentId);
     bool ended = false;
     if (TryStore("EndInstallation",
-                 [&] { ended = store->End(componentId, TargetVersionProperty, success, reason); }))
+                 [&]
+                 {
+                     const String result =
+                         success ? HistoryEntry::Succeeded : JudgeFailure(store->GetComponent(componentId));
+                     ended = store->End(componentId, success, result, reason);
+                 }))
     {
         if (!ended)
         {
@@ -143,7 +181,7 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
                  [&]
                  {
                      store->WriteProperty(componentId, propertyName, persistent ? value : String());
-                     if (propertyName == InstallerSlotProperty)
+                     if (propertyName == StatusStore::InstallerSlotProperty)
                      {
                          store->SetPrepared(componentId);
                      }
@@ -183,16 +221,34 @@ std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*co
     return confirmationTimeout;
 }
 
-void PersistentUpdaterStatus::SetDueTime(const String& componentId, std::int64_t dueTime)
+void PersistentUpdaterStatus::SetUpcoming(const String& componentId, Upcoming upcoming)
 {
     const std::lock_guard lock(mutex);
-    GetVolatile(componentId).dueTime = dueTime;
+    GetVolatile(componentId).upcoming = std::move(upcoming);
 }
 
-bool PersistentUpdaterStatus::CallOff(const String& componentId)
+void PersistentUpdaterStatus::SetBootSlot(const String& name)
+{
+    const std::lock_guard lock(mutex);
+    bootSlot = name.empty() ? bootSlot : name;
+}
+
+void PersistentUpdaterStatus::AddStep(const String& componentId, const String& text)
+{
+    static_cast<void>(TryStore("AddStep", [&] { store->AddStep(componentId, text); }));
+}
+
+std::vector<HistoryEntry> PersistentUpdaterStatus::GetHistory(const String& componentId, std::uint32_t limit)
+{
+    std::vector<HistoryEntry> entries;
+    static_cast<void>(TryStore("GetHistory", [&] { entries = store->GetHistory(componentId, limit); }));
+    return entries;
+}
+
+bool PersistentUpdaterStatus::CallOff(const String& componentId, const String& reason)
 {
     bool calledOff = false;
-    const bool stored = TryStore("CallOff", [&] { calledOff = store->CallOff(componentId); });
+    const bool stored = TryStore("CallOff", [&] { calledOff = store->CallOff(componentId, reason); });
     NotifyChange(componentId);
     return stored && calledOff;
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace Zel::Host::Service
 {
@@ -23,7 +24,7 @@ struct ComponentStatus
     /// Percent, and the message that stood when it was reported.
     int progress = 0;
     String progressText;
-    std::optional<Verdict> lastVerdict;
+    Verdict lastVerdict;
 };
 
 /// The status store as the modules see it: state and properties in the store, messages, progress and
@@ -38,10 +39,18 @@ public:
     /// Called on the writing thread, without a lock, after something that is shown has changed.
     using ChangeHandler = std::function<void(const String& componentId)>;
 
-    /// The property whose writing tells that the slot an installation starts from is recorded.
-    inline static const String InstallerSlotProperty = "InstallerSlotName";
-    /// The property that holds the version to be installed.
-    inline static const String TargetVersionProperty = "TargetSoftwareRevision";
+    /// What the service knows of the next installation or revert and the module does not tell.
+    struct Upcoming
+    {
+        String caller;
+        bool fallback = false;
+        /// Versions.
+        String from;
+        String to;
+        /// Microseconds since 1970 in UTC; 0 for at once.
+        std::int64_t dueTime = 0;
+    };
+
     /// The most bytes of a message.
     static constexpr std::size_t MaximumMessage = 511;
 
@@ -63,12 +72,20 @@ public:
     void ReadProperty(const String& componentId, const String& propertyName, String& value) override;
     [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& componentId) override;
 
-    /// Says when the next installation that begins is due, in microseconds since 1970 in UTC; 0 for at once.
-    void SetDueTime(const String& componentId, std::int64_t dueTime);
+    /// Says what is going to begin next.
+    void SetUpcoming(const String& componentId, Upcoming upcoming);
+
+    /// Says how the bootloader calls the slot that the device runs from; an empty name changes nothing.
+    void SetBootSlot(const String& name);
+
+    /// Adds a step to the history of what is running.
+    void AddStep(const String& componentId, const String& text);
+    /// Returns the latest entries, the newest one first; none (logged) when they cannot be read.
+    [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::uint32_t limit);
 
     /// Takes the state from installing to idle without a verdict, for an installation that RAUC was not asked
     /// for; false from any other state, and where the store fails.
-    [[nodiscard]] bool CallOff(const String& componentId);
+    [[nodiscard]] bool CallOff(const String& componentId, const String& reason);
 
     /// Returns what is shown; nothing (logged) when the record cannot be read.
     [[nodiscard]] std::optional<ComponentStatus> GetComponentStatus(const String& componentId);
@@ -82,7 +99,9 @@ private:
         String message;
         int progress = 0;
         String progressText;
-        std::int64_t dueTime = 0;
+        Upcoming upcoming;
+        /// The last one that was added to the history.
+        String step;
         std::map<String, String> properties;
     };
 
@@ -91,6 +110,8 @@ private:
     [[nodiscard]] bool TryStore(const char* what, const Operation& operation) const;
     [[nodiscard]] Volatile& GetVolatile(const String& componentId);
     [[nodiscard]] String GetMessage(const String& componentId);
+    [[nodiscard]] Beginning MakeBeginning(const String& componentId, bool installation);
+    [[nodiscard]] String JudgeFailure(const ComponentRecord& record);
     void NotifyChange(const String& componentId) const;
 
     const std::shared_ptr<StatusStore> store;
@@ -99,6 +120,7 @@ private:
     const ChangeHandler changeHandler;
     std::mutex mutex;
     std::map<String, Volatile> components;
+    String bootSlot;
 };
 
 } // namespace Zel::Host::Service

@@ -26,6 +26,9 @@ struct RaucAnswer
     RaucState state = RaucState::Absent;
     /// That slot's name, for example "rootfs.1"; empty where RAUC did not tell.
     String primarySlot;
+    /// The bootloader's name of the slot that the device runs from, for example "A"; empty where RAUC did not
+    /// tell.
+    String bootSlot;
 };
 
 /// Called once, on the loop's thread.

@@ -10,10 +10,9 @@ namespace Zel::Host::Service
 
 using System::Commons::Diagnostics::Logging::LogLevel;
 
-RaucWatch::RaucWatch(BusConnection& connection, BusConnection::OwnerHandler ownerChanged)
-    : connection(connection)
+RaucWatch::RaucWatch(BusConnection& connection, BusConnection::OwnerHandler ownerChanged) : client(connection)
 {
-    connection.WatchName(BusName,
+    connection.WatchName(RaucClient::BusName,
                          [ownerChanged = std::move(ownerChanged)](bool owned)
                          {
                              Log(LogLevel::Info, "RAUC has {0}.", owned ? "appeared" : "gone");
@@ -33,12 +32,23 @@ void RaucWatch::Probe(RaucAnswerHandler handler)
     {
         return;
     }
-    const BusCall call = {BusName,      "/",          "de.pengutronix.rauc.Installer",
-                          "GetPrimary", std::nullopt, AnswerTime};
-    connection.Call(call,
-                    [this](const BusAnswer& answer) {
-                        Answer({Classify(answer), answer.IsOk() ? answer.text : String()});
-                    });
+    client.GetPrimary([this](const BusAnswer& primary) { OnPrimary(primary); });
+}
+
+void RaucWatch::OnPrimary(const BusAnswer& primary)
+{
+    const RaucAnswer answer = {Classify(primary), primary.IsOk() ? primary.text : String(), bootSlot};
+    if (answer.state != RaucState::Resting || !bootSlot.empty())
+    {
+        Answer(answer);
+        return;
+    }
+    client.GetText("BootSlot",
+                   [this, answer](const BusAnswer& text)
+                   {
+                       bootSlot = text.IsOk() ? text.text : String();
+                       Answer({answer.state, answer.primarySlot, bootSlot});
+                   });
 }
 
 void RaucWatch::Answer(const RaucAnswer& answer)

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Service/BusConnection.h"
 #include "Service/RaucAnswer.h"
+#include "Service/RaucClient.h"
 
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
@@ -15,10 +15,6 @@ namespace Zel::Host::Service
 class RaucWatch : private System::Commons::Diagnostics::Logging::Loggable<RaucWatch>
 {
 public:
-    inline static const String BusName = "de.pengutronix.rauc";
-    /// How long an answer is waited for.
-    static constexpr std::chrono::seconds AnswerTime{10};
-
     /// `ownerChanged` is called each time the name gets an owner, or loses it. The connection outlives the
     /// watch.
     RaucWatch(BusConnection& connection, BusConnection::OwnerHandler ownerChanged);
@@ -36,9 +32,12 @@ public:
     [[nodiscard]] static RaucState Classify(const BusAnswer& answer);
 
 private:
+    void OnPrimary(const BusAnswer& primary);
     void Answer(const RaucAnswer& answer);
 
-    BusConnection& connection;
+    RaucClient client;
+    /// The same as long as the device runs.
+    String bootSlot;
     std::vector<RaucAnswerHandler> waiting;
 };
 

@@ -142,6 +142,7 @@ bool ServiceSettings::TryReadElement(const String& name, XmlReader& reader,
         {XmlRestartCommand, [&] { ReadRestartCommand(reader, context); }},
         {XmlBootIdFile, [&] { bootIdFile = ReadPath(reader, context, name); }},
         {XmlConfirmationTimeout, [&] { confirmationTimeout = ReadSeconds(reader, name); }},
+        {XmlAdministratorGroup, [&] { administratorGroup = ReadText(reader, name); }},
         {XmlLogLevel, [&] { logLevel = ReadWord(reader, name, LogLevels); }},
         {XmlLogSink, [&] { logSink = ReadWord(reader, name, LogSinks); }},
     };

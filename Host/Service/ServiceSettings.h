@@ -60,6 +60,8 @@ public:
     inline static const String XmlBootIdFile = "BootIdFile";
     /// Optional: seconds within which a new version has to be confirmed; 0, the default, for none.
     inline static const String XmlConfirmationTimeout = "ConfirmationTimeout";
+    /// Optional: the group whose members may change something where there is no polkit.
+    inline static const String XmlAdministratorGroup = "AdministratorGroup";
     /// Optional: "error", "warning", "info" (the default), "debug" or "trace".
     inline static const String XmlLogLevel = "LogLevel";
     /// Optional: "console", "journal" or "automatic" (the default).
@@ -90,6 +92,9 @@ public:
     /// Seconds; 0 for none.
     [[nodiscard]] std::uint32_t GetConfirmationTimeout() const noexcept { return confirmationTimeout; }
 
+    /// Empty for none.
+    [[nodiscard]] const String& GetAdministratorGroup() const noexcept { return administratorGroup; }
+
     [[nodiscard]] LogLevel GetLogLevel() const noexcept { return logLevel; }
 
     [[nodiscard]] LogSinkKind GetLogSink() const noexcept { return logSink; }
@@ -110,6 +115,7 @@ private:
     std::vector<String> restartCommand;
     String bootIdFile = DefaultBootIdFile;
     std::uint32_t confirmationTimeout = 0;
+    String administratorGroup;
     LogLevel logLevel = LogLevel::Info;
     LogSinkKind logSink = LogSinkKind::Automatic;
 };

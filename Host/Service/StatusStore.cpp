@@ -2,93 +2,80 @@
 
 #include "Service/Clock.h"
 #include "Service/OwnFolder.h"
+#include "Service/StatusStoreSchema.h"
 
+#include "Zel/System/Commons/IoException.h"
 #include "Zel/System/Core/Format.h"
+
+#include <array>
+#include <filesystem>
+#include <system_error>
 
 namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
+using System::Commons::IoException;
+using System::Core::Format;
 
 namespace
 {
 
-constexpr std::int64_t SchemaVersion = 1;
+constexpr std::array SideFiles = {"", "-wal", "-shm"};
 
-constexpr const char* Schema = R"(
-CREATE TABLE component
-(
-    key INTEGER PRIMARY KEY,
-    id TEXT NOT NULL UNIQUE,
-    state INTEGER NOT NULL DEFAULT 0 CHECK (state BETWEEN 0 AND 2),
-    revertible INTEGER NOT NULL DEFAULT 0,
-    begun_as_installation INTEGER NOT NULL DEFAULT 0,
-    prepared INTEGER NOT NULL DEFAULT 0,
-    boot_id TEXT NOT NULL DEFAULT '',
-    due_time INTEGER NOT NULL DEFAULT 0
-) STRICT;
-CREATE TABLE property
-(
-    component INTEGER NOT NULL REFERENCES component (key),
-    name TEXT NOT NULL,
-    value TEXT NOT NULL,
-    PRIMARY KEY (component, name)
-) STRICT, WITHOUT ROWID;
-CREATE TABLE verdict
-(
-    key INTEGER PRIMARY KEY AUTOINCREMENT,
-    component INTEGER NOT NULL REFERENCES component (key),
-    succeeded INTEGER NOT NULL,
-    version TEXT NOT NULL,
-    reason TEXT NOT NULL,
-    time INTEGER NOT NULL
-) STRICT;
-CREATE TABLE notification
-(
-    key INTEGER PRIMARY KEY AUTOINCREMENT,
-    name TEXT NOT NULL,
-    sender TEXT NOT NULL,
-    severity INTEGER NOT NULL,
-    time INTEGER NOT NULL,
-    message TEXT NOT NULL
-) STRICT;
-PRAGMA user_version = 1;
-)";
+/// Returns the name under which a damaged file stays. What lies beside it goes along: parts of it may be
+/// there.
+String SetAside(const String& path)
+{
+    const String aside = path + ".damaged-" + std::to_string(GetUnixTime());
+    for (const char* side : SideFiles)
+    {
+        std::error_code error;
+        std::filesystem::rename(path + side, aside + side, error);
+        if (error && error != std::errc::no_such_file_or_directory)
+        {
+            throw IoException("rename", path + side, error.value());
+        }
+    }
+    return aside;
+}
 
 } // namespace
 
-StatusStore::StatusStore(const String& folder) : database(PrepareOwnFolder(folder) + "/status.sqlite")
+StatusStore::StatusStore(const String& folder)
+    : database(Open(PrepareOwnFolder(folder) + "/" + FileName, damage))
 {
-    CreateSchema();
 }
 
-void StatusStore::CreateSchema()
+std::unique_ptr<Database> StatusStore::Open(const String& path, String& damage)
 {
-    Database::Transaction transaction(database);
-    Database::Statement query = database.Prepare("PRAGMA user_version");
-    const std::int64_t version = query.Step() ? query.GetInteger(0) : 0;
-    if (version > SchemaVersion)
+    const auto open = [&path]
     {
-        throw DatabaseException(System::Core::Format(
-            "The status store was written by a newer service: its schema is {0}, this service knows {1}.",
-            version, SchemaVersion));
-    }
-    if (version == 0)
+        auto opened = std::make_unique<Database>(path);
+        StatusStoreSchema::Prepare(*opened);
+        return opened;
+    };
+    try
     {
-        database.Execute(Schema);
+        return open();
     }
-    transaction.Commit();
+    catch (const DamagedDatabaseException& exception)
+    {
+        damage = Format("{0} It is kept as '{1}', and an empty one took its place.", exception.GetMessage(),
+                        SetAside(path));
+        return open();
+    }
 }
 
 std::int64_t StatusStore::GetComponentKey(const String& componentId)
 {
     const String id = ToLower(componentId);
-    Database::Statement query = database.Prepare("SELECT key FROM component WHERE id = ?");
+    Database::Statement query = database->Prepare("SELECT key FROM component WHERE id = ?");
     if (query.Bind(id).Step())
     {
         return query.GetInteger(0);
     }
-    Database::Statement insertion = database.Prepare("INSERT INTO component (id) VALUES (?) RETURNING key");
+    Database::Statement insertion = database->Prepare("INSERT INTO component (id) VALUES (?) RETURNING key");
     static_cast<void>(insertion.Bind(id).Step());
     const std::int64_t key = insertion.GetInteger(0);
     static_cast<void>(insertion.Step());
@@ -98,8 +85,9 @@ std::int64_t StatusStore::GetComponentKey(const String& componentId)
 ComponentRecord StatusStore::GetComponent(const String& componentId)
 {
     const std::lock_guard lock(mutex);
-    Database::Statement query = database.Prepare("SELECT state, revertible, begun_as_installation, prepared, "
-                                                 "boot_id, due_time FROM component WHERE key = ?");
+    Database::Statement query =
+        database->Prepare("SELECT state, revertible, begun_as_installation, prepared, "
+                          "boot_id, boot_slot, due_time FROM component WHERE key = ?");
     ComponentRecord record;
     if (query.Bind(GetComponentKey(componentId)).Step())
     {
@@ -108,46 +96,45 @@ ComponentRecord StatusStore::GetComponent(const String& componentId)
         record.begunAsInstallation = query.GetInteger(2) != 0;
         record.prepared = query.GetInteger(3) != 0;
         record.bootId = query.GetText(4);
-        record.dueTime = query.GetInteger(5);
+        record.bootSlot = query.GetText(5);
+        record.dueTime = query.GetInteger(6);
     }
     return record;
 }
 
-bool StatusStore::Begin(const String& componentId, bool installation, const String& bootId,
-                        std::int64_t dueTime)
+bool StatusStore::Begin(const String& componentId, const Beginning& beginning)
 {
     const std::lock_guard lock(mutex);
-    Database::Transaction transaction(database);
-    Database::Statement change = database.Prepare(
-        "UPDATE component SET state = 1, begun_as_installation = ?, prepared = ?, boot_id = ?, "
-        "due_time = ? WHERE key = ? AND state = 0");
-    change.Bind(std::int64_t{installation}).Bind(std::int64_t{!installation}).Bind(bootId).Bind(dueTime);
-    const bool changed = change.Bind(GetComponentKey(componentId)).Run() == 1;
+    Database::Transaction transaction(*database);
+    const std::int64_t component = GetComponentKey(componentId);
+    Database::Statement change =
+        database->Prepare("UPDATE component SET state = 1, begun_as_installation = ?, prepared = ?, "
+                          "boot_id = ?, boot_slot = ?, due_time = ? WHERE key = ? AND state = 0");
+    change.Bind(std::int64_t{beginning.installation}).Bind(std::int64_t{!beginning.installation});
+    change.Bind(beginning.bootId).Bind(beginning.bootSlot);
+    const bool changed =
+        change.Bind(beginning.installation ? beginning.dueTime : 0).Bind(component).Run() == 1;
+    if (changed)
+    {
+        BeginEntry(component, beginning);
+    }
     transaction.Commit();
     return changed;
 }
 
-bool StatusStore::End(const String& componentId, const String& versionProperty, bool succeeded,
-                      const String& reason)
+bool StatusStore::End(const String& componentId, bool succeeded, const String& result, const String& reason)
 {
     const std::lock_guard lock(mutex);
-    Database::Transaction transaction(database);
-    const std::int64_t key = GetComponentKey(componentId);
+    Database::Transaction transaction(*database);
+    const std::int64_t component = GetComponentKey(componentId);
     const auto state = succeeded ? InstallationState::Idle : InstallationState::Failed;
     Database::Statement change =
-        database.Prepare("UPDATE component SET state = ?, revertible = revertible OR begun_as_installation, "
-                         "prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
-    const bool changed = change.Bind(static_cast<std::int64_t>(state)).Bind(key).Run() == 1;
+        database->Prepare("UPDATE component SET state = ?, revertible = revertible OR begun_as_installation, "
+                          "prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
+    const bool changed = change.Bind(static_cast<std::int64_t>(state)).Bind(component).Run() == 1;
     if (changed)
     {
-        Database::Statement insertion = database.Prepare(
-            "INSERT INTO verdict (component, succeeded, version, reason, time) VALUES (?1, ?2, "
-            "coalesce((SELECT value FROM property WHERE component = ?1 AND name = ?3), ''), ?4, ?5)");
-        insertion.Bind(key).Bind(std::int64_t{succeeded}).Bind(versionProperty).Bind(reason);
-        insertion.Bind(GetUnixTime()).Run();
-        database.Prepare("DELETE FROM verdict WHERE key <= (SELECT max(key) FROM verdict) - ?")
-            .Bind(MaximumVerdicts)
-            .Run();
+        EndEntry(component, result, reason);
     }
     transaction.Commit();
     return changed;
@@ -157,23 +144,31 @@ bool StatusStore::Resume(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change =
-        database.Prepare("UPDATE component SET state = 0 WHERE key = ? AND state = 2");
+        database->Prepare("UPDATE component SET state = 0 WHERE key = ? AND state = 2");
     return change.Bind(GetComponentKey(componentId)).Run() == 1;
 }
 
-bool StatusStore::CallOff(const String& componentId)
+bool StatusStore::CallOff(const String& componentId, const String& reason)
 {
     const std::lock_guard lock(mutex);
-    Database::Statement change = database.Prepare(
+    Database::Transaction transaction(*database);
+    const std::int64_t component = GetComponentKey(componentId);
+    Database::Statement change = database->Prepare(
         "UPDATE component SET state = 0, prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
-    return change.Bind(GetComponentKey(componentId)).Run() == 1;
+    const bool changed = change.Bind(component).Run() == 1;
+    if (changed)
+    {
+        EndEntry(component, HistoryEntry::CalledOff, reason);
+    }
+    transaction.Commit();
+    return changed;
 }
 
 void StatusStore::SetPrepared(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change =
-        database.Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1");
+        database->Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1");
     change.Bind(GetComponentKey(componentId)).Run();
 }
 
@@ -183,10 +178,10 @@ void StatusStore::WriteProperty(const String& componentId, const String& name, c
     const std::int64_t key = GetComponentKey(componentId);
     if (value.empty())
     {
-        database.Prepare("DELETE FROM property WHERE component = ? AND name = ?").Bind(key).Bind(name).Run();
+        database->Prepare("DELETE FROM property WHERE component = ? AND name = ?").Bind(key).Bind(name).Run();
         return;
     }
-    database.Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)")
+    database->Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)")
         .Bind(key)
         .Bind(name)
         .Bind(value)
@@ -197,20 +192,20 @@ String StatusStore::ReadProperty(const String& componentId, const String& name)
 {
     const std::lock_guard lock(mutex);
     Database::Statement query =
-        database.Prepare("SELECT value FROM property WHERE component = ? AND name = ?");
+        database->Prepare("SELECT value FROM property WHERE component = ? AND name = ?");
     return query.Bind(GetComponentKey(componentId)).Bind(name).Step() ? query.GetText(0) : String();
 }
 
 void StatusStore::AddNotification(const Notification& notification)
 {
     const std::lock_guard lock(mutex);
-    Database::Transaction transaction(database);
-    Database::Statement insertion = database.Prepare(
+    Database::Transaction transaction(*database);
+    Database::Statement insertion = database->Prepare(
         "INSERT INTO notification (name, sender, severity, time, message) VALUES (?, ?, ?, ?, ?)");
     insertion.Bind(notification.name).Bind(notification.sender);
     insertion.Bind(static_cast<std::int64_t>(notification.severity)).Bind(ToUnixTime(notification.timestamp));
     insertion.Bind(notification.message).Run();
-    database.Prepare("DELETE FROM notification WHERE key <= (SELECT max(key) FROM notification) - ?")
+    database->Prepare("DELETE FROM notification WHERE key <= (SELECT max(key) FROM notification) - ?")
         .Bind(MaximumNotifications)
         .Run();
     transaction.Commit();
@@ -219,7 +214,7 @@ void StatusStore::AddNotification(const Notification& notification)
 std::vector<StatusStore::Notification> StatusStore::GetNotifications(std::int64_t limit)
 {
     const std::lock_guard lock(mutex);
-    Database::Statement query = database.Prepare(
+    Database::Statement query = database->Prepare(
         "SELECT name, sender, severity, time, message FROM notification ORDER BY key DESC LIMIT ?");
     query.Bind(limit);
     std::vector<Notification> notifications;
@@ -230,18 +225,6 @@ std::vector<StatusStore::Notification> StatusStore::GetNotifications(std::int64_
                                  FromUnixTime(query.GetInteger(3)), query.GetText(4)});
     }
     return notifications;
-}
-
-std::optional<Verdict> StatusStore::GetLastVerdict(const String& componentId)
-{
-    const std::lock_guard lock(mutex);
-    Database::Statement query = database.Prepare("SELECT succeeded, version, reason, time FROM verdict "
-                                                 "WHERE component = ? ORDER BY key DESC LIMIT 1");
-    if (!query.Bind(GetComponentKey(componentId)).Step())
-    {
-        return std::nullopt;
-    }
-    return Verdict{query.GetInteger(0) != 0, query.GetText(1), query.GetText(2), query.GetInteger(3)};
 }
 
 } // namespace Zel::Host::Service

@@ -1,14 +1,15 @@
 #pragma once
 
 #include "Service/Database.h"
+#include "Service/HistoryEntry.h"
 
 #include "Zel/Services/SoftwareUpdate/InstallationState.h"
 #include "Zel/String.h"
 #include "Zel/System/Nm/NotificationManager.h"
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
-#include <optional>
 #include <vector>
 
 namespace Zel::Host::Service
@@ -26,21 +27,42 @@ struct ComponentRecord
     /// Whether the slot is recorded that the installation or revert which is running starts from: without it
     /// RAUC was not asked for anything yet.
     bool prepared = false;
-    /// The boot in which it was begun.
+    /// The boot in which it was begun, and the name that the bootloader has for that boot's slot; empty where
+    /// that was not known.
     String bootId;
+    String bootSlot;
     /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 without a delay.
     std::int64_t dueTime = 0;
 };
 
-/// How an installation or a revert ended.
+/// What is known of an installation or a revert when it begins.
+struct Beginning
+{
+    bool installation = true;
+    /// The present boot, and the name that the bootloader has for its slot; empty where that is not known.
+    String bootId;
+    String bootSlot;
+    /// As in the record; a revert has none.
+    std::int64_t dueTime = 0;
+    /// As in the history.
+    String kind = HistoryEntry::Install;
+    String caller;
+    String from;
+    String to;
+};
+
+/// How the last installation or revert ended that was not called off.
 struct Verdict
 {
-    bool succeeded = false;
+    /// `HistoryEntry::Succeeded` and its kin; empty without a verdict.
+    String result;
     String version;
-    /// Why it failed; empty for a success.
+    /// Why it did not succeed.
     String reason;
-    /// Microseconds since 1970 in UTC.
+    /// Microseconds since 1970 in UTC; 0 without a verdict.
     std::int64_t time = 0;
+
+    friend bool operator==(const Verdict&, const Verdict&) = default;
 };
 
 /// The service's memory across restarts: one SQLite file, durable when an operation returns. Component IDs
@@ -51,25 +73,34 @@ class StatusStore
 public:
     using Notification = System::Nm::Notification;
 
-    /// What is kept of notifications and of verdicts; older ones are forgotten.
-    static constexpr std::int64_t MaximumNotifications = 1000;
-    static constexpr std::int64_t MaximumVerdicts = 200;
+    inline static const String FileName = "status.sqlite";
+    /// The properties in which a module keeps the version that it installs and the slot that it starts from.
+    inline static const String TargetVersionProperty = "TargetSoftwareRevision";
+    inline static const String InstallerSlotProperty = "InstallerSlotName";
 
-    /// Opens or creates "status.sqlite" in `folder`, which is created with mode 0700, and given that mode,
-    /// if need be. Throws `IoException` where the folder cannot be had, `DatabaseException` for a damaged
-    /// file and for one of a newer service.
+    /// What is kept of notifications, of the history and of one entry's steps; older entries are forgotten,
+    /// later steps are dropped.
+    static constexpr std::int64_t MaximumNotifications = 1000;
+    static constexpr std::int64_t MaximumEntries = 200;
+    static constexpr std::int64_t MaximumSteps = 100;
+
+    /// Opens or creates the file in `folder`, which is created with mode 0700, and given that mode, if need
+    /// be. A damaged file is renamed, and the store begins empty. Throws `IoException` where the folder
+    /// cannot be had, `DatabaseException` for a file of a newer service.
     explicit StatusStore(const String& folder);
+
+    /// Says what was damaged and where it is now; empty where nothing was.
+    [[nodiscard]] const String& GetDamage() const noexcept { return damage; }
 
     [[nodiscard]] ComponentRecord GetComponent(const String& componentId);
 
-    /// Takes the state from idle to installing; false, nothing changed, from any other state. `dueTime` as in
-    /// the record. A revert counts as prepared, because its slot was recorded by the installation.
-    [[nodiscard]] bool Begin(const String& componentId, bool installation, const String& bootId,
-                             std::int64_t dueTime);
+    /// Takes the state from idle to installing, and begins an entry of the history; false, nothing changed,
+    /// from any other state. A revert counts as prepared, because its slot was recorded by the installation.
+    [[nodiscard]] bool Begin(const String& componentId, const Beginning& beginning);
 
-    /// Takes the state from installing to idle for a success and to failed otherwise, and records the verdict
-    /// with the version of the property `versionProperty`. False, nothing changed, from any other state.
-    [[nodiscard]] bool End(const String& componentId, const String& versionProperty, bool succeeded,
+    /// Takes the state from installing to idle for a success and to failed otherwise, and ends the entry of
+    /// the history with the result. False, nothing changed, from any other state.
+    [[nodiscard]] bool End(const String& componentId, bool succeeded, const String& result,
                            const String& reason);
 
     /// Takes the state from failed to idle; false, nothing changed, from any other state.
@@ -77,7 +108,7 @@ public:
 
     /// Takes the state from installing to idle without a verdict, for what RAUC was not asked for; false,
     /// nothing changed, from any other state.
-    [[nodiscard]] bool CallOff(const String& componentId);
+    [[nodiscard]] bool CallOff(const String& componentId, const String& reason);
 
     /// Marks what is running as prepared; does nothing in any other state.
     void SetPrepared(const String& componentId);
@@ -91,14 +122,23 @@ public:
     /// Returns the latest notifications, the newest one first.
     [[nodiscard]] std::vector<Notification> GetNotifications(std::int64_t limit);
 
-    [[nodiscard]] std::optional<Verdict> GetLastVerdict(const String& componentId);
+    /// Adds to what is running; does nothing when nothing is.
+    void AddStep(const String& componentId, const String& text);
+    /// Returns the latest entries, the newest one first.
+    [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::int64_t limit);
+    [[nodiscard]] Verdict GetLastVerdict(const String& componentId);
 
 private:
-    void CreateSchema();
+    [[nodiscard]] static std::unique_ptr<Database> Open(const String& path, String& damage);
     [[nodiscard]] std::int64_t GetComponentKey(const String& componentId);
+    /// The following belong to a transaction of the caller's.
+    void BeginEntry(std::int64_t component, const Beginning& beginning);
+    void EndEntry(std::int64_t component, const String& result, const String& reason);
+    [[nodiscard]] std::vector<HistoryEntry::Step> GetSteps(std::int64_t entry);
 
+    String damage;
     std::mutex mutex;
-    Database database;
+    std::unique_ptr<Database> database;
 };
 
 } // namespace Zel::Host::Service

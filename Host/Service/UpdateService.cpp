@@ -2,6 +2,7 @@
 
 #include "Zel/System/Commons/Io/File.h"
 
+#include <systemd/sd-bus.h>
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
@@ -35,9 +36,11 @@ String ReadBootId(const String& path)
 
 } // namespace
 
-UpdateService::Session::Session(EventLoop& loop, EventLoop::Task lost,
-                                BusConnection::OwnerHandler raucOwnerChanged)
-    : connection(loop, std::move(lost)), raucWatch(connection, std::move(raucOwnerChanged))
+UpdateService::Session::Session(UpdateService& service, BusConnection::OwnerHandler raucOwnerChanged)
+    : connection(service.loop, [&service] { service.OnBusLost(); }),
+      raucWatch(connection, std::move(raucOwnerChanged)),
+      inspector(connection, service.settings.GetRestartCommand().empty()),
+      slotAlarm(connection, [&service](const String& slot) { service.OnSlotActivated(slot); })
 {
 }
 
@@ -61,8 +64,13 @@ UpdateService::UpdateService(const ServiceSettings& settings, String version)
       deviceInfo(std::make_shared<DeviceInfoFile>(settings.GetDeviceInfoFile())),
       deviceControl(
           std::make_shared<DeviceControl>(loop, settings.GetRestartCommand(), MakeDeviceHandlers())),
-      delivery(settings.GetDataFolder() + "/delivery"), reconnectTimer(loop, [this] { Reconnect(); })
+      delivery(settings.GetDataFolder() + "/delivery"), reconnectTimer(loop, [this] { Reconnect(); }),
+      watchdog(loop, [this] { return GetWorkTime(); })
 {
+    if (!store->GetDamage().empty())
+    {
+        notifications->Report(Notifications::StoreSetAside, store->GetDamage());
+    }
     moduleHost.Register(deviceInfo, deviceControl, notifications);
     CreateComponents();
 }
@@ -71,7 +79,8 @@ UpdateService::~UpdateService() = default;
 
 DeviceControl::Handlers UpdateService::MakeDeviceHandlers()
 {
-    return {[this](const String& reason) { OnRestartFailed(reason); }, [this] { AskLogind(); }};
+    return {[this] { OnRestartOrdered(); }, [this](const String& reason) { OnRestartFailed(reason); },
+            [this] { AskLogind(); }};
 }
 
 void UpdateService::CreateComponents()
@@ -102,8 +111,9 @@ ComponentEnvironment UpdateService::MakeEnvironment(const ModuleSettings& module
             status,
             [this, &module] { return moduleHost.Create(module); },
             module.settings,
-            [this](RaucAnswerHandler handler)
-            { session ? session->raucWatch.Probe(std::move(handler)) : handler({}); },
+            [this](RaucAnswerHandler handler) { Probe(std::move(handler)); },
+            [this](const String& path, InspectionFacts facts, BundleInspector::Handler handler)
+            { Inspect(path, std::move(facts), std::move(handler)); },
             [this] { deviceControl->RestartDevice(); },
             [this](const RequestResult& result) { OnComponentStarted(result); },
             [this](const String& reason) { OnStartDelayed(reason); },
@@ -128,15 +138,14 @@ int UpdateService::Run()
 
 void UpdateService::Connect()
 {
-    session = std::make_unique<Session>(
-        loop, [this] { OnBusLost(); },
-        [this](bool owned)
-        {
-            for (const auto& component : components)
-            {
-                component->OnRaucOwnerChanged(owned);
-            }
-        });
+    session = std::make_unique<Session>(*this,
+                                        [this](bool owned)
+                                        {
+                                            for (const auto& component : components)
+                                            {
+                                                component->OnRaucOwnerChanged(owned);
+                                            }
+                                        });
 }
 
 void UpdateService::StartComponents()
@@ -160,6 +169,7 @@ void UpdateService::OnComponentStarted(const RequestResult& result)
     if (allStarted && session)
     {
         Publish();
+        CheckSlots();
     }
 }
 
@@ -178,7 +188,7 @@ void UpdateService::Publish()
     {
         return;
     }
-    BusApi::Content content{version, status->GetBootId(), {}, {}};
+    BusApi::Content content{version, status->GetBootId(), {}, {}, settings.GetAdministratorGroup()};
     for (const ModuleSettings& module : settings.GetModules())
     {
         content.modules.push_back(module.name);
@@ -230,12 +240,74 @@ bool UpdateService::LeaveIfInstalling()
     return installing;
 }
 
+void UpdateService::Probe(RaucAnswerHandler handler)
+{
+    if (!session)
+    {
+        handler({});
+        return;
+    }
+    session->raucWatch.Probe(
+        [this, handler = std::move(handler)](const RaucAnswer& answer)
+        {
+            status->SetBootSlot(answer.bootSlot);
+            handler(answer);
+        });
+}
+
+void UpdateService::Inspect(const String& path, InspectionFacts facts, BundleInspector::Handler handler)
+{
+    facts.restartObstacle = deviceControl->FindObstacle();
+    if (!session)
+    {
+        handler(facts);
+        return;
+    }
+    session->inspector.Inspect(path, std::move(facts), std::move(handler));
+}
+
 void UpdateService::OnInterrupted(const String& interruptedVersion, const String& reason)
 {
-    notifications->Write(
-        {"Zel.SoftwareUpdate.Installation.Interrupted", ProcessName, System::Nm::Severity::Error,
-         DateTime::GetUtcNow(),
-         Format("The installation of version '{0}' has failed. {1}", interruptedVersion, reason)});
+    notifications->Report(
+        Notifications::Interrupted,
+        Format("The installation of version '{0}' has failed. {1}", interruptedVersion, reason));
+}
+
+void UpdateService::OnSlotActivated(const String& slot)
+{
+    notifications->Report(
+        Notifications::SlotActivated,
+        Format("RAUC activated the slot '{0}' although no installation is running: the next "
+               "restart boots it. Look at RAUC's log for who did that.",
+               slot));
+}
+
+void UpdateService::CheckSlots()
+{
+    const bool installing = std::any_of(components.begin(), components.end(),
+                                        [](const auto& component) { return component->IsInstalling(); });
+    if (session && !installing)
+    {
+        session->slotAlarm.Check();
+    }
+}
+
+void UpdateService::OnRestartOrdered()
+{
+    for (const auto& component : components)
+    {
+        status->AddStep(component->GetId(), "Restart ordered");
+    }
+}
+
+std::chrono::milliseconds UpdateService::GetWorkTime() const
+{
+    std::chrono::milliseconds longest{0};
+    for (const auto& component : components)
+    {
+        longest = std::max(longest, component->GetWorkTime());
+    }
+    return longest;
 }
 
 void UpdateService::OnComponentDropped()
@@ -286,8 +358,8 @@ void UpdateService::AskLogind()
                           "/org/freedesktop/login1",
                           "org.freedesktop.login1.Manager",
                           "Reboot",
-                          false,
-                          AnswerTime};
+                          AnswerTime,
+                          [](sd_bus_message* message) { return sd_bus_message_append(message, "b", 0); }};
     session->connection.Call(call,
                              [this](const BusAnswer& answer)
                              {

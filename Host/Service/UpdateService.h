@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Service/BundleInspector.h"
 #include "Service/BusApi.h"
 #include "Service/BusConnection.h"
 #include "Service/Component.h"
@@ -13,7 +14,9 @@
 #include "Service/PersistentUpdaterStatus.h"
 #include "Service/RaucWatch.h"
 #include "Service/ServiceSettings.h"
+#include "Service/SlotAlarm.h"
 #include "Service/StatusStore.h"
+#include "Service/Watchdog.h"
 
 #include <chrono>
 #include <memory>
@@ -48,10 +51,12 @@ private:
     /// What lives as long as one connection to the bus.
     struct Session
     {
-        Session(EventLoop& loop, EventLoop::Task lost, BusConnection::OwnerHandler raucOwnerChanged);
+        Session(UpdateService& service, BusConnection::OwnerHandler raucOwnerChanged);
 
         BusConnection connection;
         RaucWatch raucWatch;
+        BundleInspector inspector;
+        SlotAlarm slotAlarm;
         std::unique_ptr<BusApi> api;
     };
 
@@ -67,7 +72,14 @@ private:
     void OnBusLost();
     /// Leaves if an installation is running; returns whether it does.
     bool LeaveIfInstalling();
+    void Probe(RaucAnswerHandler handler);
+    void Inspect(const String& path, InspectionFacts facts, BundleInspector::Handler handler);
     void OnInterrupted(const String& version, const String& reason);
+    void OnSlotActivated(const String& slot);
+    /// Looks whether RAUC boots another slot next although nothing was installed.
+    void CheckSlots();
+    void OnRestartOrdered();
+    [[nodiscard]] std::chrono::milliseconds GetWorkTime() const;
     void OnComponentDropped();
     void Reconnect();
     void AskLogind();
@@ -89,6 +101,7 @@ private:
     LoopTimer reconnectTimer;
     std::chrono::milliseconds reconnectDelay{0};
     std::chrono::steady_clock::time_point reconnectDeadline;
+    Watchdog watchdog;
 };
 
 } // namespace Zel::Host::Service

@@ -50,6 +50,7 @@ void Worker::Run(void* /*argument*/)
 {
     while (const Task task = Take())
     {
+        NoteProgress();
         try
         {
             task();
@@ -58,7 +59,22 @@ void Worker::Run(void* /*argument*/)
         {
             Log(LogLevel::Error, "A task of {0} failed: {1}", thread.GetName(), exception.what());
         }
+        progressTime = std::chrono::steady_clock::time_point();
     }
+}
+
+void Worker::NoteProgress()
+{
+    progressTime = std::chrono::steady_clock::now();
+}
+
+std::chrono::milliseconds Worker::GetTaskTime() const
+{
+    const auto since = progressTime.load();
+    return since == std::chrono::steady_clock::time_point()
+               ? std::chrono::milliseconds(0)
+               : std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                       since);
 }
 
 Worker::Task Worker::Take()

@@ -4,6 +4,8 @@
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Threading/Thread.h"
 
+#include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -29,6 +31,13 @@ public:
     /// May be called from any thread; does nothing once stopped.
     void Post(Task task);
 
+    /// Says, on the thread, that the running task goes on.
+    void NoteProgress();
+
+    /// How long the running task has been running, or has not made progress; 0 between tasks. May be called
+    /// from any thread.
+    [[nodiscard]] std::chrono::milliseconds GetTaskTime() const;
+
     /// Returns when the running task has ended; those that wait are dropped. Not to be called on the thread.
     void Stop();
 
@@ -40,6 +49,8 @@ private:
     std::condition_variable changed;
     std::deque<Task> tasks;
     bool stopped = false;
+    /// A reading of the steady clock, or the earliest one between tasks.
+    std::atomic<std::chrono::steady_clock::time_point> progressTime{};
     System::Commons::Threading::Thread thread;
 };
 

@@ -71,21 +71,28 @@ private:
         BusConnection connection(ownLoop, {});
         const auto publish = [&](const RequestResult& /*result*/)
         {
-            api = std::make_unique<BusApi>(connection, BusApi::Content{"0.1.0", "boot", {"Fake"}, {target}});
+            api = std::make_unique<BusApi>(connection,
+                                           BusApi::Content{"0.1.0", "boot", {"Fake"}, {target}, ""});
             published.set_value();
         };
-        Component component(Id, {ownLoop,
-                                 delivery,
-                                 status,
-                                 [this] { return std::make_unique<FakeUpdaterModule>(script); },
-                                 "settings.xml",
-                                 [](const RaucAnswerHandler& handler) {
-                                     handler({RaucState::Resting, ""});
-                                 },
-                                 {},
-                                 publish,
-                                 {},
-                                 {}});
+        Component component(
+            Id, {ownLoop,
+                 delivery,
+                 status,
+                 [this] { return std::make_unique<FakeUpdaterModule>(script); },
+                 "settings.xml",
+                 [](const RaucAnswerHandler& handler) {
+                     handler({RaucState::Resting, "", ""});
+                 },
+                 [](const String& /*path*/, InspectionFacts facts, const BundleInspector::Handler& handler)
+                 {
+                     facts.bundle = RaucBundle{"2.0.0.0", "Controller"};
+                     handler(facts);
+                 },
+                 {},
+                 publish,
+                 {},
+                 {}});
         target = &component;
         component.Start();
         ownLoop.Run();
@@ -115,7 +122,7 @@ protected:
         sd_bus_error error = SD_BUS_ERROR_NULL;
         sd_bus_message* answer = nullptr;
         const int result = sd_bus_call_method(bus.get(), BusApi::BusName.c_str(), path.c_str(),
-                                              BusApi::ComponentInterface.c_str(), member, &error, &answer,
+                                              ComponentObject::Interface.c_str(), member, &error, &answer,
                                               types, arguments...);
         const char* text = "";
         if (result >= 0)
@@ -146,7 +153,7 @@ protected:
     {
         char* text = nullptr;
         EXPECT_GE(sd_bus_get_property_string(bus.get(), BusApi::BusName.c_str(), path.c_str(),
-                                             BusApi::ComponentInterface.c_str(), "State", nullptr, &text),
+                                             ComponentObject::Interface.c_str(), "State", nullptr, &text),
                   0);
         const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
         return text;

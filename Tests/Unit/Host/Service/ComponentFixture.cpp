@@ -29,7 +29,15 @@ ComponentEnvironment ComponentFixture::MakeEnvironment()
             [this] { return std::make_unique<FakeUpdaterModule>(script); },
             "settings.xml",
             [this](const RaucAnswerHandler& handler) {
-                handler({rauc, primarySlot});
+                handler({rauc, primarySlot, "A"});
+            },
+            [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
+            {
+                inspected = path;
+                facts.bundle = bundle;
+                facts.refusal = bundle ? "" : "rauc info error";
+                facts.deviceCompatible = "Controller";
+                handler(facts);
             },
             [this] { ++restarts; },
             [this](const RequestResult& result) { starts.push_back(result); },
@@ -42,15 +50,15 @@ ComponentFixture::ResultCode ComponentFixture::Begin(IUpdaterStatus& status, con
                                                      long long /*delay*/)
 {
     return status.BeginInstallation(Id, true) &&
-                   status.WriteProperty(Id, PersistentUpdaterStatus::TargetVersionProperty, revision, true) &&
-                   status.WriteProperty(Id, PersistentUpdaterStatus::InstallerSlotProperty, "rootfs.0", true)
+                   status.WriteProperty(Id, StatusStore::TargetVersionProperty, revision, true) &&
+                   status.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.0", true)
                ? ResultCode::Ok
                : ResultCode::OperationFailed;
 }
 
 void ComponentFixture::BeginInThisBoot(std::int64_t dueTime)
 {
-    status->SetDueTime(Id, dueTime);
+    status->SetUpcoming(Id, {"A", false, "1.0.0.0", "2.0.0.0", dueTime});
     ASSERT_EQ(Begin(*status, "2.0.0.0", 0), ResultCode::Ok);
 }
 
@@ -91,6 +99,11 @@ RequestResult ComponentFixture::Stage(const String& content)
 RequestResult ComponentFixture::Install(const InstallRequest& request)
 {
     return Ask([&](const Completion& done) { component.Install(request, "A", done); });
+}
+
+RequestResult ComponentFixture::Cancel()
+{
+    return Ask([&](const Completion& done) { component.Cancel("A", done); });
 }
 
 RequestResult ComponentFixture::Resume()

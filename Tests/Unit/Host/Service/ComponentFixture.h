@@ -39,6 +39,7 @@ protected:
     RequestResult Start();
     RequestResult Stage(const String& content = "content");
     RequestResult Install(const InstallRequest& request = {});
+    RequestResult Cancel();
     RequestResult Resume();
 
     [[nodiscard]] bool IsDeliveryEmpty() const;
@@ -51,6 +52,9 @@ protected:
         std::make_shared<Tests::Support::ModuleScript>();
     RaucState rauc = RaucState::Resting;
     String primarySlot = "rootfs.0";
+    /// What RAUC says of an inspected bundle, and the file that it was asked about.
+    std::optional<RaucBundle> bundle;
+    String inspected;
     int restarts = 0;
     int startDelays = 0;
     std::vector<RequestResult> starts;

@@ -27,7 +27,7 @@ TEST_F(ComponentStartTest, TheStartInitializesTheModuleAndReadsTheVersions)
                                                 "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
     EXPECT_EQ(component.GetSnapshot().currentVersion, "1.0.0.0");
     EXPECT_EQ(component.GetSnapshot().pendingVersion, "2.0.0.0");
-    EXPECT_THAT(changed, ElementsAre("CurrentVersion", "PendingVersion"));
+    EXPECT_THAT(changed, ElementsAre("CurrentVersion", "PendingVersion", "VersionsTime"));
 }
 
 TEST_F(ComponentStartTest, AModuleThatCannotBeInitializedTellsWhy)

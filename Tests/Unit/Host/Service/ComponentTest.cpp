@@ -257,4 +257,72 @@ TEST_F(ComponentTest, ARequestThatLosesItsModuleIsAnswered)
     EXPECT_TRUE(IsDeliveryEmpty());
 }
 
+TEST_F(ComponentTest, AnInstallationThatWaitsCanBeCalledOff)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = Begin;
+    ASSERT_TRUE(Start().IsOk());
+    EXPECT_EQ(Cancel().error, "InvalidState");
+    ASSERT_TRUE(Install({"", false, 60000}).IsOk());
+    script->Clear();
+    EXPECT_TRUE(Cancel().IsOk());
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Idle);
+    EXPECT_EQ(component.GetSnapshot().message, "Called off by A.");
+    EXPECT_EQ(component.GetHistory(1).at(0).result, "called-off");
+    EXPECT_THAT(component.GetHistory(1).at(0).reason, HasSubstr("Called off by A."));
+    EXPECT_EQ(script->GetCalls().at(0), "Destroy");
+    // There is a new module.
+    EXPECT_TRUE(Install({"", false, 60000}).IsOk());
+}
+
+TEST_F(ComponentTest, AnInstallationThatRaucWasAskedForIsNotCalledOff)
+{
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = Begin;
+    ASSERT_TRUE(Start().IsOk());
+    ASSERT_TRUE(Install().IsOk());
+    EXPECT_THAT(Cancel().text, HasSubstr("has started already"));
+    status->EndInstallation(Id, false);
+    ASSERT_TRUE(Resume().IsOk());
+    // Its time comes while it is called off.
+    ASSERT_TRUE(Install({"", false, 60000}).IsOk());
+    rauc = RaucState::Busy;
+    EXPECT_THAT(Cancel().text, HasSubstr("may have started meanwhile"));
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Installing);
+    EXPECT_EQ(startDelays, 1);
+}
+
+TEST_F(ComponentTest, AnInspectionAsksAboutACopyAndChangesNothing)
+{
+    ASSERT_TRUE(Start().IsOk());
+    script->Clear();
+    Inspection inspection;
+    const auto inspect = [&]
+    {
+        return Ask(
+            [&](const Completion& done)
+            {
+                component.Inspect(Delivery::FileDescriptor::Open(folder.Write("bundle", "content"), O_RDONLY),
+                                  "A",
+                                  [&, done](const RequestResult& result, const Inspection& yielded)
+                                  {
+                                      inspection = yielded;
+                                      done(result);
+                                  });
+            });
+    };
+    bundle = RaucBundle{"2.0.0.0", "Controller"};
+    EXPECT_TRUE(inspect().IsOk());
+    EXPECT_EQ(inspection.version, "2.0.0.0");
+    EXPECT_EQ(inspection.size, 7);
+    EXPECT_TRUE(inspection.fits);
+    EXPECT_TRUE(inspected.starts_with(folder / "delivery"));
+    bundle.reset();
+    EXPECT_TRUE(inspect().IsOk());
+    EXPECT_FALSE(inspection.fits);
+    EXPECT_EQ(inspection.checks.at(0).grade, "fail");
+    EXPECT_TRUE(IsDeliveryEmpty());
+    EXPECT_THAT(script->GetCalls(), IsEmpty());
+}
+
 } // namespace Zel::Host::Service

@@ -39,7 +39,7 @@ protected:
     {
         try
         {
-            static_cast<void>(delivery.Take(FileDescriptor::Open(path, flags)));
+            static_cast<void>(delivery.Take(FileDescriptor::Open(path, flags), [] {}));
         }
         catch (const Refusal& exception)
         {
@@ -66,7 +66,7 @@ TEST_F(DeliveryTest, ARegularFileBecomesOneOfOurOwn)
     ASSERT_EQ(lseek(source.Get(), 100, SEEK_SET), 100);
     String delivered;
     {
-        const auto file = delivery.Take(source);
+        const auto file = delivery.Take(source, [] {});
         delivered = file->GetPath();
         EXPECT_EQ(TemporaryFolder::Read(delivered), content);
         struct stat status = {};
@@ -82,7 +82,7 @@ TEST_F(DeliveryTest, AFileOfAnotherFileSystemIsCopied)
     const TmpfsMount mount(std::size_t{4} * 1024 * 1024);
     const String content(std::size_t{2} * 1024 * 1024 + 1, 'y');
     const auto file =
-        delivery.Take(FileDescriptor::Open(mount.GetFolder().Write("bundle", content), O_RDONLY));
+        delivery.Take(FileDescriptor::Open(mount.GetFolder().Write("bundle", content), O_RDONLY), [] {});
     EXPECT_EQ(TemporaryFolder::Read(file->GetPath()), content);
 }
 
@@ -90,7 +90,7 @@ TEST_F(DeliveryTest, AFileThatWasMovedAwayStays)
 {
     const String path = folder.Write("bundle", "content");
     {
-        const auto file = delivery.Take(FileDescriptor::Open(path, O_RDONLY));
+        const auto file = delivery.Take(FileDescriptor::Open(path, O_RDONLY), [] {});
         std::filesystem::rename(file->GetPath(), folder / "pending");
     }
     EXPECT_EQ(TemporaryFolder::Read(folder / "pending"), "content");
@@ -158,7 +158,7 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsWritten)
     ASSERT_EQ(ftruncate(sparse.Get(), Size), 0);
     try
     {
-        static_cast<void>(small.Take(sparse));
+        static_cast<void>(small.Take(sparse, [] {}));
         FAIL() << "It was taken.";
     }
     catch (const OutOfMemoryException& exception)

@@ -34,9 +34,9 @@ protected:
     /// Orders a restart by the command, and runs the loop until `ended` says so.
     void Restart(const std::vector<String>& command, const std::function<bool()>& ended)
     {
-        DeviceControl control(
-            loop, command,
-            {[this](const String& reason) { failure = reason; }, [this] { askedLogind = true; }});
+        DeviceControl control(loop, command,
+                              {[this] { ordered = true; }, [this](const String& reason) { failure = reason; },
+                               [this] { askedLogind = true; }});
         control.RestartDevice();
         constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -49,6 +49,7 @@ protected:
 
     EventLoop loop;
     bool askedLogind = false;
+    bool ordered = false;
     String failure;
 };
 
@@ -64,6 +65,7 @@ TEST_F(DeviceControlTest, TheCommandRunsInASessionOfItsOwnWithDefaultSignals)
     Restart({"sh", "-c", script, "sh", output},
             [&] { return folder.GetNames() == std::vector<String>{"output"}; });
     EXPECT_THAT(TemporaryFolder::Read(output), HasSubstr("0000000000000000"));
+    EXPECT_TRUE(ordered);
     EXPECT_FALSE(askedLogind);
 }
 
@@ -89,6 +91,18 @@ TEST_F(DeviceControlTest, ACommandThatFailsIsReported)
             log->GetLines(System::Commons::Diagnostics::Logging::LogLevel::Error),
             testing::ElementsAre("error DeviceControl: The device could not be restarted. " + failure));
     }
+}
+
+TEST_F(DeviceControlTest, ACommandThatCannotBeExecutedIsAnObstacle)
+{
+    const auto find = [this](const std::vector<String>& command)
+    { return DeviceControl(loop, command, {}).FindObstacle(); };
+    EXPECT_EQ(find({"sh", "-c", "true"}), "");
+    EXPECT_EQ(find({"/bin/sh"}), "");
+    EXPECT_EQ(find({}), "");
+    EXPECT_EQ(find({"no-such-program"}),
+              "The restart command 'no-such-program' cannot be executed. Mend the settings.");
+    EXPECT_NE(find({"/etc/passwd"}), "");
 }
 
 TEST_F(DeviceControlTest, WithoutACommandLogindIsAsked)

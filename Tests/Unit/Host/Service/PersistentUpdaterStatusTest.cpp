@@ -24,7 +24,7 @@ namespace
 {
 
 const String Id = "Controller";
-const String Slot = PersistentUpdaterStatus::InstallerSlotProperty;
+const String Slot = StatusStore::InstallerSlotProperty;
 
 class PersistentUpdaterStatusTest : public testing::Test
 {
@@ -102,7 +102,7 @@ TEST_F(PersistentUpdaterStatusTest, TheRecordTellsHowFarAnInstallationCame)
     const auto getRecord = [this] { return status->GetComponentStatus(Id)->record; };
     ASSERT_TRUE(status->WriteProperty(Id, Slot, "", true));
     EXPECT_FALSE(getRecord().prepared);
-    status->SetDueTime(Id, 1000);
+    status->SetUpcoming(Id, {"user 7", true, "1.0.0.0", "", 1000});
     ASSERT_TRUE(status->BeginInstallation(Id, true));
     EXPECT_FALSE(getRecord().prepared);
     EXPECT_EQ(getRecord().bootId, "boot-1");
@@ -119,28 +119,72 @@ TEST_F(PersistentUpdaterStatusTest, TheRecordTellsHowFarAnInstallationCame)
     EXPECT_EQ(getRecord().dueTime, 0);
     // What is called off leaves no verdict, and only what is running can be.
     const auto verdict = status->GetComponentStatus(Id)->lastVerdict;
-    EXPECT_TRUE(status->CallOff(Id));
+    EXPECT_TRUE(status->CallOff(Id, "reason"));
     EXPECT_EQ(getRecord().state, InstallationState::Idle);
-    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict->time, verdict->time);
-    EXPECT_FALSE(status->CallOff(Id));
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict, verdict);
+    EXPECT_FALSE(status->CallOff(Id, "reason"));
 }
 
 TEST_F(PersistentUpdaterStatusTest, AFailureIsRecordedWithTheMessageThatStands)
 {
-    ASSERT_TRUE(status->WriteProperty(Id, PersistentUpdaterStatus::TargetVersionProperty, "2.0.0.0", true));
+    ASSERT_TRUE(status->WriteProperty(Id, StatusStore::TargetVersionProperty, "2.0.0.0", true));
     ASSERT_TRUE(status->BeginInstallation(Id, true));
     status->SetMessage(Id, "signature verification failed", false);
     status->EndInstallation(Id, false);
-    const auto failure = status->GetComponentStatus(Id)->lastVerdict;
-    ASSERT_TRUE(failure);
-    EXPECT_FALSE(failure->succeeded);
-    EXPECT_EQ(failure->version, "2.0.0.0");
-    EXPECT_EQ(failure->reason, "signature verification failed");
+    const Verdict failure = status->GetComponentStatus(Id)->lastVerdict;
+    EXPECT_EQ(failure.result, "failed");
+    EXPECT_EQ(failure.version, "2.0.0.0");
+    EXPECT_EQ(failure.reason, "signature verification failed");
     ASSERT_TRUE(status->ResumeInstallation(Id));
     ASSERT_TRUE(status->BeginInstallation(Id, true));
     status->EndInstallation(Id, true);
-    EXPECT_TRUE(status->GetComponentStatus(Id)->lastVerdict->succeeded);
-    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict->reason, "");
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict.result, "succeeded");
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict.reason, "");
+}
+
+TEST_F(PersistentUpdaterStatusTest, TheSlotTellsADeviceThatSwitchedBack)
+{
+    struct Row
+    {
+        bool installation;
+        const char* laterBoot;
+        const char* laterSlot;
+        const char* result;
+    };
+
+    for (const Row& row : {Row{true, "boot-2", "A", "switched-back"}, Row{true, "boot-2", "B", "failed"},
+                           Row{true, "boot-1", "A", "failed"}, Row{true, "boot-2", "", "failed"},
+                           Row{false, "boot-2", "B", "switched-back"}, Row{false, "boot-2", "A", "failed"}})
+    {
+        const TemporaryFolder own;
+        const auto begin = Open(own.GetPath());
+        begin->SetBootSlot("A");
+        ASSERT_TRUE(begin->BeginInstallation(Id, row.installation));
+        PersistentUpdaterStatus later(std::make_shared<StatusStore>(own.GetPath()), row.laterBoot, 0, {});
+        later.SetBootSlot(row.laterSlot);
+        later.EndInstallation(Id, false);
+        EXPECT_EQ(later.GetComponentStatus(Id)->lastVerdict.result, row.result)
+            << row.laterBoot << row.laterSlot;
+    }
+}
+
+TEST_F(PersistentUpdaterStatusTest, TheHistoryHasEachStepOnce)
+{
+    status->SetUpcoming(Id, {"user 7", true, "2.0.0.0", "1.0.0.0", 0});
+    ASSERT_TRUE(status->BeginInstallation(Id, true));
+    for (const auto& [message, percentage] :
+         {std::pair{"Copying", 20}, std::pair{"Copying", 40}, std::pair{"Done", 100}})
+    {
+        status->SetMessage(Id, message, false);
+        status->SetProgress(Id, percentage);
+    }
+    const auto history = status->GetHistory(Id, 5);
+    ASSERT_EQ(history.size(), 1);
+    EXPECT_EQ(history[0].kind, "fallback");
+    EXPECT_EQ(history[0].caller, "user 7");
+    EXPECT_EQ(history[0].to, "1.0.0.0");
+    ASSERT_EQ(history[0].steps.size(), 2);
+    EXPECT_EQ(history[0].steps[1].text, "Done");
 }
 
 TEST_F(PersistentUpdaterStatusTest, AnEndWithoutABeginningChangesNothing)
@@ -148,7 +192,7 @@ TEST_F(PersistentUpdaterStatusTest, AnEndWithoutABeginningChangesNothing)
     const RecordingLog log;
     status->EndInstallation(Id, false);
     EXPECT_EQ(Get().state, InstallationState::Idle);
-    EXPECT_FALSE(status->GetComponentStatus(Id)->lastVerdict);
+    EXPECT_EQ(status->GetComponentStatus(Id)->lastVerdict, Verdict());
     EXPECT_THAT(log->GetLines(),
                 Contains("warning PersistentUpdaterStatus: No installation of 'Controller' is "
                          "running that could end."));

@@ -37,12 +37,12 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
     auto delayedNow = present;
     delayedThen.dueTime = delayedNow.dueTime = 2000;
     const auto revert = MakeRecord(State::Installing, true, "now", false);
-    const RaucAnswer absent = {RaucState::Absent, ""};
-    const RaucAnswer silent = {RaucState::Silent, ""};
-    const RaucAnswer busy = {RaucState::Busy, ""};
-    const RaucAnswer restingOnA = {RaucState::Resting, "A"};
-    const RaucAnswer restingOnB = {RaucState::Resting, "B"};
-    const RaucAnswer restingOnUnknown = {RaucState::Resting, ""};
+    const RaucAnswer absent = {RaucState::Absent, "", ""};
+    const RaucAnswer silent = {RaucState::Silent, "", ""};
+    const RaucAnswer busy = {RaucState::Busy, "", ""};
+    const RaucAnswer restingOnA = {RaucState::Resting, "A", ""};
+    const RaucAnswer restingOnB = {RaucState::Resting, "B", ""};
+    const RaucAnswer restingOnUnknown = {RaucState::Resting, "", ""};
 
     struct Row
     {

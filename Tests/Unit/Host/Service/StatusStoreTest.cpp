@@ -22,7 +22,7 @@ namespace
 {
 
 const String Id = "Controller 750";
-const String Target = "TargetSoftwareRevision";
+const String& Target = StatusStore::TargetVersionProperty;
 
 [[nodiscard]] String GetOpeningError(const String& folder)
 {
@@ -44,16 +44,34 @@ mode_t GetMode(const String& path)
     return status.st_mode & 0777;
 }
 
+[[nodiscard]] bool Begin(StatusStore& store, bool installation = true)
+{
+    Beginning beginning;
+    beginning.installation = installation;
+    beginning.bootId = "boot";
+    return store.Begin(Id, beginning);
+}
+
+[[nodiscard]] bool Fail(StatusStore& store)
+{
+    return store.End(Id, false, HistoryEntry::Failed, "reason");
+}
+
+[[nodiscard]] bool Succeed(StatusStore& store)
+{
+    return store.End(Id, true, HistoryEntry::Succeeded, "");
+}
+
 /// Brings a new component into a state.
 void Reach(StatusStore& store, InstallationState state)
 {
     if (state != InstallationState::Idle)
     {
-        ASSERT_TRUE(store.Begin(Id, true, "boot", 0));
+        ASSERT_TRUE(Begin(store));
     }
     if (state == InstallationState::Failed)
     {
-        ASSERT_TRUE(store.End(Id, Target, false, "reason"));
+        ASSERT_TRUE(Fail(store));
     }
 }
 
@@ -61,10 +79,11 @@ void Reach(StatusStore& store, InstallationState state)
 
 TEST(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
 {
-    const std::function begin = [](StatusStore& store) { return store.Begin(Id, true, "boot", 0); };
-    const std::function revert = [](StatusStore& store) { return store.Begin(Id, false, "boot", 0); };
-    const std::function succeed = [](StatusStore& store) { return store.End(Id, Target, true, ""); };
-    const std::function fail = [](StatusStore& store) { return store.End(Id, Target, false, "reason"); };
+    const std::function begin = [](StatusStore& store) { return Begin(store); };
+    const std::function revert = [](StatusStore& store) { return Begin(store, false); };
+    const std::function succeed = [](StatusStore& store) { return Succeed(store); };
+    const std::function fail = [](StatusStore& store) { return Fail(store); };
+    const std::function callOff = [](StatusStore& store) { return store.CallOff(Id, "reason"); };
     const std::function resume = [](StatusStore& store) { return store.Resume(Id); };
 
     struct Row
@@ -81,6 +100,7 @@ TEST(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
                                    {"revert", revert, State::Idle, State::Installing},
                                    {"succeed", succeed, State::Installing, State::Idle},
                                    {"fail", fail, State::Installing, State::Failed},
+                                   {"call off", callOff, State::Installing, State::Idle},
                                    {"resume", resume, State::Failed, State::Idle}};
     for (const Row& row : rows)
     {
@@ -104,13 +124,13 @@ TEST(StatusStoreTest, OfTwoThreadsThatBeginOneSucceeds)
     for (int round = 0; round < 20; ++round)
     {
         std::atomic<int> begun = 0;
-        const auto begin = [&] { begun += store.Begin(Id, true, "boot", 0) ? 1 : 0; };
+        const auto begin = [&] { begun += Begin(store) ? 1 : 0; };
         std::thread first(begin);
         std::thread second(begin);
         first.join();
         second.join();
         EXPECT_EQ(begun, 1);
-        ASSERT_TRUE(store.End(Id, Target, true, ""));
+        ASSERT_TRUE(Succeed(store));
     }
 }
 
@@ -118,16 +138,16 @@ TEST(StatusStoreTest, AnInstallationMakesRevertibleAndARevertLeavesItSo)
 {
     const TemporaryFolder folder;
     StatusStore store(folder.GetPath());
-    ASSERT_TRUE(store.Begin(Id, false, "boot", 0));
-    ASSERT_TRUE(store.End(Id, Target, true, ""));
+    ASSERT_TRUE(Begin(store, false));
+    ASSERT_TRUE(Succeed(store));
     EXPECT_FALSE(store.GetComponent(Id).revertible);
-    ASSERT_TRUE(store.Begin(Id, true, "boot", 0));
+    ASSERT_TRUE(Begin(store));
     EXPECT_FALSE(store.GetComponent(Id).revertible);
-    ASSERT_TRUE(store.End(Id, Target, false, "reason"));
+    ASSERT_TRUE(Fail(store));
     EXPECT_TRUE(store.GetComponent(Id).revertible);
     ASSERT_TRUE(store.Resume(Id));
-    ASSERT_TRUE(store.Begin(Id, false, "boot", 0));
-    ASSERT_TRUE(store.End(Id, Target, false, "reason"));
+    ASSERT_TRUE(Begin(store, false));
+    ASSERT_TRUE(Fail(store));
     EXPECT_TRUE(store.GetComponent(Id).revertible);
 }
 
@@ -138,12 +158,22 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     const DateTime moment = DateTime::FromIso8601String("2026-11-21T08:00:00.25Z");
     {
         StatusStore store(folder.GetPath());
-        ASSERT_TRUE(store.Begin(Id, true, "boot-1", 0));
+        Beginning beginning;
+        beginning.caller = "user 0";
+        beginning.from = "1.0.0.0";
+        beginning.to = "1.5.0.0";
+        ASSERT_TRUE(store.Begin(Id, beginning));
         store.WriteProperty(Id, Target, "2.0.0.0");
-        ASSERT_TRUE(store.End(Id, Target, false, "It did not boot."));
+        store.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.0");
+        store.AddStep(Id, "Copying image");
+        ASSERT_TRUE(store.End(Id, false, HistoryEntry::SwitchedBack, "It did not boot."));
+        store.AddStep(Id, "Behind the end");
         ASSERT_TRUE(store.Resume(Id));
         store.WriteProperty(Id, "Long", text);
-        ASSERT_TRUE(store.Begin(Id, true, "boot-2", 1234567890123456));
+        ASSERT_TRUE(Begin(store));
+        ASSERT_TRUE(store.CallOff(Id, "Called off."));
+        beginning = {true, "boot-2", "A", 1234567890123456, HistoryEntry::Fallback, "user 7", "", ""};
+        ASSERT_TRUE(store.Begin(Id, beginning));
         store.SetPrepared(Id);
         store.AddNotification({"Name", "Sender", System::Nm::Severity::Error, moment, "Message"});
     }
@@ -157,11 +187,25 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     EXPECT_EQ(record.bootId, "boot-2");
     EXPECT_EQ(record.dueTime, 1234567890123456);
     EXPECT_EQ(store.ReadProperty("controller 750", "Long"), text);
-    const auto verdict = store.GetLastVerdict(Id);
-    ASSERT_TRUE(verdict);
-    EXPECT_FALSE(verdict->succeeded);
-    EXPECT_EQ(verdict->version, "2.0.0.0");
-    EXPECT_EQ(verdict->reason, "It did not boot.");
+    EXPECT_EQ(record.bootSlot, "A");
+    const Verdict verdict = store.GetLastVerdict(Id);
+    EXPECT_EQ(verdict.result, "switched-back");
+    EXPECT_EQ(verdict.version, "2.0.0.0");
+    EXPECT_EQ(verdict.reason, "It did not boot.");
+    const auto history = store.GetHistory(Id, 10);
+    ASSERT_EQ(history.size(), 3);
+    EXPECT_EQ(history[0].kind, "fallback");
+    EXPECT_EQ(history[0].ended, 0);
+    EXPECT_EQ(history[1].result, "called-off");
+    EXPECT_EQ(history[2].kind, "install");
+    EXPECT_EQ(history[2].caller, "user 0");
+    EXPECT_EQ(history[2].from, "1.0.0.0");
+    EXPECT_EQ(history[2].to, "2.0.0.0");
+    EXPECT_EQ(history[2].slot, "rootfs.0");
+    EXPECT_EQ(history[2].ended, verdict.time);
+    ASSERT_EQ(history[2].steps.size(), 1);
+    EXPECT_EQ(history[2].steps[0].text, "Copying image");
+    EXPECT_EQ(store.GetHistory(Id, 1).size(), 1);
     const auto notifications = store.GetNotifications(10);
     ASSERT_EQ(notifications.size(), 1);
     EXPECT_EQ(notifications[0].name, "Name");
@@ -185,28 +229,53 @@ TEST(StatusStoreTest, ItsFilesAreClosedToOthers)
     }
 }
 
-TEST(StatusStoreTest, ADamagedFileIsRefusedWithItsName)
-{
-    const TemporaryFolder folder;
-    static_cast<void>(folder.Write("status.sqlite",
-                                   "This is not a database, whatever its name says. " + String(4096, 'x')));
-    EXPECT_THAT(GetOpeningError(folder.GetPath()),
-                HasSubstr("The database '" + folder.GetPath() + "/status.sqlite' is damaged: "));
-}
-
-TEST(StatusStoreTest, AFileWithADamagedPageIsRefused)
+TEST(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
 {
     const TemporaryFolder folder;
     {
         StatusStore store(folder.GetPath());
         store.WriteProperty(Id, "Long", String(20000, 'x'));
     }
-    String content = TemporaryFolder::Read(folder / "status.sqlite");
+    String page = TemporaryFolder::Read(folder / StatusStore::FileName);
     // The schema's page stays, those of the tables do not.
     constexpr std::size_t PageSize = 4096;
-    content.replace(PageSize, 3 * PageSize, 3 * PageSize, '\xFF');
-    static_cast<void>(folder.Write("status.sqlite", content));
-    EXPECT_THAT(GetOpeningError(folder.GetPath()), HasSubstr("is damaged: "));
+    page.replace(PageSize, 3 * PageSize, 3 * PageSize, '\xFF');
+    for (const String& content :
+         {page, "This is not a database, whatever its name says." + String(4096, 'x')})
+    {
+        static_cast<void>(folder.Write(StatusStore::FileName, content));
+        StatusStore store(folder.GetPath());
+        EXPECT_THAT(store.GetDamage(), HasSubstr("status.sqlite' is damaged: "));
+        const String aside =
+            store.GetDamage().substr(store.GetDamage().find(folder / "status.sqlite.damaged-"));
+        EXPECT_EQ(TemporaryFolder::Read(aside.substr(0, aside.find('\''))), content);
+        EXPECT_EQ(store.ReadProperty(Id, "Long"), "");
+        ASSERT_TRUE(Begin(store));
+    }
+    EXPECT_EQ(StatusStore(folder.GetPath()).GetDamage(), "");
+}
+
+TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
+{
+    const TemporaryFolder folder;
+    Database(folder / StatusStore::FileName).Execute(R"(
+CREATE TABLE component (key INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, state INTEGER NOT NULL DEFAULT 0,
+    revertible INTEGER NOT NULL DEFAULT 0, begun_as_installation INTEGER NOT NULL DEFAULT 0,
+    phase INTEGER NOT NULL DEFAULT 0 CHECK (phase BETWEEN 0 AND 3), boot_id TEXT NOT NULL DEFAULT '',
+    due_time INTEGER NOT NULL DEFAULT 0) STRICT;
+CREATE TABLE property (component INTEGER NOT NULL, name TEXT NOT NULL, value TEXT NOT NULL,
+    PRIMARY KEY (component, name)) STRICT, WITHOUT ROWID;
+CREATE TABLE verdict (key INTEGER PRIMARY KEY AUTOINCREMENT, component INTEGER NOT NULL,
+    succeeded INTEGER NOT NULL, version TEXT NOT NULL, reason TEXT NOT NULL, time INTEGER NOT NULL) STRICT;
+CREATE TABLE notification (key INTEGER PRIMARY KEY AUTOINCREMENT, name TEXT NOT NULL, sender TEXT NOT NULL,
+    severity INTEGER NOT NULL, time INTEGER NOT NULL, message TEXT NOT NULL) STRICT;
+INSERT INTO component VALUES (1, 'controller 750', 1, 1, 1, 2, 'boot', 77);
+INSERT INTO verdict VALUES (1, 1, 0, '2.0.0.0', 'reason', 42);
+PRAGMA user_version = 1;)");
+    StatusStore store(folder.GetPath());
+    EXPECT_EQ(store.GetComponent(Id).state, InstallationState::Installing);
+    EXPECT_TRUE(store.GetComponent(Id).prepared);
+    EXPECT_EQ(store.GetLastVerdict(Id), (Verdict{"failed", "2.0.0.0", "reason", 42}));
 }
 
 TEST(StatusStoreTest, AFileOfANewerServiceIsRefused)
@@ -215,10 +284,10 @@ TEST(StatusStoreTest, AFileOfANewerServiceIsRefused)
     {
         const StatusStore store(folder.GetPath());
     }
-    Database(folder / "status.sqlite").Execute("PRAGMA user_version = 2");
+    Database(folder / "status.sqlite").Execute("PRAGMA user_version = 3");
     EXPECT_EQ(GetOpeningError(folder.GetPath()),
-              "The status store was written by a newer service: its schema is 2, "
-              "this service knows 1.");
+              "The status store was written by a newer service: its schema is 3, "
+              "this service knows 2.");
 }
 
 } // namespace Zel::Host::Service

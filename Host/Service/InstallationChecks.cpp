@@ -1,0 +1,186 @@
+#include "Service/InstallationChecks.h"
+
+#include "Service/Clock.h"
+
+#include "Zel/System/Core/Format.h"
+
+#include <algorithm>
+
+namespace Zel::Host::Service
+{
+
+using Services::SoftwareUpdate::InstallationState;
+using System::Core::Format;
+
+namespace
+{
+
+constexpr std::size_t MaximumVersion = 511; // characters
+/// No device of ours was built before: 2024-01-01.
+constexpr std::int64_t EarliestTime = 1'704'067'200'000'000;
+
+Check Pass(const char* name)
+{
+    return {name, Check::Pass, ""};
+}
+
+Check Warn(const char* name, const String& text)
+{
+    return {name, Check::Warn, text};
+}
+
+Check Fail(const char* name, const String& text)
+{
+    return {name, Check::Fail, text};
+}
+
+String GetText(const RaucSlot& slot, const char* key)
+{
+    const auto found = slot.texts.find(key);
+    return found == slot.texts.end() ? String() : found->second;
+}
+
+const RaucSlot* FindBooted(const std::vector<RaucSlot>& slots)
+{
+    const auto found = std::find_if(slots.begin(), slots.end(),
+                                    [](const RaucSlot& slot) { return GetText(slot, "state") == "booted"; });
+    return found == slots.end() ? nullptr : &*found;
+}
+
+Check CheckSignature(const InspectionFacts& facts)
+{
+    if (facts.bundle)
+    {
+        return Pass("signature");
+    }
+    return facts.refusal.empty()
+               ? Warn("signature",
+                      "RAUC was not asked about the bundle. Check again when nothing else fails.")
+               : Fail("signature",
+                      Format("RAUC refuses the bundle: {0}. Use one that is complete and signed for "
+                             "this device; RAUC's log says more.",
+                             facts.refusal));
+}
+
+Check CheckCompatible(const InspectionFacts& facts)
+{
+    if (!facts.bundle || facts.deviceCompatible.empty())
+    {
+        return Warn("compatible", "RAUC did not tell what the bundle and the device are for.");
+    }
+    return facts.bundle->compatible == facts.deviceCompatible
+               ? Pass("compatible")
+               : Fail("compatible",
+                      Format("The bundle is for '{0}', this device is '{1}'. Use a bundle for it.",
+                             facts.bundle->compatible, facts.deviceCompatible));
+}
+
+Check CheckVersion(const InspectionFacts& facts)
+{
+    const String version = facts.bundle ? facts.bundle->version : String();
+    if (version.empty())
+    {
+        return Warn("version", "The bundle's version is not known.");
+    }
+    if (version.size() > MaximumVersion)
+    {
+        return Fail("version",
+                    Format("The version has {0} characters, at most {1} are possible. Build the bundle "
+                           "with a shorter one.",
+                           version.size(), MaximumVersion));
+    }
+    if (version == facts.runningVersion)
+    {
+        return Warn("version",
+                    Format("Version {0} is running already. Install it only to repair it.", version));
+    }
+    return version == facts.pendingVersion
+               ? Warn("version",
+                      Format("Version {0} is pending already. It need not be handed over again.", version))
+               : Pass("version");
+}
+
+Check CheckRauc(const InspectionFacts& facts)
+{
+    switch (facts.rauc)
+    {
+    case RaucState::Resting:
+        return Pass("rauc");
+    case RaucState::Busy:
+        return Fail("rauc", "RAUC is busy. Wait until it is done.");
+    case RaucState::Silent:
+        return Fail("rauc", "RAUC does not answer. Look at its log, and restart it.");
+    case RaucState::Absent:
+        return Fail("rauc", "RAUC is not running. Start it.");
+    }
+    return Fail("rauc", "RAUC's state is not known. Look at its log.");
+}
+
+Check CheckBootedSlot(const InspectionFacts& facts)
+{
+    const RaucSlot* booted = FindBooted(facts.slots);
+    if (booted == nullptr)
+    {
+        return facts.slots.empty()
+                   ? Warn("booted-slot", "RAUC did not tell its slots. Check again when it answers.")
+                   : Fail("booted-slot", "RAUC does not know which slot is booted. Mend its configuration.");
+    }
+    return GetText(*booted, "boot-status") == "bad"
+               ? Warn("booted-slot",
+                      Format("The booted slot '{0}' is marked bad, so there would be no way back. "
+                             "Mark it good if it is ('rauc status mark-good').",
+                             booted->name))
+               : Pass("booted-slot");
+}
+
+Check CheckOtherSlot(const InspectionFacts& facts)
+{
+    const RaucSlot* booted = FindBooted(facts.slots);
+    if (booted == nullptr)
+    {
+        return Warn("other-slot", "Without the booted slot the other one is not known.");
+    }
+    const bool exists = std::any_of(facts.slots.begin(), facts.slots.end(),
+                                    [booted](const RaucSlot& slot) {
+                                        return slot.name != booted->name &&
+                                               GetText(slot, "class") == GetText(*booted, "class");
+                                    });
+    return exists ? Pass("other-slot")
+                  : Fail("other-slot",
+                         Format("There is no other slot of the class '{0}'. Mend RAUC's configuration.",
+                                GetText(*booted, "class")));
+}
+
+Check CheckClock(const InspectionFacts& facts)
+{
+    return facts.now >= EarliestTime
+               ? Pass("clock")
+               : Warn("clock",
+                      Format("The clock says {0}, so that signatures may count as not valid yet. Set it.",
+                             FromUnixTime(facts.now).ToIso8601String()));
+}
+
+Check CheckState(const InspectionFacts& facts)
+{
+    return facts.state == InstallationState::Failed
+               ? Fail("state", "The last installation failed. Leave that state by 'resume'.")
+               : Pass("state");
+}
+
+} // namespace
+
+std::vector<Check> InstallationChecks::Judge(const InspectionFacts& facts)
+{
+    return {CheckSignature(facts),
+            CheckCompatible(facts),
+            CheckVersion(facts),
+            facts.roomMissing.empty() ? Pass("space") : Fail("space", facts.roomMissing + " Make room."),
+            CheckRauc(facts),
+            CheckBootedSlot(facts),
+            CheckOtherSlot(facts),
+            CheckClock(facts),
+            CheckState(facts),
+            facts.restartObstacle.empty() ? Pass("restart") : Fail("restart", facts.restartObstacle)};
+}
+
+} // namespace Zel::Host::Service

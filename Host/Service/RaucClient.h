@@ -1,0 +1,58 @@
+#pragma once
+
+#include "Service/BusConnection.h"
+
+#include "Zel/String.h"
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace Zel::Host::Service
+{
+
+/// What RAUC says of a bundle.
+struct RaucBundle
+{
+    String version;
+    String compatible;
+};
+
+/// What RAUC says of a slot: its texts by their keys, for example "state" and "boot-status".
+struct RaucSlot
+{
+    String name;
+    std::map<String, String> texts;
+};
+
+/// RAUC's answers to questions that change nothing. Used on the loop's thread; the connection outlives it.
+class RaucClient
+{
+public:
+    inline static const String BusName = "de.pengutronix.rauc";
+    /// How long an answer is waited for, and that about a bundle, which RAUC reads as a whole.
+    static constexpr std::chrono::seconds AnswerTime{10};
+    static constexpr std::chrono::minutes BundleTime{10};
+
+    using AnswerHandler = BusConnection::AnswerHandler;
+    /// Nothing, and the reason, where RAUC refuses.
+    using BundleHandler = std::function<void(const std::optional<RaucBundle>& bundle, const String& reason)>;
+    /// No slots where RAUC does not tell.
+    using SlotsHandler = std::function<void(const std::vector<RaucSlot>& slots)>;
+
+    explicit RaucClient(BusConnection& connection);
+
+    /// Asks which slot is booted next.
+    void GetPrimary(AnswerHandler handler);
+    /// Asks for a property of type text.
+    void GetText(const String& property, AnswerHandler handler);
+    void GetBundle(const String& path, BundleHandler handler);
+    void GetSlots(SlotsHandler handler);
+
+private:
+    BusConnection& connection;
+};
+
+} // namespace Zel::Host::Service

@@ -1,0 +1,83 @@
+#include "Service/Clock.h"
+#include "Service/StatusStore.h"
+
+namespace Zel::Host::Service
+{
+
+void StatusStore::BeginEntry(std::int64_t component, const Beginning& beginning)
+{
+    Database::Statement insertion =
+        database->Prepare("INSERT INTO history (component, kind, caller, from_version, to_version, begun) "
+                          "VALUES (?, ?, ?, ?, ?, ?)");
+    insertion.Bind(component).Bind(beginning.kind).Bind(beginning.caller);
+    insertion.Bind(beginning.from).Bind(beginning.to).Bind(GetUnixTime()).Run();
+    database->Prepare("DELETE FROM history WHERE key <= (SELECT max(key) FROM history) - ?")
+        .Bind(MaximumEntries)
+        .Run();
+}
+
+void StatusStore::EndEntry(std::int64_t component, const String& result, const String& reason)
+{
+    // What a module recorded says more than what was asked for; a revert goes back to another version.
+    Database::Statement change = database->Prepare(R"(
+UPDATE history SET ended = ?2, result = ?3, reason = ?4,
+    slot = coalesce((SELECT value FROM property WHERE component = ?1 AND name = ?5), slot),
+    to_version = CASE kind WHEN ?6 THEN to_version
+        ELSE coalesce((SELECT value FROM property WHERE component = ?1 AND name = ?7), to_version) END
+WHERE component = ?1 AND ended = 0)");
+    change.Bind(component).Bind(GetUnixTime()).Bind(result).Bind(reason).Bind(InstallerSlotProperty);
+    change.Bind(HistoryEntry::Revert).Bind(TargetVersionProperty).Run();
+}
+
+void StatusStore::AddStep(const String& componentId, const String& text)
+{
+    const std::lock_guard lock(mutex);
+    Database::Statement insertion = database->Prepare(R"(
+INSERT INTO step (entry, time, text) SELECT key, ?2, ?3 FROM history
+WHERE component = ?1 AND ended = 0 AND (SELECT count(*) FROM step WHERE entry = history.key) < ?4)");
+    insertion.Bind(GetComponentKey(componentId)).Bind(GetUnixTime()).Bind(text).Bind(MaximumSteps).Run();
+}
+
+std::vector<HistoryEntry> StatusStore::GetHistory(const String& componentId, std::int64_t limit)
+{
+    const std::lock_guard lock(mutex);
+    Database::Statement query = database->Prepare(
+        "SELECT kind, caller, from_version, to_version, slot, begun, ended, result, reason, key "
+        "FROM history WHERE component = ? ORDER BY key DESC LIMIT ?");
+    query.Bind(GetComponentKey(componentId)).Bind(limit);
+    std::vector<HistoryEntry> entries;
+    while (query.Step())
+    {
+        entries.push_back({query.GetText(0), query.GetText(1), query.GetText(2), query.GetText(3),
+                           query.GetText(4), query.GetInteger(5), query.GetInteger(6),
+                           GetSteps(query.GetInteger(9)), query.GetText(7), query.GetText(8)});
+    }
+    return entries;
+}
+
+std::vector<HistoryEntry::Step> StatusStore::GetSteps(std::int64_t entry)
+{
+    Database::Statement query = database->Prepare("SELECT time, text FROM step WHERE entry = ? ORDER BY key");
+    query.Bind(entry);
+    std::vector<HistoryEntry::Step> steps;
+    while (query.Step())
+    {
+        steps.push_back({query.GetInteger(0), query.GetText(1)});
+    }
+    return steps;
+}
+
+Verdict StatusStore::GetLastVerdict(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    Database::Statement query =
+        database->Prepare("SELECT result, to_version, reason, ended FROM history "
+                          "WHERE component = ? AND ended > 0 AND result <> ? ORDER BY key DESC LIMIT 1");
+    if (!query.Bind(GetComponentKey(componentId)).Bind(HistoryEntry::CalledOff).Step())
+    {
+        return {};
+    }
+    return {query.GetText(0), query.GetText(1), query.GetText(2), query.GetInteger(3)};
+}
+
+} // namespace Zel::Host::Service
