@@ -1,14 +1,12 @@
 #include "Service/BundleInspector.h"
 
-#include "Zel/System/Core/Format.h"
-
 #include <utility>
 
 namespace Zel::Host::Service
 {
 
 BundleInspector::BundleInspector(BusConnection& connection, bool asksLogind)
-    : connection(connection), rauc(connection), asksLogind(asksLogind)
+    : rauc(connection), logind(connection), asksLogind(asksLogind)
 {
 }
 
@@ -77,22 +75,10 @@ void BundleInspector::AskLogind()
         Finish();
         return;
     }
-    connection.Call(
-        {"org.freedesktop.login1",
-         "/org/freedesktop/login1",
-         "org.freedesktop.login1.Manager",
-         "CanReboot",
-         RaucClient::AnswerTime,
-         {}},
-        [this](const BusAnswer& answer)
+    logind.CanReboot(
+        [this](const String& obstacle)
         {
-            if (!answer.IsOk() || answer.text != "yes")
-            {
-                inquiry->facts.restartObstacle = System::Core::Format(
-                    "logind says '{0}' about a restart by this service. Allow it by a polkit rule, "
-                    "or configure a command.",
-                    answer.text);
-            }
+            inquiry->facts.restartObstacle = obstacle;
             Finish();
         });
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Service/InstallationChecks.h"
+#include "Service/Logind.h"
 #include "Service/RaucClient.h"
 
 #include <functional>
@@ -40,8 +41,8 @@ private:
     void AskLogind();
     void Finish();
 
-    BusConnection& connection;
     RaucClient rauc;
+    Logind logind;
     const bool asksLogind;
     std::unique_ptr<Inquiry> inquiry;
 };

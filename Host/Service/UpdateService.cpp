@@ -2,7 +2,6 @@
 
 #include "Zel/System/Commons/Io/File.h"
 
-#include <systemd/sd-bus.h>
 #include <systemd/sd-daemon.h>
 
 #include <algorithm>
@@ -19,9 +18,6 @@ using System::Core::Format;
 namespace
 {
 
-constexpr std::chrono::milliseconds FirstReconnectDelay{250};
-constexpr std::chrono::milliseconds LastReconnectDelay{2000};
-
 String ReadBootId(const String& path)
 {
     constexpr std::uint64_t MaximumSize = 4096; // bytes
@@ -35,14 +31,6 @@ String ReadBootId(const String& path)
 }
 
 } // namespace
-
-UpdateService::Session::Session(UpdateService& service, BusConnection::OwnerHandler raucOwnerChanged)
-    : connection(service.loop, [&service] { service.OnBusLost(); }),
-      raucWatch(connection, std::move(raucOwnerChanged)),
-      inspector(connection, service.settings.GetRestartCommand().empty()),
-      slotAlarm(connection, [&service](const String& slot) { service.OnSlotActivated(slot); })
-{
-}
 
 UpdateService::UpdateService(const ServiceSettings& settings, String version)
     : settings(settings), version(std::move(version)), moduleHost(ProcessName, settings.GetDataFolder()),
@@ -64,7 +52,19 @@ UpdateService::UpdateService(const ServiceSettings& settings, String version)
       deviceInfo(std::make_shared<DeviceInfoFile>(settings.GetDeviceInfoFile())),
       deviceControl(
           std::make_shared<DeviceControl>(loop, settings.GetRestartCommand(), MakeDeviceHandlers())),
-      delivery(settings.GetDataFolder() + "/delivery"), reconnectTimer(loop, [this] { Reconnect(); }),
+      delivery(settings.GetDataFolder() + "/delivery"),
+      reconnection(loop, {[this] { Connect(); },
+                          [this]
+                          {
+                              Log(LogLevel::Info, "The system bus is back.");
+                              StartComponents();
+                          },
+                          [this](const String& reason)
+                          {
+                              Log(LogLevel::Error, "The system bus did not come back within {0} s. {1}",
+                                  Reconnection::Patience.count(), reason);
+                              loop.Exit(1);
+                          }}),
       watchdog(loop, [this] { return GetWorkTime(); })
 {
     if (!store->GetDamage().empty())
@@ -138,14 +138,17 @@ int UpdateService::Run()
 
 void UpdateService::Connect()
 {
-    session = std::make_unique<Session>(*this,
-                                        [this](bool owned)
-                                        {
-                                            for (const auto& component : components)
-                                            {
-                                                component->OnRaucOwnerChanged(owned);
-                                            }
-                                        });
+    session = std::make_unique<BusSession>(loop, settings.GetRestartCommand().empty(),
+                                           BusSession::Handlers{[this] { OnBusLost(); },
+                                                                [this](bool owned)
+                                                                {
+                                                                    for (const auto& component : components)
+                                                                    {
+                                                                        component->OnRaucOwnerChanged(owned);
+                                                                    }
+                                                                },
+                                                                [this](const String& slot)
+                                                                { OnSlotActivated(slot); }});
 }
 
 void UpdateService::StartComponents()
@@ -219,17 +222,22 @@ void UpdateService::OnBusLost()
         return;
     }
     Log(LogLevel::Warning, "The system bus is gone. The modules are stopped until it is back.");
-    reconnectTimer.Disarm();
+    reconnection.Stop();
     for (const auto& component : components)
     {
         component->Drop([this] { OnComponentDropped(); });
     }
 }
 
+bool UpdateService::IsInstalling() const
+{
+    return std::any_of(components.begin(), components.end(),
+                       [](const auto& component) { return component->IsInstalling(); });
+}
+
 bool UpdateService::LeaveIfInstalling()
 {
-    const bool installing = std::any_of(components.begin(), components.end(),
-                                        [](const auto& component) { return component->IsInstalling(); });
+    const bool installing = IsInstalling();
     if (installing)
     {
         Log(LogLevel::Error,
@@ -284,9 +292,7 @@ void UpdateService::OnSlotActivated(const String& slot)
 
 void UpdateService::CheckSlots()
 {
-    const bool installing = std::any_of(components.begin(), components.end(),
-                                        [](const auto& component) { return component->IsInstalling(); });
-    if (session && !installing)
+    if (session && !IsInstalling())
     {
         session->slotAlarm.Check();
     }
@@ -317,33 +323,8 @@ void UpdateService::OnComponentDropped()
     // A request that was under way may have begun an installation before its module was destroyed.
     if (allStopped && !LeaveIfInstalling())
     {
-        reconnectDeadline = std::chrono::steady_clock::now() + ReconnectTime;
-        reconnectDelay = FirstReconnectDelay;
-        reconnectTimer.Arm(reconnectDelay);
+        reconnection.Begin();
     }
-}
-
-void UpdateService::Reconnect()
-{
-    try
-    {
-        Connect();
-    }
-    catch (const Exception& exception)
-    {
-        if (std::chrono::steady_clock::now() >= reconnectDeadline)
-        {
-            Log(LogLevel::Error, "The system bus did not come back within {0} s. {1}", ReconnectTime.count(),
-                exception.GetMessage());
-            loop.Exit(1);
-            return;
-        }
-        reconnectDelay = std::min(reconnectDelay * 2, LastReconnectDelay);
-        reconnectTimer.Arm(reconnectDelay);
-        return;
-    }
-    Log(LogLevel::Info, "The system bus is back.");
-    StartComponents();
 }
 
 void UpdateService::AskLogind()
@@ -353,21 +334,14 @@ void UpdateService::AskLogind()
         deviceControl->ReportFailure("The system bus is gone.");
         return;
     }
-    constexpr std::chrono::seconds AnswerTime{30};
-    const BusCall call = {"org.freedesktop.login1",
-                          "/org/freedesktop/login1",
-                          "org.freedesktop.login1.Manager",
-                          "Reboot",
-                          AnswerTime,
-                          [](sd_bus_message* message) { return sd_bus_message_append(message, "b", 0); }};
-    session->connection.Call(call,
-                             [this](const BusAnswer& answer)
-                             {
-                                 if (!answer.IsOk())
-                                 {
-                                     deviceControl->ReportFailure("logind: " + answer.text);
-                                 }
-                             });
+    session->logind.Reboot(
+        [this](const String& obstacle)
+        {
+            if (!obstacle.empty())
+            {
+                deviceControl->ReportFailure(obstacle);
+            }
+        });
 }
 
 void UpdateService::OnRestartFailed(const String& reason)

@@ -1,20 +1,16 @@
 #pragma once
 
-#include "Service/BundleInspector.h"
-#include "Service/BusApi.h"
-#include "Service/BusConnection.h"
+#include "Service/BusSession.h"
 #include "Service/Component.h"
 #include "Service/Delivery.h"
 #include "Service/DeviceControl.h"
 #include "Service/DeviceInfoFile.h"
 #include "Service/EventLoop.h"
-#include "Service/LoopTimer.h"
 #include "Service/ModuleHost.h"
 #include "Service/Notifications.h"
 #include "Service/PersistentUpdaterStatus.h"
-#include "Service/RaucWatch.h"
+#include "Service/Reconnection.h"
 #include "Service/ServiceSettings.h"
-#include "Service/SlotAlarm.h"
 #include "Service/StatusStore.h"
 #include "Service/Watchdog.h"
 
@@ -33,9 +29,6 @@ public:
     inline static const String ProcessName = "zel-updated";
     /// The fact that is the components' ID.
     inline static const String ComponentIdKey = "General.ArticleName";
-    /// How long a lost bus is waited for.
-    static constexpr std::chrono::seconds ReconnectTime{30};
-
     /// Builds everything that needs no bus; throws `Exception` where that fails. `settings` outlives the
     /// service. The signals of `EventLoop::BlockSignals` are blocked.
     UpdateService(const ServiceSettings& settings, String version);
@@ -48,18 +41,6 @@ public:
     [[nodiscard]] int Run();
 
 private:
-    /// What lives as long as one connection to the bus.
-    struct Session
-    {
-        Session(UpdateService& service, BusConnection::OwnerHandler raucOwnerChanged);
-
-        BusConnection connection;
-        RaucWatch raucWatch;
-        BundleInspector inspector;
-        SlotAlarm slotAlarm;
-        std::unique_ptr<BusApi> api;
-    };
-
     [[nodiscard]] DeviceControl::Handlers MakeDeviceHandlers();
     void CreateComponents();
     void Connect();
@@ -81,7 +62,8 @@ private:
     void OnRestartOrdered();
     [[nodiscard]] std::chrono::milliseconds GetWorkTime() const;
     void OnComponentDropped();
-    void Reconnect();
+    /// Whether a component is being installed to.
+    [[nodiscard]] bool IsInstalling() const;
     void AskLogind();
     void OnRestartFailed(const String& reason);
     void ShutDown();
@@ -97,10 +79,8 @@ private:
     const std::shared_ptr<DeviceControl> deviceControl;
     Delivery delivery;
     std::vector<std::unique_ptr<Component>> components;
-    std::unique_ptr<Session> session;
-    LoopTimer reconnectTimer;
-    std::chrono::milliseconds reconnectDelay{0};
-    std::chrono::steady_clock::time_point reconnectDeadline;
+    std::unique_ptr<BusSession> session;
+    Reconnection reconnection;
     Watchdog watchdog;
 };
 
