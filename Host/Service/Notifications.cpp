@@ -4,6 +4,7 @@
 
 #include <syslog.h>
 
+#include <map>
 #include <utility>
 
 namespace Zel::Host::Service
@@ -29,9 +30,20 @@ int ToPriority(Severity severity)
     return LOG_NOTICE;
 }
 
+/// The identities by which the journal's catalog explains notifications; they never change.
+const std::map<String, String> MessageIds = {
+    {"Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Succeeded",
+     "512d186bbc54469ab0585299e6ea308f"},
+    {"Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Failed",
+     "c472cba14821462ba3c62761833f72f7"},
+    {Notifications::Interrupted, "edd210216333464088c6772c955269fb"},
+    {Notifications::SlotActivated, "acc9a7d590ff4feaa8d74698dba42482"},
+    {Notifications::StoreSetAside, "00ecbdbd8b5e49e480a61140c36ab44a"},
+};
+
 void WriteToJournal(const System::Nm::Notification& notification)
 {
-    const std::vector<String> fields = {
+    std::vector<String> fields = {
         "MESSAGE=" + notification.message,
         "PRIORITY=" + std::to_string(ToPriority(notification.severity)),
         "SYSLOG_IDENTIFIER=" + System::Commons::Diagnostics::Logging::LogManager::GetIdentifier(),
@@ -40,6 +52,10 @@ void WriteToJournal(const System::Nm::Notification& notification)
         "ZEL_SEVERITY=" + std::to_string(static_cast<int>(notification.severity)),
         "ZEL_TIME=" + notification.timestamp.ToIso8601String(),
     };
+    if (const auto id = MessageIds.find(notification.name); id != MessageIds.end())
+    {
+        fields.push_back("MESSAGE_ID=" + id->second);
+    }
     std::vector<iovec> pieces;
     pieces.reserve(fields.size());
     for (const String& field : fields)
