@@ -1,5 +1,7 @@
 #include "Service/BusApi.h"
 
+#include "Service/Clock.h"
+
 #include "Zel/System/Commons/Io/File.h"
 #include "Zel/System/Commons/Xml/XmlReader.h"
 
@@ -149,6 +151,16 @@ protected:
         return document;
     }
 
+    [[nodiscard]] static bool WaitFor(const std::function<bool()>& condition)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition() && std::chrono::steady_clock::now() < deadline)
+        {
+            std::this_thread::yield();
+        }
+        return condition();
+    }
+
     [[nodiscard]] String GetState()
     {
         char* text = nullptr;
@@ -290,6 +302,53 @@ TEST_F(BusApiTest, AChangeIsAnnouncedWithItsValue)
         }
     }
     EXPECT_EQ(announced, "installing");
+}
+
+TEST_F(BusApiTest, FiftyClientsReadWhileAnInstallationGoesOn)
+{
+    ASSERT_TRUE(service.status->BeginInstallation(Id, true));
+    std::atomic<bool> isEnding = false;
+    std::atomic<int> failures = 0;
+    std::atomic<std::int64_t> slowest = 0; // microseconds
+    std::vector<std::jthread> clients;
+    clients.reserve(50);
+    for (int client = 0; client < 50; ++client)
+    {
+        clients.emplace_back(
+            [&]
+            {
+                sd_bus* opened = nullptr;
+                failures += sd_bus_open_system(&opened) < 0 ? 1 : 0;
+                while (!isEnding)
+                {
+                    const std::int64_t begin = GetUnixTime();
+                    char* text = nullptr;
+                    failures += sd_bus_get_property_string(opened, BusApi::BusName.c_str(), path.c_str(),
+                                                           ComponentObject::Interface.c_str(), "State",
+                                                           nullptr, &text) < 0
+                                    ? 1
+                                    : 0;
+                    std::free(text);
+                    slowest = std::max(slowest.load(), GetUnixTime() - begin);
+                }
+                sd_bus_flush_close_unref(opened);
+            });
+    }
+    // A longer look than the default second: ZEL_READERS_SECONDS=30.
+    const char* seconds = std::getenv("ZEL_READERS_SECONDS");
+    const std::int64_t end = GetUnixTime() + (seconds != nullptr ? std::stoi(seconds) : 1) * 1'000'000;
+    int percentage = 0;
+    while (GetUnixTime() < end)
+    {
+        service.status->SetMessage(Id, "Copying image", false);
+        service.status->SetProgress(Id, percentage = (percentage + 1) % 100);
+    }
+    isEnding = true;
+    clients.clear();
+    EXPECT_EQ(failures, 0);
+    RecordProperty("SlowestReadInMicroseconds", std::to_string(slowest));
+    service.status->EndInstallation(Id, true);
+    EXPECT_TRUE(WaitFor([this] { return GetState() == "idle"; }));
 }
 
 } // namespace Zel::Host::Service
