@@ -65,7 +65,7 @@ UpdateService::UpdateService(const ServiceSettings& settings, String version)
                                   Reconnection::Patience.count(), reason);
                               loop.Exit(1);
                           }}),
-      watchdog(loop, [this] { return GetWorkTime(); })
+      readyTimer(loop, [this] { NotifyReady(); }), watchdog(loop, [this] { return GetWorkTime(); })
 {
     if (!store->GetDamage().empty())
     {
@@ -130,6 +130,7 @@ int UpdateService::Run()
             loop.Exit(0);
         });
     Connect();
+    readyTimer.Arm(ReadyTime);
     StartComponents();
     const int code = loop.Run();
     ShutDown();
@@ -172,6 +173,7 @@ void UpdateService::OnComponentStarted(const RequestResult& result)
     if (allStarted && session)
     {
         Publish();
+        NotifyReady();
         CheckSlots();
     }
 }
@@ -183,6 +185,13 @@ void UpdateService::OnStartDelayed(const String& reason)
         Log(LogLevel::Info, "The start of a module is delayed. {0}", reason);
         Publish();
     }
+}
+
+void UpdateService::NotifyReady()
+{
+    readyTimer.Disarm();
+    // Without a manager that wants to know this does nothing.
+    static_cast<void>(sd_notify(0, "READY=1"));
 }
 
 void UpdateService::Publish()
@@ -204,8 +213,6 @@ void UpdateService::Publish()
     {
         session->api = std::make_unique<BusApi>(session->connection, std::move(content));
         Log(LogLevel::Info, "Serving as '{0}'.", BusApi::BusName);
-        // Without a manager that wants to know this does nothing.
-        static_cast<void>(sd_notify(0, "READY=1"));
     }
     catch (const Exception& exception)
     {

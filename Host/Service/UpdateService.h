@@ -6,6 +6,7 @@
 #include "Service/DeviceControl.h"
 #include "Service/DeviceInfoFile.h"
 #include "Service/EventLoop.h"
+#include "Service/LoopTimer.h"
 #include "Service/ModuleHost.h"
 #include "Service/Notifications.h"
 #include "Service/PersistentUpdaterStatus.h"
@@ -29,6 +30,10 @@ public:
     inline static const String ProcessName = "zel-updated";
     /// The fact that is the components' ID.
     inline static const String ComponentIdKey = "General.ArticleName";
+    /// How long the service manager is let wait for a start: RAUC has its time to come, an installation that
+    /// goes on does not hold others back.
+    static constexpr std::chrono::seconds ReadyTime = ComponentStart::Patience + std::chrono::seconds(10);
+
     /// Builds everything that needs no bus; throws `Exception` where that fails. `settings` outlives the
     /// service. The signals of `EventLoop::BlockSignals` are blocked.
     UpdateService(const ServiceSettings& settings, String version);
@@ -47,6 +52,9 @@ private:
     void StartComponents();
     [[nodiscard]] ComponentEnvironment MakeEnvironment(const ModuleSettings& module);
     void OnComponentStarted(const RequestResult& result);
+    /// Tells the service manager that the verdict on the last installation is reached, or that it takes
+    /// longer than others should wait.
+    void NotifyReady();
     /// Clients may look at the state meanwhile.
     void OnStartDelayed(const String& reason);
     void Publish();
@@ -81,6 +89,7 @@ private:
     std::vector<std::unique_ptr<Component>> components;
     std::unique_ptr<BusSession> session;
     Reconnection reconnection;
+    LoopTimer readyTimer;
     Watchdog watchdog;
 };
 
