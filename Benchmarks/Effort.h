@@ -16,11 +16,11 @@ struct Effort
     double roundSeconds = 0.1;
     /// Calls of the row "no-lost-reply".
     std::size_t calls = 1'000'000;
-    /// Where the rows "transfer-*" keep their file systems; empty for the memory.
-    String folder;
+    /// Where the rows "transfer-*" keep their file systems.
+    String folder = "/tmp";
 };
 
 /// For a look in between; its numbers are no results.
-inline const Effort QuickEffort{3, 0.02, 20'000, ""};
+inline const Effort QuickEffort{3, 0.02, 20'000};
 
 } // namespace Zel::Benchmarks

@@ -29,7 +29,10 @@ struct Options
     {
         effort.calls = options.calls;
     }
-    effort.folder = options.folder;
+    if (!options.folder.empty())
+    {
+        effort.folder = options.folder;
+    }
     return effort;
 }
 
@@ -71,7 +74,9 @@ int main(int argumentCount, char** arguments)
     CLI::App application("Measures the rows of docs/Benchmarks.md; ends with 1 when a goal is not met.");
     application.add_flag("--quick", options.isQuick, "3 short rounds and 20000 calls, for a look in between");
     application.add_option("--calls", options.calls, "calls of the row no-lost-reply");
-    application.add_option("--folder", options.folder, "where the rows transfer-* keep their file systems")
+    application
+        .add_option("--folder", options.folder,
+                    "where the rows transfer-* keep their file systems instead of /tmp")
         ->check(CLI::ExistingDirectory);
     application.add_option("--document", options.document, "the document to put the results into");
     application.add_option("row", options.rows, "rows to measure; all without any")

@@ -2,6 +2,8 @@
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
 
+#include <dbus/dbus.h>
+
 namespace Zel::Benchmarks
 {
 
@@ -37,7 +39,8 @@ PropertyPeer::PropertyPeer(const Tests::Support::PrivateBus& bus, unsigned int c
 
 void PropertyPeer::Answer(const BusMessage& message)
 {
-    if (!message.IsMethodCall())
+    if (!dbus_message_is_method_call(message.Get(), DesktopBusManager::DesktopBusInterfaceProperties.c_str(),
+                                     "Get"))
     {
         return;
     }

@@ -6,8 +6,8 @@
 namespace Zel::Benchmarks
 {
 
-/// RAUC's place on the private bus: answers every call at once, as "Get" of a text property, and as often as
-/// it is told to sends a changed property as well.
+/// RAUC's place on the private bus: answers every "Get" at once with a text, and as often as it is told to
+/// sends a changed property as well.
 class PropertyPeer
 {
 public:

@@ -9,7 +9,6 @@
 
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/sysinfo.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -34,49 +33,20 @@ void HideMounts()
     }
 }
 
-/// The folder that the image files lie in: a given one, or a file system in memory, whose speed no other
-/// machine's work changes.
-class Place
+void RequireSpace(const String& folder, std::uint64_t mebibytes)
 {
-public:
-    Place(const String& folder, std::uint64_t mebibytes) : path(folder)
+    const auto space = std::filesystem::space(folder);
+    if (space.available >> 20 < mebibytes)
     {
-        if (folder.empty())
-        {
-            RequireMemory(mebibytes);
-            path = point.GetPath();
-            RunProgram(
-                {"mount", "-t", "tmpfs", "-o", "size=" + std::to_string(mebibytes) + "m", "zel", path});
-        }
+        throw Exception(Format("'{0}' has less than {1} MiB free", folder, mebibytes));
     }
-
-    ~Place() { static_cast<void>(::umount2(point.GetPath().c_str(), MNT_DETACH)); }
-
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
-
-    [[nodiscard]] const String& GetPath() const noexcept { return path; }
-
-private:
-    static void RequireMemory(std::uint64_t mebibytes)
-    {
-        struct sysinfo memory = {};
-        if (::sysinfo(&memory) != 0 || (memory.freeram * memory.mem_unit) >> 20 < 2 * mebibytes)
-        {
-            throw Exception(
-                Format("Less than {0} MiB of memory are free; --folder takes a disk instead", 2 * mebibytes));
-        }
-    }
-
-    const TemporaryFolder point;
-    String path;
-};
+}
 
 /// A file system of its own in an image file whose blocks were all written before.
 class LoopMount
 {
 public:
-    LoopMount(const String& place, std::uint64_t mebibytes) : folder(place)
+    LoopMount(const String& parent, std::uint64_t mebibytes) : folder(parent)
     {
         const auto image = folder / "image";
         RunProgram({"dd", "if=/dev/zero", "of=" + image, "bs=1M", "count=" + std::to_string(mebibytes)});
@@ -102,8 +72,7 @@ class Transfer
 {
 public:
     Transfer(const String& folder, std::uint64_t mebibytes)
-        : place(folder, 2 * GetImageSize(mebibytes) + 1), from(place.GetPath(), GetImageSize(mebibytes)),
-          to(place.GetPath(), GetImageSize(mebibytes))
+        : from(folder, GetImageSize(mebibytes)), to(folder, GetImageSize(mebibytes))
     {
         RunProgram({"dd", "if=/dev/urandom", "of=" + kept, "bs=1M", "count=" + std::to_string(mebibytes)});
     }
@@ -133,7 +102,6 @@ private:
         return mebibytes + mebibytes / 4 + 64;
     }
 
-    const Place place;
     const LoopMount from;
     const LoopMount to;
     const String kept = from / "kept";
@@ -171,6 +139,7 @@ Results MeasureTransfer(const String& row, std::uint64_t mebibytes, const Effort
 {
     constexpr long MemoryLimit = 4096;
     constexpr double NanosecondsPerSecond = 1e9;
+    RequireSpace(effort.folder, mebibytes * 3);
     HideMounts();
     const Transfer transfer(effort.folder, mebibytes);
     const long memory = MeasureMemory(transfer);
@@ -181,7 +150,7 @@ Results MeasureTransfer(const String& row, std::uint64_t mebibytes, const Effort
     const double size = static_cast<double>(mebibytes);
     return {AtMostTimes(row, "own / cp + sync", medians[0] / medians[1], 1.0),
             Judged(row, "own memory", Format("{0} KiB", memory), "at most 4096 KiB", memory <= MemoryLimit),
-            Shown(row, effort.folder.empty() ? "own, cp + sync; images in memory" : "own, cp + sync",
+            Shown(row, "own, cp + sync",
                   Format("{0:.0f}, {1:.0f} MiB/s", size * NanosecondsPerSecond / medians[0],
                          size * NanosecondsPerSecond / medians[1]))};
 }
