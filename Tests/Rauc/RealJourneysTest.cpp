@@ -1,5 +1,8 @@
-#include "Rauc/RealDevice.h"
+#include "Bus/RaucUpdater/Journey.h"
+#include "Support/DeviceFolder.h"
 
+#include <filesystem>
+#include <future>
 #include <gtest/gtest.h>
 
 namespace Zel::Tests
@@ -7,6 +10,45 @@ namespace Zel::Tests
 
 namespace
 {
+
+/// A device in a folder with the real RAUC, for a component of the article "Controller".
+class RealDevice : public JourneyDevice
+{
+public:
+    RealDevice() { device.Run("boot"), device.Run("mark-good"); }
+
+    [[nodiscard]] String MakeBundle(const String& version, const Lines& options) override
+    {
+        if (options == Lines{"--folder"})
+        {
+            std::filesystem::create_directory(bundles / "--folder");
+        }
+        const bool isBundle = options != Lines{"--folder"} && options != Lines{"--missing"};
+        return isBundle ? device.MakeBundle(version, options) : bundles / options.front();
+    }
+
+    String Run(const String& command, const Lines& arguments) override
+    {
+        if (command == "busy")
+        {
+            foreign = std::async(std::launch::async, [this, bundle = device.MakeBundle("9.0.0.0", {"--held"})]
+                                 { return device.Run("install", {bundle}); });
+            return device.Run("wait-held", {"10"});
+        }
+        if (command == "rest")
+        {
+            device.Run("release");
+            return foreign.get();
+        }
+        return device.Run(command, arguments);
+    }
+
+private:
+    Support::DeviceFolder device{{"--compatible", "Controller"}};
+    const Support::TemporaryFolder bundles;
+    /// An installation that nobody has told the module of.
+    std::future<String> foreign;
+};
 
 class RealJourneyTest : public testing::TestWithParam<Journey>
 {

@@ -3,12 +3,10 @@
 #include "Zel/String.h"
 
 #include <cstdint>
+#include <dbus/dbus.h>
 #include <functional>
 #include <memory>
 #include <vector>
-
-struct DBusMessage;
-struct DBusMessageIter;
 
 namespace Zel::Tests::Support
 {
@@ -19,43 +17,45 @@ class BusWriter
 public:
     using Write = std::function<void(BusWriter& writer)>;
 
-    explicit BusWriter(DBusMessage* message);
-    ~BusWriter();
+    explicit BusWriter(DBusMessage* message) { dbus_message_iter_init_append(message, &iter); }
+
     BusWriter(const BusWriter&) = delete;
     BusWriter& operator=(const BusWriter&) = delete;
 
-    BusWriter& Text(const String& text) { return Pointer('s', text.c_str()); }
+    BusWriter& Text(const String& text) { return Value('s', text.c_str()); }
 
-    BusWriter& ObjectPath(const String& path) { return Pointer('o', path.c_str()); }
+    BusWriter& ObjectPath(const String& path) { return Value('o', path.c_str()); }
 
-    BusWriter& Signature(const String& signature) { return Pointer('g', signature.c_str()); }
+    BusWriter& Signature(const String& signature) { return Value('g', signature.c_str()); }
 
-    BusWriter& Boolean(bool value) { return Number('b', std::uint32_t{value}); }
+    BusWriter& Boolean(bool value) { return Value('b', std::uint32_t{value}); }
 
-    BusWriter& Byte(std::uint8_t value) { return Number('y', value); }
+    BusWriter& Byte(std::uint8_t value) { return Value('y', value); }
 
-    BusWriter& Int16(std::int16_t value) { return Number('n', value); }
+    BusWriter& Int16(std::int16_t value) { return Value('n', value); }
 
-    BusWriter& Uint16(std::uint16_t value) { return Number('q', value); }
+    BusWriter& Uint16(std::uint16_t value) { return Value('q', value); }
 
-    BusWriter& Int32(std::int32_t value) { return Number('i', value); }
+    BusWriter& Int32(std::int32_t value) { return Value('i', value); }
 
-    BusWriter& Uint32(std::uint32_t value) { return Number('u', value); }
+    BusWriter& Uint32(std::uint32_t value) { return Value('u', value); }
 
-    BusWriter& Int64(std::int64_t value) { return Number('x', value); }
+    BusWriter& Int64(std::int64_t value) { return Value('x', value); }
 
-    BusWriter& Uint64(std::uint64_t value) { return Number('t', value); }
+    BusWriter& Uint64(std::uint64_t value) { return Value('t', value); }
 
-    BusWriter& Double(double value) { return Number('d', value); }
+    BusWriter& Double(double value) { return Value('d', value); }
 
     /// A duplicate of the descriptor is sent.
-    BusWriter& FileDescriptor(int descriptor) { return Number('h', descriptor); }
+    BusWriter& FileDescriptor(int descriptor) { return Value('h', descriptor); }
 
     /// \name Containers, with the signature of their content.
     ///@{
-    BusWriter& Array(const String& elementSignature, const Write& elements);
-    BusWriter& Struct(const Write& members);
-    BusWriter& Variant(const String& signature, const Write& content);
+    BusWriter& Array(const String& elements, const Write& w) { return Container('a', elements.c_str(), w); }
+
+    BusWriter& Struct(const Write& members) { return Container('r', nullptr, members); }
+
+    BusWriter& Variant(const String& content, const Write& w) { return Container('v', content.c_str(), w); }
 
     /// One entry of a dictionary of signature "a{sv}".
     BusWriter& Entry(const String& key, const String& signature, const Write& content);
@@ -63,20 +63,18 @@ public:
     ///@}
 
 private:
-    explicit BusWriter(std::unique_ptr<DBusMessageIter> iter);
+    BusWriter() = default;
 
-    template <typename Value>
-    BusWriter& Number(int type, Value value)
+    template <typename Content>
+    BusWriter& Value(int type, Content value)
     {
         return Basic(type, &value);
     }
 
-    BusWriter& Pointer(int type, const char* text) { return Basic(type, &text); }
-
     BusWriter& Basic(int type, const void* value);
     BusWriter& Container(int type, const char* signature, const Write& content);
 
-    std::unique_ptr<DBusMessageIter> iter;
+    DBusMessageIter iter{};
 };
 
 /// A libdbus message of a test, counted by its reference.
@@ -86,20 +84,31 @@ public:
     /// Adopts the caller's reference.
     explicit BusMessage(DBusMessage* message);
 
-    /// Takes a reference of its own.
-    [[nodiscard]] static BusMessage Sharing(DBusMessage* message);
-
     [[nodiscard]] static BusMessage MethodCall(const String& destination, const String& path,
                                                const String& interfaceName, const String& member);
-    [[nodiscard]] static BusMessage Signal(const String& path, const String& interfaceName,
-                                           const String& member);
-    /// Answers of this message.
-    [[nodiscard]] BusMessage Return() const;
-    [[nodiscard]] BusMessage Error(const String& name, const String& text) const;
 
-    /// Answers to no call of anybody, for reading what is in them.
+    [[nodiscard]] static BusMessage Signal(const String& path, const String& interfaceName,
+                                           const String& member)
+    {
+        return BusMessage(dbus_message_new_signal(path.c_str(), interfaceName.c_str(), member.c_str()));
+    }
+
+    /// \name Answers of this message.
+    ///@{
+    [[nodiscard]] BusMessage Return() const { return BusMessage(dbus_message_new_method_return(Get())); }
+
+    [[nodiscard]] BusMessage Error(const String& name, const String& text) const
+    {
+        return BusMessage(dbus_message_new_error(Get(), name.c_str(), text.c_str()));
+    }
+
+    ///@}
+
+    /// \name Answers to no call of anybody, for reading what is in them.
+    ///@{
     [[nodiscard]] static BusMessage LooseReturn();
     [[nodiscard]] static BusMessage LooseError(const String& name, const String& text);
+    ///@}
 
     /// Appends arguments.
     BusMessage&& With(const BusWriter::Write& write) &&;
@@ -107,14 +116,15 @@ public:
     [[nodiscard]] DBusMessage* Get() const noexcept { return message.get(); }
 
     /// Returns the message with a reference for the caller.
-    [[nodiscard]] DBusMessage* Share() const;
+    [[nodiscard]] DBusMessage* Share() const { return dbus_message_ref(Get()); }
 
-    [[nodiscard]] bool IsMethodCall() const;
-    [[nodiscard]] String GetMember() const;
-    [[nodiscard]] String GetSignature() const;
+    /// Of a method call.
+    [[nodiscard]] String GetMember() const { return dbus_message_get_member(Get()); }
+
+    [[nodiscard]] String GetSignature() const { return dbus_message_get_signature(Get()); }
 
     /// Returns the arguments as text: a string as it is, and [..] for an array, (..) for a struct,
-    /// {key=value} for a dict entry, numbers in decimal, booleans as true and false, a variant as its
+    /// {key=value} for a dict entry, booleans as true and false, 32-bit numbers in decimal, a variant as its
     /// content.
     [[nodiscard]] std::vector<String> GetArguments() const;
 

@@ -25,23 +25,19 @@ void Require(bool succeeded, const char* action)
     }
 }
 
-void CloseConnection(DBusConnection* connection)
-{
-    dbus_connection_close(connection);
-    dbus_connection_unref(connection);
-}
+using Connection = std::unique_ptr<DBusConnection, void (*)(DBusConnection*)>;
 
-std::unique_ptr<DBusConnection, void (*)(DBusConnection*)> Connect(const String& busAddress,
-                                                                   const String& busName)
+Connection Connect(const String& busAddress, const String& busName)
 {
-    std::unique_ptr<DBusConnection, void (*)(DBusConnection*)> connection(
-        dbus_connection_open_private(busAddress.c_str(), nullptr), &CloseConnection);
+    const auto close = [](DBusConnection* connection)
+    { dbus_connection_close(connection), dbus_connection_unref(connection); };
+    Connection connection(dbus_connection_open_private(busAddress.c_str(), nullptr), close);
     Require(connection != nullptr, "connect");
     Require(dbus_bus_register(connection.get(), nullptr), "register");
     dbus_connection_set_exit_on_disconnect(connection.get(), FALSE);
-    Require(busName.empty() ||
-                dbus_bus_request_name(connection.get(), busName.c_str(), DBUS_NAME_FLAG_DO_NOT_QUEUE,
-                                      nullptr) == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER,
+    constexpr unsigned Flags = DBUS_NAME_FLAG_DO_NOT_QUEUE;
+    Require(busName.empty() || dbus_bus_request_name(connection.get(), busName.c_str(), Flags, nullptr) ==
+                                   DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER,
             "give the name");
     return connection;
 }

@@ -6,25 +6,22 @@
 
 #include <map>
 #include <mutex>
-#include <utility>
-#include <vector>
+#include <sstream>
 
 namespace Zel::Tests::Support
 {
 
-/// Facts about a device that tests set; records which were asked for. Begins with those of a complete device:
-/// article "Controller" number 1234567, firmware 1.0.0.0. Thread-safe.
+/// Facts about a device that tests set. Begins with those of a complete device: article "Controller" number
+/// 1234567, firmware 1.0.0.0. Thread-safe.
 class FakeDeviceInfo : public Services::Device::IDeviceInfoService
 {
 public:
-    FakeDeviceInfo() { SetFirmwareVersion(1, 0, 0, 0); }
+    FakeDeviceInfo() { SetFirmwareVersion("1.0.0.0"); }
 
     [[nodiscard]] Variant GetItem(const Key& key) override
     {
         const std::lock_guard lock(mutex);
-        queries.push_back(key.ToString());
-        const auto found = items.find(key.ToString());
-        return found == items.end() ? Variant() : found->second;
+        return items[key.ToString()];
     }
 
     /// A value of the none type makes the fact unavailable.
@@ -35,19 +32,15 @@ public:
     }
 
     /// Sets the four parts of the firmware version.
-    void SetFirmwareVersion(int major, int minor, int patch, int build)
+    void SetFirmwareVersion(const String& version)
     {
-        Set("General.Firmware.VersionMajor", major);
-        Set("General.Firmware.VersionMinor", minor);
-        Set("General.Firmware.VersionPatch", patch);
-        Set("General.Firmware.VersionBuild", build);
-    }
-
-    /// Returns the keys that were asked for, in order, and forgets them.
-    [[nodiscard]] std::vector<String> TakeQueries()
-    {
-        const std::lock_guard lock(mutex);
-        return std::exchange(queries, {});
+        std::istringstream text(version);
+        String number;
+        for (const char* part : {"Major", "Minor", "Patch", "Build"})
+        {
+            std::getline(text, number, '.');
+            Set(String("General.Firmware.Version") + part, number);
+        }
     }
 
 private:
@@ -57,7 +50,6 @@ private:
                                        {"General.VendorName", "Corvane Systems"},
                                        {"General.Firmware.BuildDate", "2026-11-21"},
                                        {"General.Firmware.BuildTime", "06:59:33"}};
-    std::vector<String> queries;
 };
 
 } // namespace Zel::Tests::Support

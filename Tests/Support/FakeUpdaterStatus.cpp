@@ -1,43 +1,23 @@
 #include "Support/FakeUpdaterStatus.h"
 
-#include <stdexcept>
-
 namespace Zel::Tests::Support
 {
 
-bool FakeUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdateStatus& status)
+void FakeUpdaterStatus::SetMessage(const String& id, const String& message, bool newStory)
 {
     const std::lock_guard lock(mutex);
-    if (IsRefused("GetStatus"))
-    {
-        return false;
-    }
-    status = GetOrAdd(componentId).status;
-    return true;
-}
-
-void FakeUpdaterStatus::SetMessage(const String& componentId, const String& message, bool newStory)
-{
-    const std::lock_guard lock(mutex);
-    Require(Admit(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'"));
-    SoftwareUpdateStatus& status = GetOrAdd(componentId).status;
+    Require(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'");
+    SoftwareUpdateStatus& status = Get(id).status;
     status.message = Truncate(message, 511);
     status.progress = newStory ? 0 : status.progress;
 }
 
-void FakeUpdaterStatus::SetProgress(const String& componentId, int percentage)
+bool FakeUpdaterStatus::BeginInstallation(const String& id, bool installation)
 {
     const std::lock_guard lock(mutex);
-    Require(Admit("SetProgress " + std::to_string(percentage)));
-    GetOrAdd(componentId).status.progress = percentage;
-}
-
-bool FakeUpdaterStatus::BeginInstallation(const String& componentId, bool installation)
-{
-    const std::lock_guard lock(mutex);
-    Record& record = GetOrAdd(componentId);
-    if (!Admit(installation ? "BeginInstallation installation" : "BeginInstallation revert") ||
-        record.status.state != InstallationState::Idle)
+    Record& record = Get(id);
+    const bool isAdmitted = Admit(String("BeginInstallation ") + (installation ? "installation" : "revert"));
+    if (!isAdmitted || record.status.state != InstallationState::Idle)
     {
         return false;
     }
@@ -46,11 +26,11 @@ bool FakeUpdaterStatus::BeginInstallation(const String& componentId, bool instal
     return true;
 }
 
-void FakeUpdaterStatus::EndInstallation(const String& componentId, bool success)
+void FakeUpdaterStatus::EndInstallation(const String& id, bool success)
 {
     const std::lock_guard lock(mutex);
-    Record& record = GetOrAdd(componentId);
-    Require(Admit(success ? "EndInstallation succeeded" : "EndInstallation failed"));
+    Record& record = Get(id);
+    Require(success ? "EndInstallation succeeded" : "EndInstallation failed");
     if (record.status.state == InstallationState::Installing)
     {
         record.status.state = success ? InstallationState::Idle : InstallationState::Failed;
@@ -58,92 +38,21 @@ void FakeUpdaterStatus::EndInstallation(const String& componentId, bool success)
     }
 }
 
-bool FakeUpdaterStatus::ResumeInstallation(const String& componentId)
+bool FakeUpdaterStatus::ResumeInstallation(const String& id)
 {
     const std::lock_guard lock(mutex);
-    Record& record = GetOrAdd(componentId);
-    if (!Admit("ResumeInstallation") || record.status.state != InstallationState::Failed)
-    {
-        return false;
-    }
-    record.status.state = InstallationState::Idle;
-    return true;
+    InstallationState& state = Get(id).status.state;
+    const bool isResumed = Admit("ResumeInstallation") && state == InstallationState::Failed;
+    state = isResumed ? InstallationState::Idle : state;
+    return isResumed;
 }
 
-bool FakeUpdaterStatus::WriteProperty(const String& componentId, const String& propertyName,
-                                      const String& value, bool persistent)
+bool FakeUpdaterStatus::WriteProperty(const String& id, const String& name, const String& value,
+                                      bool persistent)
 {
     const std::lock_guard lock(mutex);
-    if (!Admit("WriteProperty " + propertyName + "=" + value + (persistent ? "" : " for this start only")))
-    {
-        return false;
-    }
-    GetOrAdd(componentId).properties[propertyName] = value;
-    return true;
-}
-
-void FakeUpdaterStatus::ReadProperty(const String& componentId, const String& propertyName, String& value)
-{
-    const std::lock_guard lock(mutex);
-    Require(!IsRefused("ReadProperty"));
-    value = GetOrAdd(componentId).properties[propertyName];
-}
-
-std::uint32_t FakeUpdaterStatus::GetConfirmationTimeout(const String& /*componentId*/)
-{
-    const std::lock_guard lock(mutex);
-    return confirmationTimeout;
-}
-
-void FakeUpdaterStatus::Refuse(const String& prefix)
-{
-    const std::lock_guard lock(mutex);
-    refusedPrefix = prefix;
-}
-
-void FakeUpdaterStatus::SetState(const String& componentId, InstallationState state, bool revertible)
-{
-    const std::lock_guard lock(mutex);
-    SoftwareUpdateStatus& status = GetOrAdd(componentId).status;
-    status.state = state;
-    status.revertible = revertible;
-}
-
-void FakeUpdaterStatus::SetConfirmationTimeout(std::uint32_t seconds)
-{
-    const std::lock_guard lock(mutex);
-    confirmationTimeout = seconds;
-}
-
-FakeUpdaterStatus::SoftwareUpdateStatus FakeUpdaterStatus::GetRecord(const String& componentId)
-{
-    const std::lock_guard lock(mutex);
-    return GetOrAdd(componentId).status;
-}
-
-std::vector<String> FakeUpdaterStatus::GetCalls() const
-{
-    const std::lock_guard lock(mutex);
-    return calls;
-}
-
-void FakeUpdaterStatus::ClearCalls()
-{
-    const std::lock_guard lock(mutex);
-    calls.clear();
-}
-
-bool FakeUpdaterStatus::IsRefused(const String& line) const
-{
-    return !refusedPrefix.empty() && line.starts_with(refusedPrefix);
-}
-
-void FakeUpdaterStatus::Require(bool isAdmitted) const
-{
-    if (!isAdmitted)
-    {
-        throw std::runtime_error("refused");
-    }
+    const String suffix = persistent ? "" : " for this start only";
+    return Admit("WriteProperty " + name + "=" + value + suffix) && (Get(id).properties[name] = value, true);
 }
 
 bool FakeUpdaterStatus::Admit(const String& line)
@@ -151,11 +60,6 @@ bool FakeUpdaterStatus::Admit(const String& line)
     calls.push_back(line);
     Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "{0}", line);
     return !IsRefused(line);
-}
-
-FakeUpdaterStatus::Record& FakeUpdaterStatus::GetOrAdd(const String& componentId)
-{
-    return records[ToLower(componentId)];
 }
 
 } // namespace Zel::Tests::Support

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -19,33 +20,72 @@ namespace Zel::Tests::Support
 class FakeUpdaterStatus : public Services::SoftwareUpdate::IUpdaterStatus,
                           private System::Commons::Diagnostics::Logging::Loggable<FakeUpdaterStatus>
 {
+    template <typename Action>
+    auto Locked(const Action& action)
+    {
+        const std::lock_guard lock(mutex);
+        return action();
+    }
+
 public:
     using InstallationState = Services::SoftwareUpdate::InstallationState;
     using SoftwareUpdateStatus = Services::SoftwareUpdate::SoftwareUpdateStatus;
 
-    [[nodiscard]] bool GetStatus(const String& componentId, SoftwareUpdateStatus& status) override;
-    void SetMessage(const String& componentId, const String& message, bool newStory) override;
-    void SetProgress(const String& componentId, int percentage) override;
-    [[nodiscard]] bool BeginInstallation(const String& componentId, bool installation) override;
-    void EndInstallation(const String& componentId, bool success) override;
-    [[nodiscard]] bool ResumeInstallation(const String& componentId) override;
-    [[nodiscard]] bool WriteProperty(const String& componentId, const String& propertyName,
-                                     const String& value, bool persistent) override;
-    void ReadProperty(const String& componentId, const String& propertyName, String& value) override;
-    [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& componentId) override;
+    [[nodiscard]] bool GetStatus(const String& id, SoftwareUpdateStatus& status) override
+    {
+        return Locked([&] { return !IsRefused("GetStatus") && (status = Get(id).status, true); });
+    }
+
+    void SetMessage(const String& id, const String& message, bool newStory) override;
+
+    void SetProgress(const String& id, int percent) override
+    {
+        Locked([&] { Require("SetProgress " + std::to_string(percent)), Get(id).status.progress = percent; });
+    }
+
+    [[nodiscard]] bool BeginInstallation(const String& id, bool installation) override;
+    void EndInstallation(const String& id, bool success) override;
+    [[nodiscard]] bool ResumeInstallation(const String& id) override;
+    [[nodiscard]] bool WriteProperty(const String& id, const String& name, const String& value,
+                                     bool persistent) override;
+
+    void ReadProperty(const String& id, const String& name, String& value) override
+    {
+        Locked(
+            [&] {
+                IsRefused("ReadProperty") ? throw std::runtime_error("refused")
+                                          : value = Get(id).properties[name];
+            });
+    }
+
+    [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& /*id*/) override
+    {
+        return Locked([&] { return confirmationTimeout; });
+    }
 
     /// Refuses, or where there is nothing to refuse throws `std::runtime_error("refused")` from, every call
     /// whose line begins with `prefix`; "GetStatus" and "ReadProperty" are two, too. An empty prefix refuses
     /// nothing any more.
-    void Refuse(const String& prefix);
+    void Refuse(const String& prefix)
+    {
+        Locked([&] { refusedPrefix = prefix; });
+    }
 
     /// Sets what the component's record says.
-    void SetState(const String& componentId, InstallationState state, bool revertible = false);
-    void SetConfirmationTimeout(std::uint32_t seconds);
+    void SetState(const String& id, InstallationState state, bool revertible = false)
+    {
+        Locked([&] { Get(id).status.state = state, Get(id).status.revertible = revertible; });
+    }
 
-    [[nodiscard]] SoftwareUpdateStatus GetRecord(const String& componentId);
-    [[nodiscard]] std::vector<String> GetCalls() const;
-    void ClearCalls();
+    void SetConfirmationTimeout(std::uint32_t to)
+    {
+        Locked([&] { confirmationTimeout = to; });
+    }
+
+    [[nodiscard]] std::vector<String> GetCalls()
+    {
+        return Locked([&] { return calls; });
+    }
 
 private:
     struct Record
@@ -56,12 +96,19 @@ private:
     };
 
     /// Under the lock, like what is below.
-    [[nodiscard]] bool IsRefused(const String& line) const;
-    void Require(bool isAdmitted) const;
-    [[nodiscard]] bool Admit(const String& line);
-    Record& GetOrAdd(const String& componentId);
+    [[nodiscard]] bool IsRefused(const String& line) const
+    {
+        return !refusedPrefix.empty() && line.starts_with(refusedPrefix);
+    }
 
-    mutable std::mutex mutex;
+    /// Records a call; returns false, or throws, when it is refused.
+    [[nodiscard]] bool Admit(const String& line);
+
+    void Require(const String& line) { Admit(line) ? void() : throw std::runtime_error("refused"); }
+
+    Record& Get(const String& componentId) { return records[ToLower(componentId)]; }
+
+    std::mutex mutex;
     std::map<String, Record> records;
     std::vector<String> calls;
     String refusedPrefix;

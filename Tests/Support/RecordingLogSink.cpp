@@ -17,11 +17,6 @@ String ToLine(const RecordingLogSink::LogRecord& record)
 
 } // namespace
 
-std::vector<String> RecordingLogSink::GetLines(LogLevel level) const
-{
-    return GetLinesOf("", level);
-}
-
 std::vector<String> RecordingLogSink::GetLinesOf(const String& logger, LogLevel level) const
 {
     std::vector<String> lines;
@@ -40,8 +35,7 @@ bool RecordingLogSink::WaitForLine(const String& line, std::chrono::milliseconds
     return records.WaitFor([&](const LogRecord& record) { return ToLine(record) == line; }, deadline);
 }
 
-RecordingLog::RecordingLog(RecordingLogSink::LogLevel level)
-    : previousLevel(LogManager::GetLevel()), sink(std::make_shared<RecordingLogSink>())
+RecordingLog::RecordingLog(RecordingLogSink::LogLevel level) : previousLevel(LogManager::GetLevel())
 {
     LogManager::SetLevel(level);
     LogManager::AddSink(sink);

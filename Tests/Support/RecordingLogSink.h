@@ -21,7 +21,10 @@ public:
     void Write(const LogRecord& record) override { records.Add(record); }
 
     /// Returns the lines since the last `Clear` that are not more verbose than `level`, in order.
-    [[nodiscard]] std::vector<String> GetLines(LogLevel level = LogLevel::Trace) const;
+    [[nodiscard]] std::vector<String> GetLines(LogLevel level = LogLevel::Trace) const
+    {
+        return GetLinesOf("", level);
+    }
 
     /// Returns the same, but of one class only, named without its namespaces.
     [[nodiscard]] std::vector<String> GetLinesOf(const String& logger,
@@ -53,7 +56,7 @@ public:
 
 private:
     const RecordingLogSink::LogLevel previousLevel;
-    const std::shared_ptr<RecordingLogSink> sink;
+    const std::shared_ptr<RecordingLogSink> sink = std::make_shared<RecordingLogSink>();
 };
 
 } // namespace Zel::Tests::Support

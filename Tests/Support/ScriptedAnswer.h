@@ -3,10 +3,8 @@
 #include "Support/BusMessage.h"
 #include "Zel/String.h"
 
-#include <chrono>
+#include <algorithm>
 #include <functional>
-#include <limits>
-#include <utility>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -18,13 +16,9 @@ struct ScriptedAnswer
     /// The name of what RAUC's handlers refuse with.
     inline static const String RefusalError =
         "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code30";
-    inline static const String NoReplyError = "org.freedesktop.DBus.Error.NoReply";
 
     /// No answer ever: the caller waits for libdbus's timeout, or until the service goes.
     [[nodiscard]] static ScriptedAnswer None() { return {}; }
-
-    /// The normal answer, but late; meanwhile nothing else is answered either.
-    [[nodiscard]] static ScriptedAnswer Late(std::chrono::milliseconds delay) { return {{}, delay}; }
 
     /// An error reply.
     [[nodiscard]] static ScriptedAnswer Error(const String& name, const String& text)
@@ -44,24 +38,12 @@ struct ScriptedAnswer
     /// A method return with these strings as its arguments; without any it is empty.
     [[nodiscard]] static ScriptedAnswer Texts(const std::vector<String>& texts)
     {
-        return Values(
-            [texts](BusWriter& writer)
-            {
-                for (const auto& text : texts)
-                {
-                    writer.Text(text);
-                }
-            });
+        return Values([=](auto& writer)
+                      { std::ranges::for_each(texts, [&](auto& text) { writer.Text(text); }); });
     }
-
-    /// The same for one call only; the next ones are answered normally.
-    [[nodiscard]] ScriptedAnswer Once() const { return {make, delay, 1}; }
 
     /// Makes the answer; empty for none.
     std::function<BusMessage(const BusMessage& call)> make;
-    /// Before a normal answer; zero when it is no normal one.
-    std::chrono::milliseconds delay{};
-    int uses = std::numeric_limits<int>::max();
 };
 
 } // namespace Zel::Tests::Support

@@ -1,14 +1,11 @@
 #pragma once
 
-#include "Support/BusMessage.h"
 #include "Support/BusPeer.h"
 #include "Support/PrivateBus.h"
-#include "Support/RaucProgressScript.h"
 #include "Support/ScriptedAnswer.h"
 #include "Support/ScriptedSlot.h"
 #include "Zel/String.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -30,8 +28,6 @@ struct ScriptedCall
     std::vector<String> arguments;
     /// The signature of the arguments, for example "sa{sv}".
     String signature;
-
-    bool operator==(const ScriptedCall&) const = default;
 };
 
 /// A service on the bus that behaves as RAUC does, by a script: its calls, errors, signals and their order,
@@ -42,8 +38,14 @@ struct ScriptedCall
 /// from any thread. Everything is done under one lock, so that signals and answers keep their order.
 class ScriptedRauc
 {
+    template <typename Action>
+    auto Locked(const Action& action)
+    {
+        const std::lock_guard lock(mutex);
+        return action();
+    }
+
 public:
-    using Edition = RaucProgressScript::Edition;
     using Call = ScriptedCall;
     using Answer = ScriptedAnswer;
 
@@ -51,32 +53,50 @@ public:
     explicit ScriptedRauc(const PrivateBus& bus);
 
     /// Ends it like `Vanish`.
-    ~ScriptedRauc();
+    ~ScriptedRauc() { Vanish(); }
+
     ScriptedRauc(const ScriptedRauc&) = delete;
     ScriptedRauc& operator=(const ScriptedRauc&) = delete;
 
-    /// \name The device. Not while a call is under way that reads it.
+    /// \name The device.
     ///@{
-    void SetSlots(std::vector<ScriptedSlot> newSlots);
-    [[nodiscard]] ScriptedSlot GetBootedSlot();
-    [[nodiscard]] String GetPrimary();
+    void SetSlots(const std::vector<ScriptedSlot>& to)
+    {
+        Locked([&] { slots = to; });
+    }
+
+    [[nodiscard]] ScriptedSlot GetBootedSlot()
+    {
+        return Locked([&] { return FindSlot("booted"); });
+    }
+
+    [[nodiscard]] String GetPrimary()
+    {
+        return Locked([&] { return primary; });
+    }
 
     /// Makes "Info" know the bundle at the path, or in each file with the content, that `key` is.
-    void AddBundle(const String& key, const String& version, const String& bundleCompatible = "Controller");
+    void AddBundle(const String& key, const String& version, const String& compatible = "Controller")
+    {
+        Locked([&] { bundles[key] = {compatible, version}; });
+    }
+
     ///@}
 
     /// \name Installations. The script holds for all that start afterwards.
     ///@{
-    /// The bundle's version goes to the slot that is not booted, which becomes the primary one; Completed 0.
-    /// This is the script from the start.
-    void LetInstallationSucceed(Edition newEdition = Edition::Rauc18);
-
     /// "InstallBundle" returns all the same; then Progress and LastError in one signal, and Completed 1. A
     /// failing post-install handler leaves the new slot written and the primary one: `isActivated`.
-    void LetInstallationFail(const String& reason, bool isActivated = false);
+    void LetInstallationFail(const String& reason, bool isActivated = false)
+    {
+        Locked([&] { failure = reason, activates = isActivated; });
+    }
 
     /// An installation stops after that many steps and goes on by `ReleaseInstallation`.
-    void HoldInstallation(std::size_t steps = RaucProgressScript::PreparationSteps);
+    void HoldInstallation(std::size_t steps = 2)
+    {
+        Locked([&] { heldAt = steps; });
+    }
 
     /// Runs a held installation to its end; does nothing when none is held.
     void ReleaseInstallation();
@@ -93,74 +113,86 @@ public:
     /// The device restarts: the service goes, and starts in `slotName`, by default in the primary slot. The
     /// slot that was booted becomes inactive.
     void Restart(const String& slotName = "");
+
     ///@}
 
     /// \name Answers.
     ///@{
     /// From now on, calls of `member` (for "Get", the property's name) get `answer`.
-    void SetAnswer(const String& member, Answer answer);
-    void SetNormalAnswer(const String& member);
+    void SetAnswer(const String& member, const Answer& to)
+    {
+        Locked([&] { answers[member] = to; });
+    }
+
+    void SetNormalAnswer(const String& member)
+    {
+        Locked([&] { answers.erase(member); });
+    }
+
     ///@}
 
     /// \name Signals out of the order, sent as given.
     ///@{
     void EmitProgress(std::int32_t percentage, const String& message, std::int32_t nestingDepth);
-    void EmitLastError(const String& message);
     void EmitOperation(const String& newOperation);
     void EmitCompleted(std::int32_t returnCode);
+
+    void EmitLastError(const String& text)
+    {
+        EmitProperties([&](auto& w) { w.TextEntry("LastError", text); });
+    }
 
     /// Emits a "PropertiesChanged" with these entries.
     void EmitProperties(const BusWriter::Write& entries,
                         const String& interfaceName = "de.pengutronix.rauc.Installer");
 
-    /// Emits a "PropertiesChanged" of another interface than RAUC's with one text property.
-    void EmitForeignProperty(const String& interfaceName, const String& propertyName, const String& value);
-
     /// Emits a signal of any name, without arguments.
     void EmitSignal(const String& interfaceName, const String& signalName);
+
     ///@}
 
     /// \name What arrived, in order. Calls of "Get" are kept apart, since hosts poll.
     ///@{
-    [[nodiscard]] std::vector<Call> GetCalls();
-    [[nodiscard]] std::vector<Call> GetPropertyCalls();
-    void ClearCalls();
+    [[nodiscard]] std::vector<Call> GetCalls()
+    {
+        return Locked([&] { return calls; });
+    }
 
-    /// Waits until `count` calls of `member` arrived since the last `ClearCalls`; false when `deadline`
-    /// passes before.
-    [[nodiscard]] bool WaitForCalls(const String& member, std::size_t count = 1,
-                                    std::chrono::milliseconds deadline = std::chrono::seconds(10));
+    [[nodiscard]] std::vector<Call> GetPropertyCalls()
+    {
+        return Locked([&] { return propertyCalls; });
+    }
+
+    void ClearCalls()
+    {
+        Locked([&] { calls.clear(), propertyCalls.clear(); });
+    }
+
+    /// Waits until a call of `member` arrived since the last `ClearCalls`; false when none did within 10 s.
+    [[nodiscard]] bool WaitForCall(const String& member);
     ///@}
 
-    /// The content of a "Progress" property.
-    [[nodiscard]] static BusWriter::Write ProgressContent(const RaucProgressStep& step);
-
 private:
-    struct Bundle
-    {
-        String version;
-        String compatible;
-    };
-
     void Handle(const BusMessage& message);
-    void AnswerNormally(const BusMessage& message, const Call& call);
-    [[nodiscard]] BusMessage Get(const BusMessage& message, const Call& call);
-    [[nodiscard]] BusMessage Info(const BusMessage& message, const Call& call);
-    [[nodiscard]] BusMessage Mark(const BusMessage& message, const Call& call);
-    void Install(const BusMessage& message, const Call& call);
+    [[nodiscard]] Answer AnswerNormally(const Call& call);
+    [[nodiscard]] Answer Info(const String& path);
+    [[nodiscard]] Answer Mark(const String& state, const String& name);
+    void Install(const BusMessage& message, const String& bundle);
     void TellSteps(std::size_t begin, std::size_t end);
-    void FinishInstallation(const String& bundle);
     void Send(const BusMessage& message);
-    [[nodiscard]] const Bundle* FindBundle(const String& path) const;
-    [[nodiscard]] ScriptedSlot* FindSlot(const String& key, const String& text);
+    /// Null for none.
+    [[nodiscard]] const std::pair<String, String>* FindBundle(const String& path) const;
+    /// Throws `Exception` when there is none.
+    [[nodiscard]] ScriptedSlot& FindSlot(const String& state);
 
     const String busAddress;
     std::recursive_mutex mutex;
     std::condition_variable_any changed;
-    std::vector<ScriptedSlot> slots;
+    std::vector<ScriptedSlot> slots{ScriptedSlot("rootfs.1", "B", "inactive").Written("1.0.0.0"),
+                                    ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")};
     String primary = "rootfs.0";
-    std::map<String, Bundle> bundles;
-    Edition edition = Edition::Rauc18;
+    /// Compatible and version.
+    std::map<String, std::pair<String, String>> bundles;
     /// Of the next installation; empty for success.
     String failure;
     bool activates = true;
@@ -169,10 +201,7 @@ private:
     std::vector<Call> calls;
     std::vector<Call> propertyCalls;
     bool isBusy = false;
-    bool isEnding = false;
     String operation;
-    String lastError;
-    RaucProgressStep progress{};
     /// The bundle of an installation that waits to go on.
     std::optional<String> heldInstallation;
     std::unique_ptr<BusPeer> peer;

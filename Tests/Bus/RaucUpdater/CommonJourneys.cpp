@@ -8,14 +8,16 @@ namespace Zel::Tests
 namespace
 {
 
+using enum ResultCode;
+
 const String VerifyFailed = "The verification of the software package failed.";
 const String SwitchedBack = "Confirm has not been sent. Device switched back to slot 'rootfs.0'. ";
 /// Two properties that the module does not know.
 const String RaucStarted = "error DesktopBusConnection: Failed to notify PropertiesChangedSignal";
-const String ServiceUnknown =
-    "ServiceUnknown - The name de.pengutronix.rauc was not provided by any .service files";
-const Lines NoInfo = {"info VersionManager: Verify pending version.", "error DesktopBusMethod: Error: *",
-                      "error VersionManager: " + VerifyFailed};
+const String Resuming = "info: Resuming (from Installing)...";
+const String NoInfo = "error DesktopBusMethod: Error: *";
+const Lines FallingBack = {"info: The fallback version will be installed."};
+const Lines Completed = {"info: Installation HasCompleted=true"};
 
 Lines NoPackage(const String& version)
 {
@@ -24,6 +26,12 @@ Lines NoPackage(const String& version)
     return {"warning VersionManager: Failed to read fallback version. Maybe there is no other valid slot. "
             "Attempt: 1",
             "SetMessage new '" + text + "'", "error: " + text};
+}
+
+Lines Unverified(const Lines& reasons)
+{
+    return Lines{"info VersionManager: Verify pending version."} + reasons +
+           Lines{"error VersionManager: " + VerifyFailed};
 }
 
 /// The verdict on the old version.
@@ -35,105 +43,98 @@ Lines CameBack(const String& reason, bool isPending = true)
 /// A fallback, through the restart.
 Lines FellBack(const String& target, const String& running, const String& slot)
 {
-    return Begun(target, running, slot) + FallingBack() + Rebooted() + Confirmed(target, false);
+    return Begun(target, running, slot) + FallingBack + Rebooted() + Confirmed(target, false);
+}
+
+/// An installation of 2.0.0.0 on the first version.
+Lines Begun2()
+{
+    return Staged("2.0.0.0") + Begun("2.0.0.0", "1.0.0.0", "rootfs.0");
 }
 
 /// An installation of 2.0.0.0 that ends because no slot is known.
 Lines NothingBegun(const String& refusal)
 {
     const String error = "error DesktopBusMethod: Error: *" + refusal;
-    auto lines = Begun("2.0.0.0", "", "");
-    lines.resize(7);
-    return lines + Lines{error,
-                         error,
-                         "error VersionManager: Failed to get neither booted nor primary slot.",
-                         "SetMessage 'Failed to get neither booted nor primary slot.'",
-                         "WriteProperty InstallerSlotName=",
-                         "EndInstallation failed"};
+    const String reason = "Failed to get neither booted nor primary slot.";
+    return Begun("2.0.0.0", "", "", 7) + Lines{error,
+                                               error,
+                                               "error VersionManager: " + reason,
+                                               "SetMessage '" + reason + "'",
+                                               "WriteProperty InstallerSlotName=",
+                                               "EndInstallation failed"};
 }
 
 std::vector<Journey> Forward()
 {
+    auto delayed = BegunLater("2.0.0.0", "1.0.0.0", "Pending");
+    const Lines meanwhile = {
+        "debug: Invalid state Installing", "info: RevertInstall",
+        "error: RAUC installation cannot be reverted. Installation is still in progress.",
+        "SetMessage 'The version 2.0.0.0 is going to be installed in 1 seconds.'"};
+    delayed.insert(delayed.end() - 2, meanwhile.begin(), meanwhile.end());
     return {
         {.name = "UpdateIsConfirmed",
          .steps = {Stage("2.0.0.0"), Ask(FileType::Pending, "2.0.0.0"), Install("2.0.0.0"), Restart(),
-                   Ask(FileType::Pending, "", ResultCode::NotFound)},
+                   Ask(FileType::Pending, "", NotFound)},
          .story = Updated("2.0.0.0", "1.0.0.0", "rootfs.0"),
-         .revertible = true,
-         .running = "2.0.0.0",
-         .primary = "rootfs.1"},
+         .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
         {.name = "DeviceComesBackOnTheOldSlot",
          .steps = {Stage("2.0.0.0"), Install("2.0.0.0"), Restart(true)},
-         .story = Staged("2.0.0.0") + Begun("2.0.0.0", "1.0.0.0", "rootfs.0") + Installing() +
-                  Lines{"info: Installation HasCompleted=true"} + Rebooted() +
-                  CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
-         .state = InstallationState::Failed,
-         .running = "1.0.0.0"},
+         .story = Begun2() + Installing() + Completed + Rebooted() + CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
+         .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
         {.name = "DelayedUpdateCountsDownAndRefusesAllElse",
-         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", ResultCode::Ok, 2900),
-                   Install("2.0.0.0", ResultCode::InvalidState),
-                   Stage("3.0.0.0", {}, ResultCode::InvalidState, "Installation is in progress."),
-                   Revert(ResultCode::InvalidState), Restart()},
-         .story = Staged("2.0.0.0") + DelayedBegin("2.0.0.0", "rootfs.0") +
-                  Lines{"debug: Invalid state Installing", "info: RevertInstall",
-                        "error: RAUC installation cannot be reverted. Installation is still in progress.",
-                        "SetMessage 'The version 2.0.0.0 is going to be installed in 1 seconds.'",
-                        "debug: Start delayed installation.",
-                        "info: Updating from version '1.0.0.0' to version '2.0.0.0'."} +
-                  Installing() + Lines{"info: Installation HasCompleted=true"} + Rebooted() +
-                  Confirmed("2.0.0.0"),
-         .revertible = true,
-         .running = "2.0.0.0",
-         .primary = "rootfs.1"},
+         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 2900), Install("2.0.0.0", InvalidState),
+                   Stage("3.0.0.0", {}, InvalidState, "Installation is in progress."), Revert(InvalidState),
+                   Restart()},
+         .story = Staged("2.0.0.0") + delayed + Installing() + Completed + Rebooted() + Confirmed("2.0.0.0"),
+         .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
         {.name = "ForeignInstallationKeepsRaucBusy",
-         .steps = {Stage("2.0.0.0"), Device("busy"), Install("2.0.0.0", ResultCode::OperationFailed),
-                   Device("rest"), Resume(), Update("3.0.0.0")},
+         .steps = {Stage("2.0.0.0"), Device("busy"), Install("2.0.0.0", OperationFailed), Device("rest"),
+                   Resume(), Update("3.0.0.0")},
          .story = Staged("2.0.0.0") + NothingBegun("already processing a different method") +
-                  Lines{"info: Resuming (from Installing)...", "ResumeInstallation"} +
-                  Updated("3.0.0.0", "1.0.0.0", "rootfs.0"),
-         .revertible = true,
-         .running = "3.0.0.0",
-         .primary = "rootfs.1"},
-    };
+                  Lines{Resuming, "ResumeInstallation"} + Updated("3.0.0.0", "1.0.0.0", "rootfs.0"),
+         .end = {.revertible = true, .running = "3.0.0.0", .primary = "rootfs.1"}}};
 }
 
 std::vector<Journey> Backward()
 {
-    const auto updates =
-        Updated("2.0.0.0", "1.0.0.0", "rootfs.0") + Updated("3.0.0.0", "2.0.0.0", "rootfs.1");
-    return {
-        {.name = "FallbackThereAndBack",
-         .steps = {Update("2.0.0.0"), Update("3.0.0.0"), Ask(FileType::Fallback, "2.0.0.0"),
-                   Install("2.0.0.0"), Restart(), Ask(FileType::Fallback, "3.0.0.0"), Install("3.0.0.0"),
-                   Restart()},
-         .story = updates + FellBack("2.0.0.0", "3.0.0.0", "rootfs.0") +
-                  FellBack("3.0.0.0", "2.0.0.0", "rootfs.1"),
-         .revertible = true,
-         .running = "3.0.0.0"},
-        {.name = "NoFallbackThatRaucNeverWrote",
-         .steps = {Update("2.0.0.0"), Install("1.0.0.0", ResultCode::NotFound)},
-         .story =
-             Updated("2.0.0.0", "1.0.0.0", "rootfs.0") + Lines{"SetMessage new ''"} + NoPackage("1.0.0.0"),
-         .revertible = true,
-         .running = "2.0.0.0",
-         .primary = "rootfs.1"},
-        {.name = "RevertAndRevertAgain",
-         .steps = {Update("2.0.0.0"), Revertible(true), Revert(), Restart(), Revertible(false),
-                   Revert(ResultCode::AlreadyReverted), Resume(), Update("2.0.0.0")},
-         .story =
-             Updated("2.0.0.0", "1.0.0.0", "rootfs.0") +
-             Lines{"info: RevertInstall", "warning: Going to switch back from slot 'rootfs.1' to 'rootfs.0'",
-                   "BeginInstallation revert", "WriteProperty RevertedTo=rootfs.0",
-                   "info: The device is going to reboot.", "RestartDevice", "-- restart"} +
-             CameBack(SwitchedBack + Mismatch("2.0.0.0", "1.0.0.0"), false) +
-             Lines{"info: RevertInstall",
-                   "info: The device has already been reverted to the installer slot 'rootfs.0'",
-                   "info: Resuming (from Installing)...", "ResumeInstallation"} +
-             Updated("2.0.0.0", "1.0.0.0", "rootfs.0"),
-         .revertible = true,
-         .running = "2.0.0.0",
-         .primary = "rootfs.1"},
-    };
+    const Lines update = Updated("2.0.0.0", "1.0.0.0", "rootfs.0");
+    const Lines reverted = {"info: RevertInstall",
+                            "warning: Going to switch back from slot 'rootfs.1' to 'rootfs.0'",
+                            "BeginInstallation revert",
+                            "WriteProperty RevertedTo=rootfs.0",
+                            "info: The device is going to reboot.",
+                            "RestartDevice",
+                            "-- restart"};
+    const Lines again = {"info: RevertInstall",
+                         "info: The device has already been reverted to the installer slot 'rootfs.0'",
+                         Resuming, "ResumeInstallation"};
+    return {{.name = "FallbackThereAndBack",
+             .steps = {Update("2.0.0.0"), Update("3.0.0.0"), Ask(FileType::Fallback, "2.0.0.0"),
+                       Install("2.0.0.0"), Restart(), Ask(FileType::Fallback, "3.0.0.0"), Install("3.0.0.0"),
+                       Restart()},
+             .story = update + Updated("3.0.0.0", "2.0.0.0", "rootfs.1") +
+                      FellBack("2.0.0.0", "3.0.0.0", "rootfs.0") + FellBack("3.0.0.0", "2.0.0.0", "rootfs.1"),
+             .end = {.revertible = true, .running = "3.0.0.0"}},
+            {.name = "NoFallbackThatRaucNeverWrote",
+             .steps = {Update("2.0.0.0"), Install("1.0.0.0", NotFound)},
+             .story = update + Lines{"SetMessage new ''"} + NoPackage("1.0.0.0"),
+             .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
+            {.name = "RevertAndRevertAgain",
+             .steps = {Update("2.0.0.0"), Revertible(true), Revert(), Restart(), Revertible(false),
+                       Revert(AlreadyReverted), Resume(), Update("2.0.0.0")},
+             .story = update + reverted + CameBack(SwitchedBack + Mismatch("2.0.0.0", "1.0.0.0"), false) +
+                      again + update,
+             .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}}};
+}
+
+/// What RAUC failed with.
+Lines Broken(const String& reason)
+{
+    return Begun2() + Installing("100%: Installing failed.") +
+           Lines{"error: LastErrorChanged: " + reason, "SetMessage '" + reason + "'",
+                 "info: Installation HasCompleted=false", "EndInstallation failed"};
 }
 
 std::vector<Journey> Failed()
@@ -141,83 +142,68 @@ std::vector<Journey> Failed()
     return {
         {.name = "SlotIsTooSmall",
          .steps = {Stage("2.0.0.0", {"--image-size", "12582912"}), Install("2.0.0.0"),
-                   Await("EndInstallation failed"), Install("2.0.0.0", ResultCode::InvalidState)},
-         .story = Staged("2.0.0.0") + Begun("2.0.0.0", "1.0.0.0", "rootfs.0") +
-                  Installing("100%: Installing failed.") +
-                  Broken("Installation error: Failed updating slot rootfs.1: *") +
+                   Await("EndInstallation failed"), Install("2.0.0.0", InvalidState)},
+         .story = Broken("Installation error: Failed updating slot rootfs.1: *") +
                   Lines{"debug: Invalid state Failed"},
-         .state = InstallationState::Failed,
-         .running = "1.0.0.0",
-         .pending = true},
+         .end = {.state = InstallationState::Failed, .running = "1.0.0.0", .pending = true}},
         {.name = "PostInstallHandlerFailsAfterTheSlotWasActivated",
          .steps = {Stage("2.0.0.0", {"--post-install-fails"}), Install("2.0.0.0"),
                    Await("EndInstallation failed")},
-         .story = Staged("2.0.0.0") + Begun("2.0.0.0", "1.0.0.0", "rootfs.0") +
-                  Installing("100%: Installing failed.") + Broken("Post-install handler error: *"),
-         .state = InstallationState::Failed,
-         .running = "1.0.0.0",
-         .primary = "rootfs.1",
-         .pending = true},
+         .story = Broken("Post-install handler error: *"),
+         .end = {.state = InstallationState::Failed,
+                 .running = "1.0.0.0",
+                 .primary = "rootfs.1",
+                 .pending = true}},
         {.name = "RaucIsKilledAtCopyingImage",
          .steps = {Stage("2.0.0.0", {"--held"}), Install("2.0.0.0"), Device("wait-held", {"10"}), Settle(),
-                   Device("rauc-stop", {"--kill"}), Install("2.0.0.0", ResultCode::InvalidState),
-                   Device("rauc-start"), Settle(), [](JourneyRun& run) { run.Restart(); }},
-         .story = Staged("2.0.0.0") + Begun("2.0.0.0", "1.0.0.0", "rootfs.0") +
-                  Installing("90%: Copying image to rootfs.1") +
+                   Device("rauc-stop", {"--kill"}), Install("2.0.0.0", InvalidState), Device("rauc-start"),
+                   Settle(), [](auto& run) { run.Restart(); }},
+         .story = Begun2() + Installing("90%: Copying image to rootfs.1") +
                   Lines{"debug: Invalid state Installing", RaucStarted, "-- restart"} +
                   CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
-         .state = InstallationState::Failed,
-         .running = "1.0.0.0"},
+         .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
         {.name = "RaucIsNotRunning",
-         .steps = {Stage("2.0.0.0"), Device("rauc-stop"),
-                   Stage("3.0.0.0", {}, ResultCode::InvalidArgument, VerifyFailed),
-                   Install("2.0.0.0", ResultCode::OperationFailed), Device("rauc-start"), Settle(), Resume(),
+         .steps = {Stage("2.0.0.0"), Device("rauc-stop"), Stage("3.0.0.0", {}, InvalidArgument, VerifyFailed),
+                   Install("2.0.0.0", OperationFailed), Device("rauc-start"), Settle(), Resume(),
                    Ask(FileType::Pending, "2.0.0.0")},
-         .story = Staged("2.0.0.0") + NoInfo + NothingBegun(ServiceUnknown) +
-                  Lines{RaucStarted, "info: Resuming (from Installing)...", "ResumeInstallation"},
-         .running = "1.0.0.0",
-         .pending = true},
-    };
-}
-
-Step Refused(const String& version, const Lines& options, const String& message = VerifyFailed,
-             ResultCode result = ResultCode::InvalidArgument)
-{
-    return Stage(version, options, result, message);
+         .story = Staged("2.0.0.0") + Unverified({NoInfo}) +
+                  NothingBegun("ServiceUnknown - The name de.pengutronix.rauc was not provided by any "
+                               ".service files") +
+                  Lines{RaucStarted, Resuming, "ResumeInstallation"},
+         .end = {.running = "1.0.0.0", .pending = true}}};
 }
 
 std::vector<Journey> Refused()
 {
     const String foreign = "The software package is build for the 'another-device' and not for the "
                            "'Controller'.";
+    const auto refused =
+        [](const Lines& options, const String& message = VerifyFailed, ResultCode result = InvalidArgument)
+    { return Stage("3.0.0.0", options, result, message); };
     const auto cutPending = [](JourneyRun& run)
     { std::filesystem::resize_file(run.platform.GetPendingPath(), 10); };
-    return {
-        {.name = "RefusedBundlesLeaveTheEarlierOne",
-         .steps = {Stage("2.0.0.0"), Refused("3.0.0.0", {"--stranger"}), Refused("3.1.0.0", {"--truncated"}),
-                   Refused("3.2.0.0", {"--compatible", "another-device"}, foreign),
-                   Refused("3.3.0.0", {"--manifest-version", String(512, '9')}),
-                   Refused("", {"--folder"}, "The file is not a regular file."),
-                   Refused("", {"--missing"}, "The file does not exist.", ResultCode::NotFound),
-                   Ask(FileType::Pending, "2.0.0.0")},
-         .story = Staged("2.0.0.0") + NoInfo + NoInfo +
-                  Lines{"info VersionManager: Verify pending version.",
-                        "error VersionManager: Incompatible file. System expects 'Controller' but is "
-                        "'another-device'",
-                        "error VersionManager: " + foreign, "info VersionManager: Verify pending version.",
-                        "error VersionManager: " + VerifyFailed},
-         .running = "1.0.0.0",
-         .pending = true},
-        {.name = "BundleThatCannotBeReadAnyMoreIsDeleted",
-         .steps = {Stage("2.0.0.0"), cutPending, Install("2.0.0.0", ResultCode::NotFound)},
-         .story = Staged("2.0.0.0") +
-                  Lines{"SetMessage new ''", "error DesktopBusMethod: Error: *",
-                        "error VersionManager: Failed to read pending version info.",
-                        "info VersionManager: Delete invalid software package "
-                        "~/pending.raucb"} +
-                  NoPackage("2.0.0.0"),
-         .running = "1.0.0.0"},
-    };
+    return {{.name = "RefusedBundlesLeaveTheEarlierOne",
+             .steps = {Stage("2.0.0.0"), refused({"--stranger"}), refused({"--truncated"}),
+                       refused({"--compatible", "another-device"}, foreign),
+                       refused({"--manifest-version", String(512, '9')}),
+                       refused({"--folder"}, "The file is not a regular file."),
+                       refused({"--missing"}, "The file does not exist.", NotFound),
+                       Ask(FileType::Pending, "2.0.0.0")},
+             .story = Staged("2.0.0.0") + Unverified({NoInfo}) + Unverified({NoInfo}) +
+                      Lines{"info VersionManager: Verify pending version.",
+                            "error VersionManager: Incompatible file. System expects 'Controller' but is "
+                            "'another-device'",
+                            "error VersionManager: " + foreign} +
+                      Unverified({}),
+             .end = {.running = "1.0.0.0", .pending = true}},
+            {.name = "BundleThatCannotBeReadAnyMoreIsDeleted",
+             .steps = {Stage("2.0.0.0"), cutPending, Install("2.0.0.0", NotFound)},
+             .story = Staged("2.0.0.0") +
+                      Lines{"SetMessage new ''", NoInfo,
+                            "error VersionManager: Failed to read pending version info.",
+                            "info VersionManager: Delete invalid software package ~/pending.raucb"} +
+                      NoPackage("2.0.0.0"),
+             .end = {.running = "1.0.0.0"}}};
 }
 
 } // namespace

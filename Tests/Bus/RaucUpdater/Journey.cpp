@@ -7,9 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <fnmatch.h>
 #include <regex>
 
@@ -23,6 +21,8 @@ using Module = Services::Modules::SoftwareUpdate::RaucUpdater::RaucUpdaterModule
 using Support::BusMessage;
 using System::Commons::Diagnostics::Logging::Loggable;
 using System::Commons::Diagnostics::Logging::LogLevel;
+
+const String Id = Support::ModulePlatform::ComponentId;
 
 /// Makes the notifications a part of the story.
 class NotificationLog : public System::Nm::INotificationSink, private Loggable<NotificationLog>
@@ -59,19 +59,16 @@ Lines FoldProgress(const Lines& lines)
     for (std::size_t i = 0; i < lines.size(); ++i)
     {
         std::smatch step;
-        const bool isProgressing = !folded.empty() && folded.back().starts_with("progress ");
+        const String last = folded.empty() ? "" : folded.back();
         if (i + 2 < lines.size() && std::regex_match(lines[i], step, Step) &&
             lines[i + 1] == "SetMessage '" + step.str(3) + "'" &&
             lines[i + 2] == "SetProgress " + step.str(2))
         {
-            if (isProgressing || (!folded.empty() && folded.back() == "SetMessage ''"))
-            {
-                folded.pop_back();
-            }
+            folded.resize(folded.size() - (last.starts_with("progress ") || last == "SetMessage ''" ? 1 : 0));
             folded.push_back("progress " + step.str(1));
             i += 2;
         }
-        else if (!isProgressing || lines[i] != "SetMessage ''")
+        else if (!last.starts_with("progress ") || lines[i] != "SetMessage ''")
         {
             folded.push_back(lines[i]);
         }
@@ -85,14 +82,9 @@ MATCHER_P(TellsLike, pattern, "")
            (pattern.find('*') != String::npos && fnmatch(pattern.c_str(), arg.c_str(), FNM_NOESCAPE) == 0);
 }
 
-void ExpectStory(const Lines& story, const Lines& expected)
+Lines DeletedIf(bool isPending)
 {
-    std::vector<testing::Matcher<String>> matchers;
-    for (const String& line : expected)
-    {
-        matchers.emplace_back(TellsLike(line));
-    }
-    EXPECT_THAT(story, testing::ElementsAreArray(matchers)) << "The story was:\n" << Join(story, "\n");
+    return isPending ? Lines{"info: Deleting pending firmware image ~/pending.raucb"} : Lines{};
 }
 
 } // namespace
@@ -105,27 +97,30 @@ JourneyRun::JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney)
 
 void JourneyRun::Run()
 {
-    ReadFacts();
-    for (const Step& step : journey.before)
-    {
-        step(*this);
-    }
+    const auto take = [this](const Step& step) { step(*this); };
+    const JourneyEnd& end = journey.end;
+    platform.deviceInfo->SetFirmwareVersion(GetRunning());
+    std::ranges::for_each(journey.before, take);
     log->Clear();
     CreateModule();
-    for (const Step& step : journey.steps)
-    {
-        step(*this);
-    }
+    std::ranges::for_each(journey.steps, take);
     Settle();
-    ExpectEnd();
-}
 
-void JourneyRun::ReadFacts()
-{
-    std::array<int, 4> part{};
-    const String version = device.Run("slot-version", {device.Run("booted", {})});
-    std::sscanf(version.c_str(), "%d.%d.%d.%d", &part[0], &part[1], &part[2], &part[3]);
-    platform.deviceInfo->SetFirmwareVersion(part[0], part[1], part[2], part[3]);
+    Services::SoftwareUpdate::SoftwareUpdateStatus status;
+    platform.status->Refuse("");
+    EXPECT_EQ(module->GetStatus(Id, status), ResultCode::Ok);
+    const Lines told = story + GetStory();
+    std::vector<testing::Matcher<String>> expected;
+    std::ranges::for_each(journey.story, [&](auto& line) { expected.emplace_back(TellsLike(line)); });
+    EXPECT_THAT(told, testing::ElementsAreArray(expected)) << "The story was:\n" << Join(told, "\n");
+    EXPECT_EQ(status.state, end.state);
+    EXPECT_EQ(status.revertible, end.revertible);
+    EXPECT_TRUE(end.running.empty() ||
+                (GetVersion(FileType::Current) == end.running && GetRunning() == end.running))
+        << GetRunning();
+    EXPECT_EQ(device.Run("primary", {}), end.primary);
+    EXPECT_EQ(platform.folder.GetNames(),
+              (end.pending ? Lines{"pending.raucb"} : Lines{}) + Lines{"settings.xml"});
 }
 
 void JourneyRun::CreateModule()
@@ -141,7 +136,7 @@ void JourneyRun::Restart()
     log->Clear();
     device.Run("shutdown", {});
     device.Run("boot", {});
-    ReadFacts();
+    platform.deviceInfo->SetFirmwareVersion(GetRunning());
     CreateModule();
     device.Run("mark-good", {});
 }
@@ -161,37 +156,37 @@ Lines JourneyRun::GetStory() const
     Lines lines;
     for (const String& line : log->GetLines(LogLevel::Debug))
     {
-        if (const String text = ToStoryLine(line, platform.folder.GetPath()); !text.empty())
-        {
-            lines.push_back(text);
-        }
+        lines.push_back(ToStoryLine(line, platform.folder.GetPath()));
     }
+    std::erase(lines, "");
     return FoldProgress(lines);
 }
 
 String JourneyRun::GetVersion(FileType type, ResultCode expected)
 {
     Version version;
-    EXPECT_EQ(module->GetSoftwareVersion(platform.ComponentId, type, version), expected);
+    EXPECT_EQ(module->GetSoftwareVersion(Id, type, version), expected);
     return version.softwareRevision.ToString();
 }
 
-void JourneyRun::ExpectEnd()
+bool JourneyRun::IsRevertible()
 {
-    ExpectStory(story + GetStory(), journey.story);
     Services::SoftwareUpdate::SoftwareUpdateStatus status;
-    platform.status->Refuse("");
-    EXPECT_EQ(module->GetStatus(platform.ComponentId, status), ResultCode::Ok);
-    EXPECT_EQ(status.state, journey.state);
-    EXPECT_EQ(status.revertible, journey.revertible);
-    if (!journey.running.empty())
-    {
-        EXPECT_EQ(GetVersion(FileType::Current), journey.running);
-        EXPECT_EQ(device.Run("slot-version", {device.Run("booted", {})}), journey.running);
-    }
-    EXPECT_EQ(device.Run("primary", {}), journey.primary);
-    const Lines files = journey.pending ? Lines{"pending.raucb", "settings.xml"} : Lines{"settings.xml"};
-    EXPECT_EQ(platform.folder.GetNames(), files);
+    EXPECT_EQ(module->GetStatus(Id, status), ResultCode::Ok);
+    return status.revertible;
+}
+
+ResultCode JourneyRun::Install(const Version& version, long long delayMs)
+{
+    return module->InstallSoftwarePackage(Id, version, delayMs);
+}
+
+Version VersionOf(const String& revision, const String& uri)
+{
+    Version version;
+    version.softwareManufacturerUri = uri;
+    version.softwareRevision = revision;
+    return version;
 }
 
 Step Stage(const String& version, const Lines& options, ResultCode result, const String& message)
@@ -200,9 +195,7 @@ Step Stage(const String& version, const Lines& options, ResultCode result, const
     {
         const String path = run.device.MakeBundle(version, options);
         String answer;
-        EXPECT_EQ(run.module->SetSoftwarePackage(run.platform.ComponentId, FileType::Pending, path, answer),
-                  result)
-            << version;
+        EXPECT_EQ(run.module->SetSoftwarePackage(Id, FileType::Pending, path, answer), result) << version;
         EXPECT_EQ(answer, message);
         run.Settle();
     };
@@ -210,76 +203,57 @@ Step Stage(const String& version, const Lines& options, ResultCode result, const
 
 Step Install(const String& version, ResultCode result, long long delayMs)
 {
-    return [=](JourneyRun& run)
-    {
-        Version wanted;
-        wanted.softwareManufacturerUri = run.platform.ManufacturerUri;
-        wanted.softwareRevision = version;
-        EXPECT_EQ(run.module->InstallSoftwarePackage(run.platform.ComponentId, wanted, delayMs), result)
-            << version;
-    };
+    return [=](auto& run) { EXPECT_EQ(run.Install(VersionOf(version), delayMs), result) << version; };
 }
 
 Step Revert(ResultCode result)
 {
-    return [=](JourneyRun& run) { EXPECT_EQ(run.module->RevertInstall(run.platform.ComponentId), result); };
+    return [=](auto& run) { EXPECT_EQ(run.module->RevertInstall(Id), result); };
 }
 
 Step Resume(ResultCode result)
 {
-    return [=](JourneyRun& run) { EXPECT_EQ(run.module->ResumeInstall(run.platform.ComponentId), result); };
+    return [=](auto& run) { EXPECT_EQ(run.module->ResumeInstall(Id), result); };
 }
 
 Step Ask(FileType type, const String& version, ResultCode result)
 {
-    return [=](JourneyRun& run) { EXPECT_EQ(run.GetVersion(type, result), version); };
+    return [=](auto& run) { EXPECT_EQ(run.GetVersion(type, result), version); };
 }
 
 Step Revertible(bool isRevertible)
 {
-    return [=](JourneyRun& run)
-    {
-        Services::SoftwareUpdate::SoftwareUpdateStatus status;
-        EXPECT_EQ(run.module->GetStatus(run.platform.ComponentId, status), ResultCode::Ok);
-        EXPECT_EQ(status.revertible, isRevertible);
-    };
+    return [=](auto& run) { EXPECT_EQ(run.IsRevertible(), isRevertible); };
 }
 
 Step Stored(InstallationState state, const Lines& properties, bool revertible)
 {
     return [=](JourneyRun& run)
     {
-        run.platform.status->SetState(run.platform.ComponentId, state, revertible);
+        run.platform.status->SetState(Id, state, revertible);
         for (const String& property : properties)
         {
-            const auto separator = property.find('=');
-            EXPECT_TRUE(run.platform.status->WriteProperty(run.platform.ComponentId,
-                                                           property.substr(0, separator),
-                                                           property.substr(separator + 1), true));
+            const auto end = property.find('=');
+            EXPECT_TRUE(run.platform.status->WriteProperty(Id, property.substr(0, end),
+                                                           property.substr(end + 1), true));
         }
     };
 }
 
 Step Refuse(const String& prefix)
 {
-    return [=](JourneyRun& run) { run.platform.status->Refuse(prefix); };
+    return [=](auto& run) { run.platform.status->Refuse(prefix); };
 }
 
 Step Settle()
 {
-    return [](JourneyRun& run) { run.Settle(); };
+    return [](auto& run) { run.Settle(); };
 }
 
 Step Await(const String& line)
 {
-    return [=](JourneyRun& run)
-    {
-        const String whole =
-            line.find(": ") == String::npos || line.starts_with("SetMessage")
-                ? "info FakeUpdaterStatus: " + line
-                : line.substr(0, line.find(": ")) + " RaucUpdaterModule" + line.substr(line.find(": "));
-        EXPECT_TRUE(run.log->WaitForLine(whole)) << whole;
-    };
+    const String whole = line.starts_with("error") ? line : "info FakeUpdaterStatus: " + line;
+    return [=](auto& run) { EXPECT_TRUE(run.log->WaitForLine(whole)) << whole; };
 }
 
 Step Restart(bool isBootFailing)
@@ -297,17 +271,12 @@ Step Restart(bool isBootFailing)
 
 Step Device(const String& command, const Lines& arguments)
 {
-    return [=](JourneyRun& run) { run.device.Run(command, arguments); };
+    return [=](auto& run) { run.device.Run(command, arguments); };
 }
 
 Step Update(const String& version)
 {
-    return [=](JourneyRun& run)
-    {
-        Stage(version)(run);
-        Install(version)(run);
-        Restart()(run);
-    };
+    return [=](auto& run) { Stage(version)(run), Install(version)(run), Restart()(run); };
 }
 
 Lines operator+(Lines first, const Lines& second)
@@ -322,41 +291,32 @@ Lines Staged(const String& version)
             "info VersionManager: The pending version '" + version + "' is accepted."};
 }
 
-Lines Begun(const String& target, const String& running, const String& slot)
+Lines Begun(const String& target, const String& running, const String& slot, std::size_t count)
 {
-    return {"SetMessage new ''",
-            "WriteProperty TargetSoftwareRevision=",
-            "WriteProperty InstallerSlotName=",
-            "WriteProperty RevertedTo=",
-            "BeginInstallation installation",
-            "debug: Installing...",
-            "WriteProperty TargetSoftwareRevision=" + target,
-            "WriteProperty InstallerSlotName=" + slot,
-            "info: Updating from version '" + running + "' to version '" + target + "'."};
-}
-
-Lines DelayedBegin(const String& target, const String& slot, const String& fileType)
-{
-    auto lines = Begun(target, "", slot);
-    lines.back() =
-        "info: The " + fileType + " version " + target + " is going to be installed at 20*-*-*T*:*:*.";
+    Lines lines = {"SetMessage new ''",
+                   "WriteProperty TargetSoftwareRevision=",
+                   "WriteProperty InstallerSlotName=",
+                   "WriteProperty RevertedTo=",
+                   "BeginInstallation installation",
+                   "debug: Installing...",
+                   "WriteProperty TargetSoftwareRevision=" + target,
+                   "WriteProperty InstallerSlotName=" + slot,
+                   "info: Updating from version '" + running + "' to version '" + target + "'."};
+    lines.resize(count);
     return lines;
 }
 
-Lines Broken(const String& reason)
+Lines BegunLater(const String& target, const String& running, const String& fileType)
 {
-    return {"error: LastErrorChanged: " + reason, "SetMessage '" + reason + "'",
-            "info: Installation HasCompleted=false", "EndInstallation failed"};
+    return Begun(target, running, "rootfs.0", 8) + Lines{"info: The " + fileType + " version " + target +
+                                                             " is going to be installed at 20*-*-*T*:*:*.",
+                                                         "debug: Start delayed installation.",
+                                                         Begun(target, running, "").back()};
 }
 
 Lines Installing(const String& progress)
 {
     return {"info: The pending version will be installed.", "progress " + progress};
-}
-
-Lines FallingBack()
-{
-    return {"info: The fallback version will be installed."};
 }
 
 Lines Rebooted()
@@ -368,15 +328,15 @@ Lines Rebooted()
 Lines Confirmed(const String& version, bool isPending)
 {
     return Lines{"debug: CompleteInstallation", "info: " + Mismatch(version, version),
-                 SucceededNotification(version)} +
-           (isPending ? Lines{"info: Deleting pending firmware image ~/pending.raucb"} : Lines{}) +
-           Lines{"EndInstallation succeeded"};
+                 "Information Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Succeeded "
+                 "(Software Update): Installation of firmware package (version: " +
+                     version + ") successful."} +
+           DeletedIf(isPending) + Lines{"EndInstallation succeeded"};
 }
 
 Lines Denied(const String& version, const String& reason, bool isPending)
 {
-    return Lines{"SetMessage '" + reason + "'", FailedNotification(version, reason)} +
-           (isPending ? Lines{"info: Deleting pending firmware image ~/pending.raucb"} : Lines{}) +
+    return Lines{"SetMessage '" + reason + "'", FailedNotification(version, reason)} + DeletedIf(isPending) +
            Lines{"EndInstallation failed"};
 }
 
@@ -389,13 +349,6 @@ Lines Updated(const String& target, const String& running, const String& slot)
 String Mismatch(const String& target, const String& running)
 {
     return "Expected version is '" + target + "'. Current version is '" + running + "'.";
-}
-
-String SucceededNotification(const String& version)
-{
-    return "Information Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Succeeded (Software "
-           "Update): Installation of firmware package (version: " +
-           version + ") successful.";
 }
 
 String FailedNotification(const String& version, const String& reason)

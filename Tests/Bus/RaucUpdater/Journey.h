@@ -38,6 +38,18 @@ class JourneyRun;
 /// What the operator or the device does.
 using Step = std::function<void(JourneyRun&)>;
 
+/// What a row leaves.
+struct JourneyEnd
+{
+    InstallationState state = InstallationState::Idle;
+    bool revertible = false;
+    /// The version in the image of the slot that runs; empty where that says nothing.
+    String running{};
+    String primary = "rootfs.0";
+    /// Whether a bundle is pending.
+    bool pending = false;
+};
+
 /// A row: from a device's first start to what is left in the end.
 struct Journey
 {
@@ -50,13 +62,7 @@ struct Journey
     /// What was told to the log, the status store, the device and the notifications, in this order: see
     /// `JourneyRun::GetStory`. An asterisk stands for any text.
     Lines story{};
-    InstallationState state = InstallationState::Idle;
-    bool revertible = false;
-    /// The version in the image of the slot that runs; empty where that says nothing.
-    String running{};
-    String primary = "rootfs.0";
-    /// Whether a bundle is pending.
-    bool pending = false;
+    JourneyEnd end{};
 };
 
 /// Names the row where a test shows its parameter.
@@ -88,6 +94,8 @@ public:
     [[nodiscard]] Lines GetStory() const;
 
     [[nodiscard]] String GetVersion(FileType type, ResultCode expected = ResultCode::Ok);
+    [[nodiscard]] bool IsRevertible();
+    [[nodiscard]] ResultCode Install(const Version& version, long long delayMs = 0);
 
     JourneyDevice& device;
     const Journey& journey;
@@ -96,13 +104,15 @@ public:
     std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule> module;
 
 private:
-    /// The device tells the version of the image that runs.
-    void ReadFacts();
-    void ExpectEnd();
+    /// Returns the version of the image that runs.
+    [[nodiscard]] String GetRunning() { return device.Run("slot-version", {device.Run("booted", {})}); }
 
     Lines story;
     int markers = 0;
 };
+
+/// What an operator would ask to have installed.
+Version VersionOf(const String& revision, const String& uri = Support::ModulePlatform::ManufacturerUri);
 
 /// \name Steps
 ///@{
@@ -117,12 +127,12 @@ Step Ask(FileType type, const String& version, ResultCode result = ResultCode::O
 /// Expects what `GetStatus` says of the last installation.
 Step Revertible(bool isRevertible);
 /// Sets the store's record, with properties of the form "Name=value".
-Step Stored(InstallationState state, const Lines& properties, bool revertible = false);
+Step Stored(InstallationState state, const Lines& properties = {}, bool revertible = false);
 /// What the store refuses from now on.
 Step Refuse(const String& prefix);
 /// Waits until the signals are handled that were sent before.
 Step Settle();
-/// Waits for a line of the story.
+/// Waits for a line of the log, or of the store.
 Step Await(const String& line);
 /// Waits until the module has ordered the restart, and restarts; the slot that comes first
 /// may fail to boot.
@@ -137,12 +147,12 @@ Step Update(const String& version);
 ///@{
 Lines operator+(Lines first, const Lines& second);
 Lines Staged(const String& version);
-/// An installation is begun, up to the order to RAUC.
-Lines Begun(const String& target, const String& running, const String& slot);
+/// An installation is begun, up to the order to RAUC, or the first `count` lines of it.
+Lines Begun(const String& target, const String& running, const String& slot, std::size_t count = 9);
+/// The same, up to the wait of a delayed installation and its end.
+Lines BegunLater(const String& target, const String& running, const String& fileType);
 /// RAUC was ordered to install the pending version, and tells of it.
 Lines Installing(const String& progress = "100%: Installing done.");
-/// The fallback version is chosen.
-Lines FallingBack();
 /// The installation is complete, and the device restarts.
 Lines Rebooted();
 /// The verdict after the restart; a reason is why not.
@@ -150,12 +160,7 @@ Lines Confirmed(const String& version, bool isPending = true);
 Lines Denied(const String& version, const String& reason, bool isPending = true);
 /// Everything of `Update`.
 Lines Updated(const String& target, const String& running, const String& slot);
-/// The same, up to the wait of a delayed installation.
-Lines DelayedBegin(const String& target, const String& slot, const String& fileType = "Pending");
-/// What RAUC failed with.
-Lines Broken(const String& reason);
 String Mismatch(const String& target, const String& running);
-String SucceededNotification(const String& version);
 String FailedNotification(const String& version, const String& reason);
 ///@}
 

@@ -1,4 +1,8 @@
-#include "Bus/RaucUpdater/ScriptedJourneys.h"
+// What RAUC, the status store and the services refuse, and signals that are none of the module's.
+
+#include "Bus/RaucUpdater/ScriptedDevice.h"
+
+#include <stdexcept>
 
 namespace Zel::Tests
 {
@@ -6,172 +10,219 @@ namespace Zel::Tests
 namespace
 {
 
-using Support::ScriptedAnswer;
+using enum ResultCode;
+using State = InstallationState;
+using Support::ScriptedRauc;
 using Support::ScriptedSlot;
 
-const String NoAnswer = "error DesktopBusMethod: Error: " + ScriptedAnswer::RefusalError + " - no";
-const String UnknownSlots = "Failed to get neither booted nor primary slot.";
-const String Unverified =
-    "warning VersionManager: The updater won't be able to verify that the installation is "
-    "successful if the current version and target version are equal.";
+const Lines Pending = {"info: The pending version will be installed."};
+const Lines FallingBack = {"info: The fallback version will be installed."};
+const Lines Ended = {"EndInstallation failed"};
+const String NoStart = "Failed to start RAUC installation.";
 
-Step Refuses(const String& member)
+Lines BegunTo(std::size_t count = 9)
 {
-    return Answer(member, ScriptedAnswer::Refusal("no"));
+    return Begun("3.0.0.0", "2.0.0.0", "rootfs.0", count);
 }
 
-/// An installation of `version` that ends as failed, at once and after a delay of 1 ms.
-void AddFailed(const String& name, const String& version, ResultCode result, const std::vector<Step>& before,
-               const Lines& story, std::vector<Journey>& rows)
+/// Something happens while 3.0.0.0 is pending.
+Journey While(const String& name, std::vector<Step> steps, const Lines& story, State state = State::Idle)
 {
-    for (const long long delay : {0, -1, 1})
-    {
-        Journey row{.name = name + (delay == 0  ? ""
-                                    : delay < 0 ? "WithANegativeDelay"
-                                                : "Delayed"),
-                    .steps = {Stage("3.0.0.0"), Ask(FileType::Fallback, "1.0.0.0")},
-                    .state = InstallationState::Failed,
-                    .pending = true};
-        row.steps.insert(row.steps.end(), before.begin(), before.end());
-        row.steps.push_back(Install(version, delay > 0 ? ResultCode::Ok : result, delay));
-        row.steps.push_back(Await("EndInstallation failed"));
-        // Not its own installation any more: what RAUC tells is nobody's.
-        row.steps.push_back(Stored(InstallationState::Installing, {}));
-        row.steps.push_back(Rauc([](auto& rauc) { rauc.EmitProgress(10, "somebody else's", 1); }));
-        row.steps.push_back(Settle());
-        row.steps.push_back(Stored(InstallationState::Failed, {}));
-        const Lines begun = Begun(version, "2.0.0.0", "rootfs.0");
-        Lines delayed = DelayedBegin(version, "rootfs.0", version == "1.0.0.0" ? "Fallback" : "Pending");
-        delayed.insert(delayed.end(), {"debug: Start delayed installation.", begun.back()});
-        row.story =
-            Staged("3.0.0.0") + (delay > 0 ? delayed : begun) + story + Lines{"EndInstallation failed"};
-        rows.push_back(std::move(row));
-    }
-}
-
-/// An installation that is not begun, or not given to RAUC.
-Journey Unbegun(const String& name, const Step& install, const Lines& story,
-                InstallationState state = InstallationState::Idle)
-{
+    steps.insert(steps.begin(), Stage("3.0.0.0"));
     return {.name = name,
-            .steps = {Stage("3.0.0.0"), install},
+            .steps = steps,
             .story = Staged("3.0.0.0") + story,
-            .state = state,
-            .pending = true};
+            .end = {.state = state, .pending = true}};
 }
 
-Step InstallPatched(const String& uri, const Lines& patches)
+/// Installations of `version` that end as failed, at once and after a delay.
+std::vector<Journey> Failed(const String& name, const String& version, ResultCode result, const Step& before,
+                            const Lines& story)
 {
-    return [=](JourneyRun& run)
+    // Not its own installation any more: what RAUC tells is nobody's.
+    const auto tell = Rauc([](auto& rauc) { rauc.EmitProgress(10, "somebody else's", 1); });
+    const auto steps = [=](const Step& install) -> std::vector<Step>
     {
-        Version wanted;
-        wanted.softwareManufacturerUri = uri;
-        wanted.softwareRevision = "9.0.0.0";
-        wanted.patchIdentifiers.assign(patches.begin(), patches.end());
-        EXPECT_EQ(run.module->InstallSoftwarePackage(run.platform.ComponentId, wanted, 0),
-                  ResultCode::NotFound);
+        return {Ask(FileType::Fallback, "1.0.0.0"), before, install,  Await(Ended[0]),
+                Stored(State::Installing),          tell,   Settle(), Stored(State::Failed)};
     };
+    const auto later = BegunLater(version, "2.0.0.0", version == "1.0.0.0" ? "Fallback" : "Pending");
+    return {While(name, steps(Install(version, result, -1)),
+                  Begun(version, "2.0.0.0", "rootfs.0") + story + Ended, State::Failed),
+            While(name + "Delayed", steps(Install(version, Ok, 1)), later + story + Ended, State::Failed)};
 }
 
-/// An installation without any slot, by the settings for that.
-Journey WithoutSlots(const String& name, const String& settings, std::uint32_t timeout, ResultCode result,
-                     const Lines& story, InstallationState state)
+std::vector<Journey> RaucRefuses()
 {
-    const auto setTimeout = [=](JourneyRun& run) { run.platform.status->SetConfirmationTimeout(timeout); };
-    Lines begun = Begun("3.0.0.0", "", "");
-    begun.resize(7);
-    return {.name = name,
-            .before = {setTimeout, Refuses("GetSlotStatus"), Refuses("GetPrimary")},
-            .settings = settings,
-            .steps = {Stage("3.0.0.0"), Hold(1), Install("3.0.0.0", result), Settle()},
-            .story = Staged("3.0.0.0") + begun + story,
-            .state = state,
-            .pending = true};
+    const auto error = [](const String& text) {
+        return Lines{"error: " + text, "SetMessage '" + text + "'"};
+    };
+    const auto oneSlot = [](auto& rauc)
+    { rauc.SetSlots({ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}); };
+    const auto busy = error(NoStart + " Invalid RAUC state.");
+    std::vector<Journey> rows;
+    for (const auto& pair :
+         {Failed("RaucIsBusy", "3.0.0.0", InvalidState,
+                 Rauc([](auto& rauc) { rauc.EmitOperation("installing"); }), busy),
+          Failed("RaucDoesNotTellWhetherItIsBusy", "3.0.0.0", InvalidState, NoAnswerTo("Operation"),
+                 Lines{NoAnswer} + busy),
+          Failed("RaucDoesNotInstall", "3.0.0.0", OperationFailed, NoAnswerTo("InstallBundle"),
+                 Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"}),
+          Failed("NoOtherSlotAnyMore", "1.0.0.0", OperationFailed, Rauc(oneSlot),
+                 FallingBack + error("Failed to determine fallback version.")),
+          Failed("RaucDoesNotSwitch", "1.0.0.0", OperationFailed, NoAnswerTo("Mark"),
+                 FallingBack + Lines{NoAnswer} + error("Failed to switch slot to fallback version."))})
+    {
+        rows.insert(rows.end(), pair.begin(), pair.end());
+    }
+    return rows;
 }
 
-void AddUnbegun(std::vector<Journey>& rows)
+std::vector<Journey> NotBegun()
 {
-    const String noPackage = "There is not a software package with software revision '9.0.0.0' and patch "
-                             "identifiers 'A,B'. ";
-    const String foreign = "'https://other.example' does not match the expected manufacturer URI "
-                           "'https://corvane.example'.";
-    const String noFallback =
-        "warning VersionManager: Failed to read fallback version. Maybe there is no other "
-        "valid slot. Attempt: 1";
-    const auto badSlot = Rauc(
-        [](auto& rauc)
-        {
-            rauc.SetSlots(
-                {ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0"),
-                 ScriptedSlot("rootfs.1", "B", "inactive").Written("1.0.0.0").Set("boot-status", "bad")});
-        });
-    const String noBad = "There is not a software package with software revision '1.0.0.0' and patch "
-                         "identifiers ''. ";
+    const auto refused = [](const String& text) {
+        return Lines{"SetMessage new ''", "SetMessage new '" + text + "'", "error: " + text};
+    };
+    const auto install = [](const String& uri, const Lines& patches) -> Step
+    {
+        Version wanted = VersionOf("9.0.0.0", uri);
+        wanted.patchIdentifiers.assign(patches.begin(), patches.end());
+        return [=](auto& run) { EXPECT_EQ(run.Install(wanted), NotFound); };
+    };
+    const auto noControl = [](auto& run) { run.platform.UnregisterDeviceControl(); };
+    const String byHand = "Failed to reboot device. The restart must be triggered manually.";
+    std::vector<Journey> rows = {
+        While(
+            "NoSuchVersion", {install("https://corvane.example", {"A", "B"})},
+            refused("There is not a software package with software revision '9.0.0.0' and patch identifiers "
+                    "'A,B'. ")),
+        While("NoSuchManufacturer", {install("https://other.example", {})},
+              refused("'https://other.example' does not match the expected manufacturer URI "
+                      "'https://corvane.example'.")),
+        While("WithoutDeviceControl", {Install("3.0.0.0", OperationFailed)},
+              {"SetMessage new ''", "error: IDeviceControlService is missing."}),
+        {.name = "CompletedWithoutDeviceControl",
+         .steps = {Stored(State::Installing), Rauc([](auto& rauc) { rauc.EmitCompleted(0); })},
+         .story = {"info: Installation HasCompleted=true",
+                   "error: IDeviceControlService is missing. " + byHand, "SetMessage '" + byHand + "'"},
+         .end = {.state = State::Installing}}};
+    for (auto* row : {&rows[2], &rows[3]})
+    {
+        row->before = {noControl};
+        row->story.insert(row->story.begin(), "error: Failed to subscribe to IDeviceControlService.");
+    }
     rows.push_back(
-        Unbegun("NoSuchVersion", InstallPatched("https://corvane.example", {"A", "B"}),
-                {"SetMessage new ''", "SetMessage new '" + noPackage + "'", "error: " + noPackage}));
-    rows.push_back(Unbegun("NoSuchManufacturer", InstallPatched("https://other.example", {}),
-                           {"SetMessage new ''", "SetMessage new '" + foreign + "'", "error: " + foreign}));
-    rows.push_back(
-        Unbegun("NoFallbackOnABadSlot", Install("1.0.0.0", ResultCode::NotFound),
-                {"SetMessage new ''", noFallback, "SetMessage new '" + noBad + "'", "error: " + noBad}));
-    rows.back().before = {badSlot};
-    rows.push_back(Unbegun("WithoutDeviceControl", Install("3.0.0.0", ResultCode::OperationFailed),
-                           {"SetMessage new ''", "error: IDeviceControlService is missing."}));
-    rows.back().before = {[](JourneyRun& run) { run.platform.UnregisterDeviceControl(); }};
-    rows.back().story.insert(rows.back().story.begin(),
-                             "error: Failed to subscribe to IDeviceControlService.");
+        {.name = "CompatibleIsUnknown",
+         .steps = {NoAnswerTo("Compatible"), Stage("3.0.0.0", {"--compatible", "Other"})},
+         .story =
+             {Staged("")[0], NoAnswer, "error VersionManager: Failed to get compatible.",
+              "warning VersionManager: System's compatible is not set and cannot be validated against Other.",
+              Staged("3.0.0.0")[1]},
+         .end = {.pending = true}});
+    return rows;
 }
 
-void AddWithoutSlots(std::vector<Journey>& rows)
+/// An operation that the store's refusal leaves by an exception.
+Step Throws(const Step& step)
 {
-    const String any = "<ValidateBootedSlot fallbackOnPrimary='false'>false</ValidateBootedSlot>";
-    const String confirm =
-        "Booted slot is not available. ConfirmationTimeout must be set to 0 to proceed with "
-        "the installation.";
-    const Lines noBooted = {NoAnswer, "warning VersionManager: Failed to get booted slot.",
-                            "SetMessage 'Failed to get booted slot.'", "WriteProperty InstallerSlotName="};
-    rows.push_back(WithoutSlots("SlotsAreNeeded", "", 0, ResultCode::OperationFailed,
-                                {NoAnswer, NoAnswer, "error VersionManager: " + UnknownSlots,
-                                 "SetMessage '" + UnknownSlots + "'",
-                                 "WriteProperty InstallerSlotName=", "EndInstallation failed"},
-                                InstallationState::Failed));
-    rows.push_back(WithoutSlots("SlotsAreNeededToConfirm", any, 60, ResultCode::BootedSlotUnavailable,
-                                noBooted + Lines{"error VersionManager: " + confirm,
-                                                 "SetMessage '" + confirm + "'", "EndInstallation failed"},
-                                InstallationState::Failed));
-    rows.push_back(WithoutSlots("SlotsAreNotNeeded", any, 0, ResultCode::Ok,
-                                noBooted +
-                                    Lines{"info: Updating from version '2.0.0.0' to version '3.0.0.0'."} +
-                                    Installing("0%: Installing"),
-                                InstallationState::Installing));
+    return [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); };
+}
+
+std::vector<Journey> StoreRefuses()
+{
+    const String begin = "Failed to switch installation state to Installing.";
+    const auto install = [](const String& name, const String& call, ResultCode result, const Lines& story,
+                            State state = State::Idle) {
+        return While(name, {Refuse(call), Install("3.0.0.0", result)}, story, state);
+    };
+    const auto throwing = [](const String& call, std::vector<Step> before, const Step& step,
+                             const Lines& story, State state = State::Idle)
+    {
+        before.insert(before.end(), {Refuse(call), Throws(step)});
+        return While("Throwing" + call.substr(0, 3) + std::to_string(story.size()), before, story, state);
+    };
+    const auto noInstall = NoAnswerTo("InstallBundle");
+    const Lines refused = Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"} + Ended;
+    // After a delay nobody is there for the exception but the thread.
+    const String thrown = "error Thread: Thread 'RaucDelayInstall' ended by an exception: refused";
+    return {
+        install("Status", "GetStatus", GeneralError, {}),
+        install("DeletedTarget", "WriteProperty Target", GeneralError,
+                BegunTo(2) + Lines{"error: Failed to delete last installation property."}),
+        install("DeletedSlot", "WriteProperty InstallerSlot", GeneralError,
+                BegunTo(3) + Lines{"error: Failed to delete last installer slot name property."}),
+        install("DeletedRevert", "WriteProperty RevertedTo", GeneralError,
+                BegunTo(4) + Lines{"error: Failed to delete last reverted to property."}),
+        install("Begin", "BeginInstallation", OperationFailed,
+                BegunTo(5) + Lines{"SetMessage new '" + begin + "'", "error: " + begin}),
+        install("SavedTarget", "WriteProperty TargetSoftwareRevision=3", OperationFailed, BegunTo(7) + Ended,
+                State::Failed),
+        install("SavedSlot", "WriteProperty InstallerSlotName=r", OperationFailed,
+                BegunTo(8) + Lines{"SetMessage 'Failed to save booted slot name.'"} + Ended, State::Failed),
+        throwing("SetMessage new", {}, Install("3.0.0.0"), BegunTo(1)),
+        throwing("SetMessage 'Failed", {noInstall}, Install("3.0.0.0"), BegunTo() + refused, State::Failed),
+        throwing("EndInstallation", {noInstall}, Install("3.0.0.0"), BegunTo() + refused, State::Installing),
+        throwing("ReadProperty", {Stored(State::Idle, {}, true)}, Revertible(true), {}),
+        While("ReasonAfterADelay",
+              {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
+              BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
+        While("Resume", {Stored(State::Failed), Refuse("ResumeInstallation"), Resume(OperationFailed)},
+              {"info: Resuming (from Installing)...", "ResumeInstallation"}, State::Failed),
+        While("StatusOfOthers", {Refuse("GetStatus"), Resume(GeneralError), Stage("4", {}, GeneralError)},
+              {})};
+}
+
+/// An installation that RAUC holds before its first step, and what the module makes of a signal then.
+Journey Told(const String& name, const std::function<void(ScriptedRauc&)>& tell, const Lines& story,
+             const String& refused = "none", State state = State::Installing)
+{
+    return While(name,
+                 {Rauc([](auto& rauc) { rauc.HoldInstallation(0); }), Install("3.0.0.0"), Settle(),
+                  Refuse(refused), Rauc(tell)},
+                 BegunTo() + Pending + Lines{"SetMessage ''"} + story, state);
+}
+
+std::vector<Journey> Signals()
+{
+    const auto progress = [](auto& rauc) { rauc.EmitProgress(40, "Copying", 1); };
+    const auto broken = [](auto& rauc) { rauc.EmitLastError("broken"); };
+    const auto failed = [](auto& rauc) { rauc.EmitCompleted(7); };
+    const auto all = [=](auto& rauc) { progress(rauc), broken(rauc), failed(rauc); };
+    const auto completed = [](auto& rauc) { rauc.EmitCompleted(0); };
+    const String reboot = "The device is going to reboot.";
+    const Lines ended = Lines{"info: Installation HasCompleted=false"} + Ended;
+    std::vector<Journey> rows = {
+        Told("LastErrorIsCleared", [](auto& rauc) { rauc.EmitLastError(""); }, {"SetMessage ''"}),
+        Told("CompletedWithAFailure", failed, ended, "none", State::Failed),
+        Told("UntoldStatus", all,
+             {"error: Failed to get updater status.", "error: Failed to get updater status.",
+              "error: Failed to get updater status"},
+             "GetStatus"),
+        Told("UntoldText", progress,
+             {"info: (1) 40%: Copying", "SetMessage 'Copying'", "error: OnProgressChanged: refused"},
+             "SetMessage 'Copying"),
+        Told("UntoldLastError", broken,
+             {"error: LastErrorChanged: broken", "SetMessage 'broken'", "error: OnLastErrorChanged: refused"},
+             "SetMessage 'broken"),
+        Told("UntoldEnd", failed, ended + Lines{"error: OnCompleted: refused"}, "EndInstallation"),
+        Told("UntoldReboot", completed,
+             {"info: Installation HasCompleted=true", "info: " + reboot, "SetMessage '" + reboot + "'",
+              "error: OnCompleted: refused"},
+             "SetMessage 'The device")};
+    // Signals of an installation that is not the module's own change nothing.
+    const auto foreign = Rauc([=](auto& rauc) { progress(rauc), broken(rauc); });
+    rows.push_back(While(
+        "SignalsOutsideOfItsOwnInstallation",
+        {Rauc(all), Settle(), Stored(State::Failed), Rauc(all), Settle(), Stored(State::Installing), foreign},
+        {}, State::Installing));
+    return rows;
 }
 
 } // namespace
 
-std::vector<Journey> RefusalJourneys()
-{
-    std::vector<Journey> rows;
-    const auto error = [](const String& text) {
-        return Lines{"error: " + text, "SetMessage '" + text + "'"};
-    };
-    const Lines pending = {"info: The pending version will be installed."};
-    AddFailed("RaucIsBusy", "3.0.0.0", ResultCode::InvalidState,
-              {Rauc([](auto& rauc) { rauc.EmitOperation("installing"); })},
-              error("Failed to start RAUC installation. Invalid RAUC state."), rows);
-    AddFailed("RaucDoesNotTellWhetherItIsBusy", "3.0.0.0", ResultCode::InvalidState, {Refuses("Operation")},
-              Lines{NoAnswer} + error("Failed to start RAUC installation. Invalid RAUC state."), rows);
-    AddFailed("RaucDoesNotInstall", "3.0.0.0", ResultCode::OperationFailed, {Refuses("InstallBundle")},
-              pending + Lines{NoAnswer, "SetMessage 'Failed to start RAUC installation.'"}, rows);
-    AddFailed("NoOtherSlotAnyMore", "1.0.0.0", ResultCode::OperationFailed,
-              {Rauc([](auto& rauc)
-                    { rauc.SetSlots({ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}); })},
-              FallingBack() + error("Failed to determine fallback version."), rows);
-    AddFailed("RaucDoesNotSwitch", "1.0.0.0", ResultCode::OperationFailed, {Refuses("Mark")},
-              FallingBack() + Lines{NoAnswer} + error("Failed to switch slot to fallback version."), rows);
-    AddUnbegun(rows);
-    AddWithoutSlots(rows);
-    return rows;
-}
+INSTANTIATE_TEST_SUITE_P(RaucRefuses, JourneyTest, testing::ValuesIn(RaucRefuses()), JourneyTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(NotBegun, JourneyTest, testing::ValuesIn(NotBegun()), JourneyTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(StoreRefuses, JourneyTest, testing::ValuesIn(StoreRefuses()), JourneyTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(Signals, JourneyTest, testing::ValuesIn(Signals()), JourneyTest::NameOf);
 
 } // namespace Zel::Tests

@@ -1,17 +1,13 @@
 #include "Bus/RaucUpdater/ScriptedDevice.h"
 
-#include "Zel/Exception.h"
-
-#include <gtest/gtest.h>
-
 #include <filesystem>
+#include <map>
 #include <utility>
 
 namespace Zel::Tests
 {
 
 using Support::BusMessage;
-using Support::BusWriter;
 using Support::ScriptedSlot;
 
 ScriptedDevice::ScriptedDevice(bool isNew) : factoryVersion(isNew ? "1.0.0.0" : "2.0.0.0")
@@ -25,7 +21,7 @@ ScriptedDevice::ScriptedDevice(bool isNew) : factoryVersion(isNew ? "1.0.0.0" : 
 String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
 {
     const String option = options.empty() ? "" : options.front();
-    const String value = options.size() < 2 ? "" : options.back();
+    const String value = options.empty() ? "" : options.back();
     const String content = "bundle of " + version + " " + Join(options, " ");
     if (option == "--missing")
     {
@@ -43,8 +39,8 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     }
     if (option == "--image-size")
     {
-        rauc.LetInstallationFail("Installation error: Failed updating slot rootfs.1: Failed splicing data: "
-                                 "Error writing to file descriptor: No space left on device");
+        rauc.LetInstallationFail(
+            "Installation error: Failed updating slot rootfs.1: No space left on device");
     }
     if (option == "--post-install-fails")
     {
@@ -52,49 +48,40 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     }
     if (option == "--held")
     {
-        rauc.HoldInstallation(15);
+        rauc.HoldInstallation(6);
     }
     return bundles.Write("delivered", content);
 }
 
 String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 {
-    const std::map<String, std::function<String()>> commands = {
+    const auto getVersion = [&] { return rauc.GetBootedSlot().GetText("bundle.version"); };
+    const std::map<String, std::function<String()>> answers = {
         {"booted", [&] { return rauc.GetBootedSlot().GetName(); }},
         {"primary", [&] { return rauc.GetPrimary(); }},
-        {"slot-version", [&] { return GetImageVersion(); }},
-        {"mark-good", [] { return String(); }},
-        {"wait-held", [&] { return rauc.WaitForCalls("InstallBundle") ? "" : throw Exception("not held"); }},
-        {"next-boot-fails", [&] { return (nextBootFails = true, String()); }},
-        {"shutdown", [&] { return (rauc.Vanish(), String()); }},
-        {"boot",
-         [&]
-         {
-             return (rauc.Restart(std::exchange(nextBootFails, false) ? rauc.GetBootedSlot().GetName() : ""),
-                     String());
-         }},
-        {"busy", [&] { return (InstallForeign(), String()); }},
-        {"rest", [&] { return (rauc.ReleaseInstallation(), String()); }},
-        {"rauc-stop", [&] { return (rauc.Vanish(), String()); }},
-        {"rauc-start", [&] { return (rauc.Start(), String()); }}};
-    return commands.at(command)();
+        {"slot-version", [&] { return getVersion().empty() ? factoryVersion : getVersion(); }}};
+    const std::map<String, std::function<void()>> actions = {
+        {"mark-good", [] {}},
+        {"wait-held", [&] { EXPECT_TRUE(rauc.WaitForCall("InstallBundle")); }},
+        {"next-boot-fails", [&] { nextSlot = rauc.GetBootedSlot().GetName(); }},
+        {"shutdown", [&] { rauc.Vanish(); }},
+        {"boot", [&] { rauc.Restart(std::exchange(nextSlot, "")); }},
+        {"busy", [&] { InstallForeign(); }},
+        {"rest", [&] { rauc.ReleaseInstallation(); }},
+        {"rauc-stop", [&] { rauc.Vanish(); }},
+        {"rauc-start", [&] { rauc.Start(); }}};
+    return answers.contains(command) ? answers.at(command)() : (actions.at(command)(), "");
 }
 
 void ScriptedDevice::InstallForeign()
 {
+    const String bundle = MakeBundle("9.0.0.0", {});
+    const String rauc1 = "de.pengutronix.rauc";
     rauc.HoldInstallation();
     Support::BusPeer client(Support::PrivateBus::OfProcess().GetAddress(), "", [](const BusMessage&) {});
-    client.Send(
-        BusMessage::MethodCall("de.pengutronix.rauc", "/", "de.pengutronix.rauc.Installer", "InstallBundle")
-            .With([&](BusWriter& writer)
-                  { writer.Text(MakeBundle("9.0.0.0", {})).Array("{sv}", [](BusWriter&) {}); }));
-    EXPECT_TRUE(rauc.WaitForCalls("InstallBundle"));
-}
-
-String ScriptedDevice::GetImageVersion()
-{
-    const String written = rauc.GetBootedSlot().GetText("bundle.version");
-    return written.empty() ? factoryVersion : written;
+    client.Send(BusMessage::MethodCall(rauc1, "/", rauc1 + ".Installer", "InstallBundle")
+                    .With([&](auto& writer) { writer.Text(bundle).Array("{sv}", [](auto&) {}); }));
+    EXPECT_TRUE(rauc.WaitForCall("InstallBundle"));
 }
 
 Step Answer(const String& member, const Support::ScriptedAnswer& answer)
@@ -102,14 +89,33 @@ Step Answer(const String& member, const Support::ScriptedAnswer& answer)
     return Rauc([=](auto& rauc) { rauc.SetAnswer(member, answer); });
 }
 
-Step Hold(std::size_t steps)
+Step NoAnswerTo(const String& member)
 {
-    return Rauc([=](auto& rauc) { rauc.HoldInstallation(steps); });
+    return Answer(member, Support::ScriptedAnswer::Refusal("no"));
 }
 
 Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action)
 {
-    return [=](JourneyRun& run) { action(dynamic_cast<ScriptedDevice&>(run.device).rauc); };
+    return [=](auto& run) { action(dynamic_cast<ScriptedDevice&>(run.device).rauc); };
 }
+
+TEST_P(JourneyTest, IsToldInOrder)
+{
+    ScriptedDevice device;
+    JourneyRun(device, GetParam()).Run();
+}
+
+class CommonJourneyTest : public JourneyTest
+{
+};
+
+TEST_P(CommonJourneyTest, IsToldInOrder)
+{
+    ScriptedDevice device(true);
+    JourneyRun(device, GetParam()).Run();
+}
+
+INSTANTIATE_TEST_SUITE_P(Scripted, CommonJourneyTest, testing::ValuesIn(CommonJourneys()),
+                         JourneyTest::NameOf);
 
 } // namespace Zel::Tests

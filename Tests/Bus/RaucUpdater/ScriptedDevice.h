@@ -4,7 +4,7 @@
 #include "Support/ScriptedRauc.h"
 
 #include <functional>
-#include <map>
+#include <gtest/gtest.h>
 
 namespace Zel::Tests
 {
@@ -24,19 +24,27 @@ public:
 private:
     /// Installs for a client that is not the module, until "rest".
     void InstallForeign();
-    [[nodiscard]] String GetImageVersion();
 
     const Support::TemporaryFolder bundles;
     /// In the slot that RAUC never wrote.
     const String factoryVersion;
-    bool nextBootFails = false;
+    String nextSlot;
+};
+
+/// Rows for the scripted RAUC, whose rootfs.0 runs 2.0.0.0 and whose rootfs.1 holds 1.0.0.0.
+class JourneyTest : public testing::TestWithParam<Journey>
+{
+public:
+    static String NameOf(const testing::TestParamInfo<Journey>& row) { return row.param.name; }
 };
 
 /// \name Steps on the scripted RAUC
 ///@{
 Step Answer(const String& member, const Support::ScriptedAnswer& answer);
-/// The next installation stops after that many steps.
-Step Hold(std::size_t steps);
+/// Refuses with the text "no"; `NoAnswer` is then logged.
+Step NoAnswerTo(const String& member);
+inline const String NoAnswer =
+    "error DesktopBusMethod: Error: " + Support::ScriptedAnswer::RefusalError + " - no";
 Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action);
 ///@}
 

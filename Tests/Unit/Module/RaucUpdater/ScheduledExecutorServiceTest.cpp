@@ -5,12 +5,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <future>
 #include <limits>
-#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <thread>
@@ -22,7 +20,6 @@ namespace
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
-using testing::ElementsAre;
 
 constexpr long long Never = 3'600'000;
 
@@ -40,6 +37,16 @@ protected:
         };
         ASSERT_TRUE(executor->Schedule("blocked", 0, task));
         reached.get_future().wait();
+    }
+
+    /// Expects that `wait` returns when the blocked task has ended, and not before.
+    void ExpectWait(const std::function<void()>& wait)
+    {
+        auto waiting = std::async(std::launch::async, wait);
+        EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
+        opened.set_value();
+        waiting.wait();
+        EXPECT_TRUE(ended);
     }
 
     [[nodiscard]] static String Line(const String& text) { return "debug ScheduledExecutorService: " + text; }
@@ -61,7 +68,7 @@ TEST_F(ScheduledExecutorServiceTest, RunsTheTaskOnceNotBeforeItsDelay)
     EXPECT_GE(ran.get_future().get(), begin + 150ms);
     executor.reset();
     EXPECT_THAT(log->GetLinesOf("ScheduledExecutorService"),
-                ElementsAre(Line("Timer 'T' is running."), Line("Execute task 'T'.")));
+                testing::ElementsAre(Line("Timer 'T' is running."), Line("Execute task 'T'.")));
 }
 
 TEST_F(ScheduledExecutorServiceTest, NoOrderOfOperationsRunsATaskThatWasReplacedOrTwoTogetherOrOneAfterTheEnd)
@@ -71,36 +78,27 @@ TEST_F(ScheduledExecutorServiceTest, NoOrderOfOperationsRunsATaskThatWasReplaced
     {
         std::atomic<int> running = 0;
         std::atomic<bool> isQuiet = false;
-        auto tested = std::make_unique<ScheduledExecutorService>();
-        auto& executor = *tested;
+        executor.emplace();
         const auto late = [] { ADD_FAILURE() << "a task ran too early"; };
         const auto run = [&] { EXPECT_TRUE(++running == 1 && !isQuiet && --running == 0); };
-        const auto runAndFollow = [&]
-        {
-            run();
-            static_cast<void>(executor.Schedule("successor", Never, late));
-        };
+        const auto runAndFollow = [&] { run(), static_cast<void>(executor->Schedule("next", Never, late)); };
         const auto cancelAndRun = [&]
         {
             // Refused while another thread schedules or cancels.
-            static_cast<void>(executor.Schedule("cancelled", 0, late));
-            executor.Cancel();
+            static_cast<void>(executor->Schedule("cancelled", 0, late));
+            executor->Cancel();
             run();
         };
+        const ScheduledExecutorService::Task tasks[] = {late, run, runAndFollow, cancelAndRun};
         for (int step = 0, rest = sequence; step < 4; ++step, rest /= 5)
         {
             isQuiet = false;
-            const std::array<ScheduledExecutorService::Task, 4> tasks = {late, run, runAndFollow,
-                                                                         cancelAndRun};
-            if (const auto task = static_cast<std::size_t>(rest % 5); task < tasks.size())
-            {
-                EXPECT_TRUE(executor.Schedule("task", task == 0 ? Never : 0, tasks[task]));
-                continue;
-            }
-            executor.Cancel();
-            isQuiet = true;
+            const int task = rest % 5;
+            task < 4 ? static_cast<void>(executor->Schedule("task", task == 0 ? Never : 0, tasks[task]))
+                     : executor->Cancel();
+            isQuiet = task == 4;
         }
-        tested.reset();
+        executor.reset();
         EXPECT_EQ(running, 0);
     }
 }
@@ -113,24 +111,15 @@ TEST_F(ScheduledExecutorServiceTest, CancelInterruptsAWaitingTaskAndWaitsForARun
     executor->Cancel();
     EXPECT_LT(Clock::now() - begin, 5s);
     EXPECT_EQ(log->GetLines().back(), Line("Timer 'T' has been interrupted."));
-
     ScheduleBlocked();
-    auto cancelled = std::async(std::launch::async, [&] { executor->Cancel(); });
-    EXPECT_EQ(cancelled.wait_for(50ms), std::future_status::timeout);
-    opened.set_value();
-    cancelled.wait();
-    EXPECT_TRUE(ended);
+    ExpectWait([&] { executor->Cancel(); });
 }
 
 TEST_F(ScheduledExecutorServiceTest, TheDestructorWaitsForAReplacedRunThatIsInItsTask)
 {
     ScheduleBlocked();
     ASSERT_TRUE(executor->Schedule("new", 0, [&] { EXPECT_TRUE(ended) << "two tasks ran together"; }));
-    auto destroyed = std::async(std::launch::async, [&] { executor.reset(); });
-    EXPECT_EQ(destroyed.wait_for(50ms), std::future_status::timeout);
-    opened.set_value();
-    destroyed.wait();
-    EXPECT_TRUE(ended);
+    ExpectWait([&] { executor.reset(); });
 }
 
 TEST_F(ScheduledExecutorServiceTest, ATaskThatIsWaitedForSchedulesNothingMore)

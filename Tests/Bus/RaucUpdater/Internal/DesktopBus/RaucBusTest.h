@@ -2,7 +2,6 @@
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
 #include "Support/PrivateBus.h"
-#include "Support/RecordedSignals.h"
 #include "Support/RecordingLogSink.h"
 #include "Support/ScriptedRauc.h"
 #include "Zel/String.h"
@@ -18,10 +17,8 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class RaucBusTest : public testing::Test
 {
 protected:
-    using RecordingLog = Tests::Support::RecordingLog;
-    using ScriptedRauc = Tests::Support::ScriptedRauc;
     using ScriptedSlot = Tests::Support::ScriptedSlot;
-    using Answer = ScriptedRauc::Answer;
+    using Answer = Tests::Support::ScriptedAnswer;
     using Lines = std::vector<String>;
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
 
@@ -38,17 +35,14 @@ protected:
         }
         connection.Close();
         log->Clear();
-        received.Clear();
     }
 
     /// The errors in the log.
     [[nodiscard]] Lines GetErrors() const { return log->GetLines(LogLevel::Error); }
 
     Tests::Support::PrivateBus& bus = Tests::Support::PrivateBus::OfProcess();
-    ScriptedRauc rauc{bus};
-    const RecordingLog log;
-    /// Here, so that a derived test's connection ends before it.
-    Tests::Support::RecordedSignals received;
+    Tests::Support::ScriptedRauc rauc{bus};
+    const Tests::Support::RecordingLog log;
 };
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -16,19 +16,13 @@ namespace
 using Tests::Support::BusMessage;
 
 /// A call that gets the given replies, one for each time that it is sent.
-class ScriptedMethod : public DesktopBusMethod
+struct ScriptedMethod : DesktopBusMethod
 {
-public:
-    explicit ScriptedMethod(std::vector<BusMessage> replies) : replies(std::move(replies)) {}
-
     bool ReadFields(const std::vector<DesktopBusField>& fields) override { return !fields.empty(); }
 
     bool SendMessageWithReply(const DesktopBusConnection& /*connection*/, DesktopBusMessage& reply) override
     {
-        if (sent < replies.size())
-        {
-            reply = DesktopBusMessage(replies[sent].Share());
-        }
+        reply = sent < replies.size() ? DesktopBusMessage(replies[sent].Share()) : std::move(reply);
         ++sent;
         return reply.IsMethodReply();
     }
@@ -42,7 +36,8 @@ TEST(DesktopBusMethodTest, TheReplyDecidesWhatIsLoggedAndWhetherTheCallIsRepeate
     const auto send = [](const std::vector<BusMessage>& replies, bool retry)
     {
         const Tests::Support::RecordingLog log;
-        ScriptedMethod method(replies);
+        ScriptedMethod method;
+        method.replies = replies;
         const String result = method.SendMessage(DesktopBusConnection(), retry) ? "true; " : "false; ";
         return result + std::to_string(method.sent) + "; " + Join(log->GetLines(), "; ");
     };
@@ -56,17 +51,6 @@ TEST(DesktopBusMethodTest, TheReplyDecidesWhatIsLoggedAndWhetherTheCallIsRepeate
     EXPECT_EQ(send({noReply, readable}, true),
               "true; 2; " + error + " - text; debug DesktopBusMethod: Retry");
     EXPECT_EQ(send({noReply, readable}, false), "false; 1; " + error + " - text");
-}
-
-TEST(DesktopBusErrorTest, OnlyAnErrorMessageSetsItAndTheNextReplacesIt)
-{
-    const DesktopBusMessage first(BusMessage::LooseError("a.First", "one").Share());
-    const DesktopBusMessage second(BusMessage::LooseError("a.Second", "two").Share());
-    DesktopBusError error(DesktopBusMessage(BusMessage::LooseReturn().Share()));
-    EXPECT_FALSE(error.IsSet() || error.IsNoReply() || error.Set(DesktopBusMessage()));
-    EXPECT_EQ(error.GetName() + error.GetMessage(), "");
-    EXPECT_TRUE(error.Set(first) && error.Set(second) && !error.Set(DesktopBusMessage()));
-    EXPECT_EQ(error.GetName() + error.GetMessage(), "a.Secondtwo");
 }
 
 } // namespace

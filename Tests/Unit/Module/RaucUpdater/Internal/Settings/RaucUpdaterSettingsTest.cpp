@@ -36,9 +36,9 @@ protected:
             String text = "left over";
             result += (settings.*get)(text) ? "; " + text : "; absent" + text;
         }
-        result += settings.ValidateCompatible() ? "; compatible" : "";
-        result += settings.ValidateBootedSlot() ? "; booted" : "";
-        return result + (settings.FallbackOnPrimary() ? "; primary" : "");
+        return result + (settings.ValidateCompatible() ? "; compatible" : "") +
+               (settings.ValidateBootedSlot() ? "; booted" : "") +
+               (settings.FallbackOnPrimary() ? "; primary" : "");
     }
 
     const Tests::Support::TemporaryFolder folder;
