@@ -6,6 +6,7 @@
 #include "Cli/Output.h"
 #include "Cli/Session.h"
 
+#include <algorithm>
 #include <exception>
 #include <variant>
 
@@ -65,9 +66,9 @@ Report RunVerb(const Arguments& arguments, Output& output, const Terminal& termi
 
 int RunCall(const Arguments& arguments, std::ostream& out, std::ostream& err, const Terminal& terminal)
 {
-    Output output(out, err, arguments.json);
+    Output output(out, err, arguments.style, arguments.verb->name);
     const Report report = RunVerb(arguments, output, terminal);
-    output.Write(report, arguments.verb->name);
+    output.Write(report);
     if (report.signalNumber != 0)
     {
         InterruptSignals::EndProcess(report.signalNumber);
@@ -92,7 +93,8 @@ int Application::Run(const std::vector<String>& arguments, std::ostream& out, st
     }
     catch (const CommandError& error)
     {
-        Output(out, err, false).WriteUsageError(error.GetMessage());
+        const bool json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
+        Output(out, err, {json, false}, "").Write(ToReport(error));
         return static_cast<int>(error.GetExitCode());
     }
     catch (const std::exception& error)

@@ -1,7 +1,8 @@
 #include "Cli/BusClient.h"
 
+#include "Cli/AnswerReader.h"
 #include "Cli/BusError.h"
-#include "Cli/ComponentReader.h"
+#include "Cli/MessageReader.h"
 #include "Zel/System/Core/Format.h"
 
 #include <systemd/sd-bus.h>
@@ -32,14 +33,15 @@ BusClient::Clock::time_point ReadDeadline()
 
 } // namespace
 
-BusClient::BusClient(const InterruptSignals& interrupts) : connection(interrupts)
+BusClient::BusClient(const InterruptSignals& interrupts, bool interactive)
+    : connection(interrupts), interactive(interactive)
 {
     connection.SetSignalHandler([this](sd_bus_message& signal) { OnSignal(signal); });
 }
 
 BusClient::~BusClient() = default;
 
-std::vector<String> BusClient::ReadComponents()
+ServiceDescription BusClient::ReadService()
 {
     const BusMessage reply = CallGetAll(ManagerPath, ManagerInterface);
     if (owner.empty())
@@ -48,12 +50,34 @@ std::vector<String> BusClient::ReadComponents()
         owner = sender != nullptr ? sender : ServiceName;
         SubscribeToOwner();
     }
-    return ComponentReader::ReadComponentIds(*reply);
+    return AnswerReader::ReadService(*reply);
+}
+
+bool BusClient::WaitForService(Clock::time_point deadline)
+{
+    owner.clear();
+    componentPath.clear();
+    appeared = false;
+    SubscribeToOwner();
+    BusMessage call = connection.NewCall(DaemonName, "/org/freedesktop/DBus", DaemonName, "NameHasOwner");
+    ClientConnection::Check(sd_bus_message_append(call.get(), "s", ServiceName.c_str()));
+    const BusMessage reply = connection.Call(std::move(call), ReadDeadline());
+    int owned = 0;
+    MessageReader::Check(sd_bus_message_read(reply.get(), "b", &owned));
+    appeared = appeared || owned != 0;
+    while (!appeared)
+    {
+        if (!connection.WaitForMessage(deadline))
+        {
+            return false;
+        }
+    }
+    return true;
 }
 
 void BusClient::Select(const String& id)
 {
-    componentPath = ComponentReader::ToPath(id);
+    componentPath = AnswerReader::ToPath(id);
     state = ComponentState();
     connection.Subscribe(
         Format("type='signal',sender='{0}',path='{1}',interface='{2}',member='PropertiesChanged'", owner,
@@ -65,7 +89,7 @@ void BusClient::Refresh()
 {
     stale = false;
     const BusMessage reply = CallGetAll(componentPath, ComponentInterface);
-    ComponentReader::ReadProperties(*reply, state);
+    AnswerReader::ReadProperties(*reply, state);
     NotifyChange();
 }
 
@@ -76,38 +100,55 @@ void BusClient::SetChangeHandler(ChangeHandler handler)
 
 String BusClient::Stage(int descriptor)
 {
-    BusMessage call = NewComponentCall("Stage");
-    BusConnection::Check(sd_bus_message_append(call.get(), "ha{sv}", descriptor, 0));
-    const BusMessage reply = connection.Call(std::move(call), BusConnection::Forever);
-    return ComponentReader::ReadText(*reply);
+    const BusMessage reply = CallWithBundle("Stage", descriptor);
+    return MessageReader::ReadText(*reply);
+}
+
+BundleInspection BusClient::Inspect(int descriptor)
+{
+    const BusMessage reply = CallWithBundle("Inspect", descriptor);
+    return AnswerReader::ReadInspection(*reply);
+}
+
+std::vector<PastInstallation> BusClient::ReadHistory(std::uint32_t limit)
+{
+    BusMessage call = NewComponentCall("History");
+    ClientConnection::Check(sd_bus_message_append(call.get(), "u", limit));
+    const BusMessage reply = connection.Call(std::move(call), ReadDeadline());
+    return AnswerReader::ReadHistory(*reply);
 }
 
 void BusClient::Install(const String& version, bool fallback, std::chrono::milliseconds delay)
 {
     BusMessage call = NewComponentCall("Install");
-    BusConnection::Check(sd_bus_message_append(call.get(), "s", version.c_str()));
-    BusConnection::Check(sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "{sv}"));
+    ClientConnection::Check(sd_bus_message_append(call.get(), "s", version.c_str()));
+    ClientConnection::Check(sd_bus_message_open_container(call.get(), SD_BUS_TYPE_ARRAY, "{sv}"));
     if (fallback)
     {
-        BusConnection::Check(sd_bus_message_append(call.get(), "{sv}", "fallback", "b", 1));
+        ClientConnection::Check(sd_bus_message_append(call.get(), "{sv}", "fallback", "b", 1));
     }
     if (delay.count() > 0)
     {
         const auto milliseconds = static_cast<std::uint64_t>(delay.count());
-        BusConnection::Check(sd_bus_message_append(call.get(), "{sv}", "delay", "t", milliseconds));
+        ClientConnection::Check(sd_bus_message_append(call.get(), "{sv}", "delay", "t", milliseconds));
     }
-    BusConnection::Check(sd_bus_message_close_container(call.get()));
-    static_cast<void>(connection.Call(std::move(call), BusConnection::Forever));
+    ClientConnection::Check(sd_bus_message_close_container(call.get()));
+    static_cast<void>(connection.Call(std::move(call), ClientConnection::Forever));
+}
+
+void BusClient::Cancel()
+{
+    CallPlain("Cancel");
 }
 
 void BusClient::Revert()
 {
-    static_cast<void>(connection.Call(NewComponentCall("Revert"), BusConnection::Forever));
+    CallPlain("Revert");
 }
 
 void BusClient::Resume()
 {
-    static_cast<void>(connection.Call(NewComponentCall("Resume"), BusConnection::Forever));
+    CallPlain("Resume");
 }
 
 bool BusClient::WaitForMessage(Clock::time_point deadline)
@@ -122,7 +163,22 @@ bool BusClient::WaitForMessage(Clock::time_point deadline)
 
 BusMessage BusClient::NewComponentCall(const String& member)
 {
-    return connection.NewCall(owner, componentPath, ComponentInterface, member);
+    BusMessage call = connection.NewCall(owner, componentPath, ComponentInterface, member);
+    ClientConnection::Check(
+        sd_bus_message_set_allow_interactive_authorization(call.get(), interactive ? 1 : 0));
+    return call;
+}
+
+BusMessage BusClient::CallWithBundle(const String& member, int descriptor)
+{
+    BusMessage call = NewComponentCall(member);
+    ClientConnection::Check(sd_bus_message_append(call.get(), "ha{sv}", descriptor, 0));
+    return connection.Call(std::move(call), ClientConnection::Forever);
+}
+
+void BusClient::CallPlain(const String& member)
+{
+    static_cast<void>(connection.Call(NewComponentCall(member), ClientConnection::Forever));
 }
 
 BusMessage BusClient::CallGetAll(const String& path, const String& interface)
@@ -130,12 +186,16 @@ BusMessage BusClient::CallGetAll(const String& path, const String& interface)
     // The first call goes to the well-known name, which starts the service where the bus can do that.
     BusMessage call =
         connection.NewCall(owner.empty() ? ServiceName : owner, path, PropertiesInterface, "GetAll");
-    BusConnection::Check(sd_bus_message_append(call.get(), "s", interface.c_str()));
+    ClientConnection::Check(sd_bus_message_append(call.get(), "s", interface.c_str()));
     return connection.Call(std::move(call), ReadDeadline());
 }
 
 void BusClient::SubscribeToOwner()
 {
+    if (std::exchange(ownerWatched, true))
+    {
+        return;
+    }
     connection.Subscribe(
         Format("type='signal',sender='{0}',interface='{0}',member='NameOwnerChanged',arg0='{1}'", DaemonName,
                ServiceName));
@@ -163,12 +223,12 @@ void BusClient::OnSignal(sd_bus_message& signal)
 
 void BusClient::OnPropertiesChanged(sd_bus_message& signal)
 {
-    if (ComponentReader::ReadText(signal) != ComponentInterface)
+    if (MessageReader::ReadText(signal) != ComponentInterface)
     {
         return;
     }
-    ComponentReader::ReadProperties(signal, state);
-    BusConnection::Check(sd_bus_message_enter_container(&signal, SD_BUS_TYPE_ARRAY, "s"));
+    AnswerReader::ReadProperties(signal, state);
+    ClientConnection::Check(sd_bus_message_enter_container(&signal, SD_BUS_TYPE_ARRAY, "s"));
     stale = stale || sd_bus_message_at_end(&signal, 0) == 0;
     NotifyChange();
 }
@@ -181,14 +241,16 @@ void BusClient::NotifyChange() const
     }
 }
 
-void BusClient::OnNameOwnerChanged(sd_bus_message& signal) const
+void BusClient::OnNameOwnerChanged(sd_bus_message& signal)
 {
     const char* name = nullptr;
     const char* earlier = nullptr;
     const char* later = nullptr;
-    BusConnection::Check(sd_bus_message_read(&signal, "sss", &name, &earlier, &later));
-    if (name == ServiceName && earlier == owner)
+    ClientConnection::Check(sd_bus_message_read(&signal, "sss", &name, &earlier, &later));
+    appeared = appeared || (name == ServiceName && *later != '\0');
+    if (name == ServiceName && !owner.empty() && earlier == owner)
     {
+        owner.clear();
         throw BusError(BusError::NameHasNoOwner, "the update service has gone");
     }
 }

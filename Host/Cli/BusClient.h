@@ -1,11 +1,13 @@
 #pragma once
 
-#include "Cli/BusConnection.h"
+#include "Cli/ClientConnection.h"
 #include "Cli/ComponentState.h"
+#include "Cli/ServiceAnswers.h"
 
 #include "Zel/String.h"
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <vector>
 
@@ -13,26 +15,31 @@ namespace Zel::Host::Cli
 {
 
 /// The service's D-Bus interface as calls and values, for one component at a time. Answers and signals count
-/// only when they come from the connection that owned the service's name at the first call. Every operation
+/// only when they come from the connection that owned the service's name at the first call, or at the first
+/// one after `WaitForService`. Every operation
 /// throws `BusError` when the service refuses, answers in an unknown form or goes away, and `Interrupted`
 /// when a signal arrives while it waits. For one thread.
 class BusClient
 {
 public:
-    using Clock = BusConnection::Clock;
+    using Clock = ClientConnection::Clock;
     using ChangeHandler = std::function<void(const ComponentState& state)>;
 
-    /// Connects to the bus. The first call starts the service where the bus knows how.
-    explicit BusClient(const InterruptSignals& interrupts);
+    /// Connects to the bus. The first call starts the service where the bus knows how. With `interactive` the
+    /// service may have the operator asked for a password.
+    BusClient(const InterruptSignals& interrupts, bool interactive);
     ~BusClient();
     BusClient(const BusClient&) = delete;
     BusClient& operator=(const BusClient&) = delete;
 
-    /// Returns the IDs of the components, in the service's order.
-    [[nodiscard]] std::vector<String> ReadComponents();
+    [[nodiscard]] ServiceDescription ReadService();
+
+    /// After an operation has thrown since the service was absent: waits until it is there again. Returns
+    /// false when `deadline` passed before. The service is to be read and the component to be selected anew.
+    [[nodiscard]] bool WaitForService(Clock::time_point deadline);
 
     /// Makes a component the one that all further operations are about, asks for its changes and reads it.
-    /// `id` is one that `ReadComponents` returned.
+    /// `id` is one that `ReadService` returned.
     void Select(const String& id);
 
     /// The selected component: as read, with every change since.
@@ -53,8 +60,17 @@ public:
     /// `delay`. Returns when it was accepted.
     void Install(const String& version, bool fallback, std::chrono::milliseconds delay);
 
+    /// Calls a waiting installation off.
+    void Cancel();
+
     void Revert();
     void Resume();
+
+    /// Has the service look at a bundle; the descriptor stays the caller's.
+    [[nodiscard]] BundleInspection Inspect(int descriptor);
+
+    /// Returns the last installations and reverts, the newest first, at most `limit`.
+    [[nodiscard]] std::vector<PastInstallation> ReadHistory(std::uint32_t limit);
 
     /// Waits until something arrived. Returns false when `deadline` passed before.
     [[nodiscard]] bool WaitForMessage(Clock::time_point deadline);
@@ -62,15 +78,21 @@ public:
 private:
     [[nodiscard]] BusMessage NewComponentCall(const String& member);
     [[nodiscard]] BusMessage CallGetAll(const String& path, const String& interface);
+    [[nodiscard]] BusMessage CallWithBundle(const String& member, int descriptor);
+    void CallPlain(const String& member);
     void SubscribeToOwner();
     void OnSignal(sd_bus_message& signal);
     void OnPropertiesChanged(sd_bus_message& signal);
     void NotifyChange() const;
-    void OnNameOwnerChanged(sd_bus_message& signal) const;
+    void OnNameOwnerChanged(sd_bus_message& signal);
 
-    BusConnection connection;
+    ClientConnection connection;
+    const bool interactive;
     /// The service's unique connection name; empty before the first call.
     String owner;
+    bool ownerWatched = false;
+    /// The service's name has an owner again.
+    bool appeared = false;
     String componentPath;
     ComponentState state;
     ChangeHandler changeHandler;

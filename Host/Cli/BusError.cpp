@@ -14,6 +14,13 @@ BusError::BusError(String name, const String& reason)
 {
 }
 
+bool BusError::IsAbsence() const
+{
+    // The bus answers for a service that has gone with a call of its own.
+    return name == NameHasNoOwner || name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+           name == "org.freedesktop.DBus.Error.NoReply";
+}
+
 String BusError::GetShortName() const
 {
     const bool own = name.starts_with(ErrorTable::ServicePrefix);

@@ -23,6 +23,9 @@ public:
 
     [[nodiscard]] const String& GetName() const noexcept { return name; }
 
+    /// Whether the service is not on the bus, or has left it before it answered; it may come (back).
+    [[nodiscard]] bool IsAbsence() const;
+
     /// Returns the name without the service's prefix, for example "InvalidState"; other names are whole.
     [[nodiscard]] String GetShortName() const;
 

@@ -2,10 +2,14 @@
 
 #include "Cli/CommandError.h"
 #include "Cli/Commands/Verbs.h"
-#include "Cli/Delay.h"
+#include "Cli/TimeArguments.h"
 #include "Cli/Version.h"
 
 #include <CLI/CLI.hpp>
+
+#include <array>
+#include <charconv>
+#include <system_error>
 
 namespace Zel::Host::Cli
 {
@@ -16,48 +20,87 @@ namespace
 const String ProgramName = "zelupdate";
 const String SeeHelp = "; see 'zelupdate --help'";
 
-const String Footer =
-    R"(Options of all verbs may stand before or behind the verb. A wrong call ends with one line on standard error.
-
-Exit codes:
-  0   done, or nothing to do; 'status' and 'versions' end so whatever they show
-  1   failed
-  2   wrong call
-  3   no such file, component or version
-  5   refused now, try later
-  6   the bundle was rejected
-  7   the bus or the service cannot be reached
-  8   the device switched back
-  10  not allowed
-Ctrl-C leaves the update running.)";
-
 /// The values of the options as they are written.
 struct Texts
 {
     std::optional<String> delay;
+    std::optional<String> at;
+    std::optional<String> timeout;
+    std::optional<String> count;
+};
+
+struct FlagRow
+{
+    VerbOption option;
+    const char* name;
+    bool Arguments::*member;
+    const char* help;
+};
+
+constexpr std::array FlagRows = {
+    FlagRow{VerbOption::Fallback, "--fallback", &Arguments::fallback, "Install the fallback version"},
+    FlagRow{VerbOption::NoWait, "--no-wait", &Arguments::noWait,
+            "Return as soon as the installation is accepted"},
+    FlagRow{VerbOption::Yes, "-y,--yes", &Arguments::yes, "Do not ask"},
+    FlagRow{VerbOption::RestartExitCode, "--restart-exit-code", &Arguments::restartExitCode,
+            "End with exit code 4 when a restart has to follow"},
+    FlagRow{VerbOption::Watch, "--watch", &Arguments::watch,
+            "Then show a line for each change, until Ctrl-C"},
+    FlagRow{VerbOption::Steps, "--steps", &Arguments::steps, "Show the steps of each of them, too"},
+};
+
+struct TextRow
+{
+    VerbOption option;
+    const char* name;
+    const char* type;
+    std::optional<String> Texts::*member;
+    const char* help;
+};
+
+constexpr std::array TextRows = {
+    TextRow{VerbOption::Delay, "--delay", "T", &Texts::delay,
+            "Wait before the installation: 90, 90s, 5min, 2h"},
+    TextRow{VerbOption::At, "--at", "TIME", &Texts::at,
+            "Install at a time: 03:00, 2026-12-24T03:00:00, 2026-12-24T03:00:00Z"},
+    TextRow{VerbOption::Timeout, "--timeout", "T", &Texts::timeout,
+            "Wait no longer than that: 90, 90s, 5min, 2h"},
+    TextRow{VerbOption::Count, "N", "", &Texts::count, "How many, 10 without it"},
 };
 
 void AddOption(CLI::App& verb, VerbOption option, Arguments& arguments, Texts& texts)
 {
+    for (const FlagRow& row : FlagRows)
+    {
+        if (row.option == option)
+        {
+            verb.add_flag(row.name, arguments.*row.member, row.help)->disable_flag_override();
+        }
+    }
+    for (const TextRow& row : TextRows)
+    {
+        if (row.option == option)
+        {
+            verb.add_option(row.name, texts.*row.member, row.help)->type_name(row.type);
+        }
+    }
     switch (option)
     {
     case VerbOption::File:
-        verb.add_option("FILE", arguments.file,
-                        "Bundle to hand over and install; without it the pending version")
+        verb.add_option("FILE", arguments.file, "Bundle; - for standard input")->type_name("")->required();
+        break;
+    case VerbOption::PendingOrFile:
+        verb.add_option(
+                "FILE", arguments.file,
+                "Bundle to hand over and install, - for standard input; without it the pending version")
             ->type_name("");
         break;
-    case VerbOption::Fallback:
-        verb.add_flag("--fallback", arguments.fallback, "Install the fallback version")
-            ->disable_flag_override()
-            ->excludes("FILE");
+    case VerbOption::Code:
+        verb.add_option("CODE", arguments.code, "Exit code, or an error's name, for example Busy")
+            ->type_name("")
+            ->required();
         break;
-    case VerbOption::Delay:
-        verb.add_option("--delay", texts.delay, "Wait before the installation: 90, 90s, 5min, 2h")
-            ->type_name("T");
-        break;
-    case VerbOption::NoWait:
-        verb.add_flag("--no-wait", arguments.noWait, "Return as soon as the installation is accepted")
-            ->disable_flag_override();
+    default:
         break;
     }
 }
@@ -67,7 +110,8 @@ void AddVerb(CLI::App& program, const Verb& verb, Arguments& arguments, Texts& t
     CLI::App* const added = program.add_subcommand(verb.name, verb.summary);
     added->group("Verbs");
     added->fallthrough();
-    added->footer("Options of all verbs: --json, --component ID; see 'zelupdate --help'.");
+    const String details = *verb.details != '\0' ? verb.details + String("\n") : "";
+    added->footer(details + "Options of all verbs: --json, --quiet, --component ID; see 'zelupdate --help'.");
     added->final_callback([&arguments, &verb] { arguments.verb = &verb; });
     for (const VerbOption option : verb.options)
     {
@@ -80,14 +124,61 @@ void Describe(CLI::App& program, Arguments& arguments, Texts& texts)
     program.require_subcommand(1);
     program.get_formatter()->label("SUBCOMMAND", "VERB");
     program.set_version_flag("--version", ProgramName + " " + ProgramVersion, "Show the version");
-    program.add_flag("--json", arguments.json, "Write one JSON object to standard output and nothing else")
+    program
+        .add_flag("--json", arguments.style.json, "Write one JSON object to standard output and nothing else")
+        ->disable_flag_override();
+    program.add_flag("--quiet", arguments.style.quiet, "Write facts and failures only")
         ->disable_flag_override();
     program.add_option("--component", arguments.component, "Component, where there are several")
         ->type_name("ID");
-    program.footer(Footer);
+    program.footer(
+        "Options of all verbs may stand before or behind the verb. NO_COLOR takes the colour away.\n"
+        "Without a terminal nothing is asked, and progress is lines.\n\nExit codes:\n" +
+        DescribeExitCodes());
     for (const Verb& verb : GetVerbs())
     {
         AddVerb(program, verb, arguments, texts);
+    }
+}
+
+std::uint32_t ParseCount(const String& text)
+{
+    std::uint32_t count = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, count);
+    if (error != std::errc() || stop != end || count == 0)
+    {
+        throw CommandError(ExitCode::Usage, "'" + text + "' is no number of entries");
+    }
+    return count;
+}
+
+/// Reads what the options say, and checks what excludes each other.
+void Complete(Arguments& arguments, const Texts& texts)
+{
+    if (arguments.file && arguments.fallback)
+    {
+        throw CommandError(ExitCode::Usage, "FILE and --fallback exclude each other" + SeeHelp);
+    }
+    if (texts.delay && texts.at)
+    {
+        throw CommandError(ExitCode::Usage, "--delay and --at exclude each other" + SeeHelp);
+    }
+    if (texts.delay)
+    {
+        arguments.delay = ParseSpan(*texts.delay, "delay");
+    }
+    if (texts.at)
+    {
+        arguments.start = ParseStart(*texts.at, std::chrono::system_clock::now());
+    }
+    if (texts.timeout)
+    {
+        arguments.timeout = ParseSpan(*texts.timeout, "time to wait");
+    }
+    if (texts.count)
+    {
+        arguments.count = ParseCount(*texts.count);
     }
 }
 
@@ -99,7 +190,7 @@ String Explain(const CLI::App& program, const CLI::ParseError& error)
     {
         return "there is no verb '" + unexpected.front() + "'";
     }
-    if (unexpected.empty() && error.get_name() == "RequiredError")
+    if (program.get_subcommands().empty() && error.get_name() == "RequiredError")
     {
         return "a verb is missing";
     }
@@ -130,10 +221,7 @@ std::variant<Arguments, String> CommandLine::Parse(const std::vector<String>& ar
     {
         throw CommandError(ExitCode::Usage, Explain(program, error) + SeeHelp);
     }
-    if (texts.delay)
-    {
-        result.delay = ParseDelay(*texts.delay);
-    }
+    Complete(result, texts);
     return result;
 }
 

@@ -8,18 +8,11 @@ namespace Zel::Host::Cli
 namespace
 {
 
-// The updater's fixed texts: the service passes them on as they are and offers nothing else to go by.
+// Fixed texts of the updater: the service passes them on as they are and offers nothing else to go by.
 const String GoingToReboot = "The device is going to reboot.";
 const String FailedToReboot = "Failed to reboot device.";
-const String NotConfirmed = "Confirm has not been sent. Device switched back";
-const String DidNotBootOther = "The device did not boot the other slot";
 
 } // namespace
-
-bool Verdict::IsSwitchedBack() const
-{
-    return result == "failed" && (reason.starts_with(NotConfirmed) || reason.starts_with(DidNotBootOther));
-}
 
 bool ComponentState::IsWaiting() const
 {

@@ -8,20 +8,21 @@ namespace Zel::Host::Cli
 {
 
 /// The last recorded end of an installation or revert.
-struct Verdict
+struct LastVerdict
 {
-    /// "", "succeeded" or "failed".
+    inline static const String Succeeded = "succeeded";
+    inline static const String SwitchedBack = "switched-back";
+    inline static const String Failed = "failed";
+
+    /// "" or one of the three above.
     String result;
     String version;
-    /// Why it failed.
+    /// Why it did not succeed.
     String reason;
     /// Microseconds since 1970 in UTC.
     std::uint64_t time = 0;
 
-    friend bool operator==(const Verdict&, const Verdict&) = default;
-
-    /// Whether it tells that the device is back on the version that it was updated from.
-    [[nodiscard]] bool IsSwitchedBack() const;
+    friend bool operator==(const LastVerdict&, const LastVerdict&) = default;
 };
 
 /// What the service tells of one component: its D-Bus properties. All texts are as received.
@@ -42,8 +43,10 @@ struct ComponentState
     String currentVersion;
     String pendingVersion;
     String fallbackVersion;
+    /// When the three were read last, in microseconds since 1970 in UTC; 0 for not yet.
+    std::uint64_t versionsTime = 0;
     String bootId;
-    Verdict lastVerdict;
+    LastVerdict lastVerdict;
     /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 when none waits.
     std::uint64_t nextStart = 0;
 

@@ -4,6 +4,7 @@
 
 #include "Zel/String.h"
 
+#include <span>
 #include <string_view>
 
 namespace Zel::Host::Cli
@@ -15,6 +16,7 @@ struct ErrorRow
     /// The error's name; one that ends in "." stands for all names that begin with it.
     std::string_view name;
     ExitCode exitCode;
+    std::string_view meaning;
     /// What to do now, one sentence.
     std::string_view hint;
 };
@@ -25,6 +27,8 @@ class ErrorTable
 public:
     /// What the names of the service's own errors begin with.
     inline static const String ServicePrefix = "zel.SoftwareUpdate1.Error.";
+
+    [[nodiscard]] static std::span<const ErrorRow> GetRows() noexcept;
 
     /// Returns the row of an error; a name without one gives the row of a plain failure. Never fails.
     [[nodiscard]] static const ErrorRow& Find(std::string_view busErrorName) noexcept;

@@ -1,44 +1,20 @@
 #include "Cli/Facts.h"
 
-#include "Cli/Printable.h"
-#include "Zel/DateTime.h"
+#include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
-
-#include <nlohmann/json.hpp>
 
 namespace Zel::Host::Cli
 {
 
-using Json = nlohmann::ordered_json;
 using System::Core::Format;
 
 namespace
 {
 
-constexpr std::uint64_t MicrosecondsPerSecond = 1'000'000;
-constexpr std::uint64_t LastSecond = 253'402'300'799; // end of the year 9999
-
-Json TextOrNull(const String& text)
+String DescribeVerdict(const LastVerdict& verdict)
 {
-    return text.empty() ? Json(nullptr) : Json(text);
-}
-
-Json VerdictOrNull(const Verdict& verdict)
-{
-    if (verdict.result.empty())
-    {
-        return nullptr;
-    }
-    return {{"result", verdict.result},
-            {"switchedBack", verdict.IsSwitchedBack()},
-            {"version", TextOrNull(verdict.version)},
-            {"reason", TextOrNull(verdict.reason)},
-            {"time", TextOrNull(Facts::ToTime(verdict.time))}};
-}
-
-String DescribeVerdict(const Verdict& verdict)
-{
-    String text = verdict.IsSwitchedBack() ? "failed, the device switched back" : verdict.result;
+    const bool switchedBack = verdict.result == LastVerdict::SwitchedBack;
+    String text = switchedBack ? "switched-back (the device runs its earlier version)" : verdict.result;
     const auto append = [&text](const char* before, const String& piece)
     {
         if (!piece.empty())
@@ -47,93 +23,80 @@ String DescribeVerdict(const Verdict& verdict)
         }
     };
     append(", version ", verdict.version);
-    append(", ", Facts::ToTime(verdict.time));
+    append(", ", ToTimeText(verdict.time));
     append(": ", verdict.reason);
     return text;
 }
 
-String DescribeProgress(const ComponentState& state)
+Fact OfLastVerdict(const LastVerdict& verdict)
 {
-    const String percent = Format("{0} %", state.GetShownPercent());
-    return state.progressText.empty() ? percent : Format("{0}, {1}", percent, state.progressText);
+    if (verdict.result.empty())
+    {
+        return {"Last verdict", "", {{"/lastVerdict", {}}}};
+    }
+    return {"Last verdict",
+            DescribeVerdict(verdict),
+            {{"/lastVerdict/result", verdict.result},
+             {"/lastVerdict/switchedBack", verdict.result == LastVerdict::SwitchedBack},
+             {"/lastVerdict/version", Facts::TextOrNone(verdict.version)},
+             {"/lastVerdict/reason", Facts::TextOrNone(verdict.reason)},
+             {"/lastVerdict/time", Facts::TextOrNone(ToTimeText(verdict.time))}}};
 }
 
-class Lines
+Fact OfProgress(const ComponentState& state)
 {
-public:
-    void Add(const char* label, const String& value)
-    {
-        const String shown = value.empty() ? "none" : Printable(value);
-        lines.push_back(Format("{0:<19}{1}", String(label) + ":", shown));
-    }
+    const int percent = state.GetShownPercent();
+    return {"Progress",
+            Format("{0} %{1}{2}", percent, state.progressText.empty() ? "" : ", ", state.progressText),
+            {{"/progress/percent", std::int64_t{percent}},
+             {"/progress/text", Facts::TextOrNone(state.progressText)}}};
+}
 
-    [[nodiscard]] std::vector<String> Take() { return std::move(lines); }
-
-private:
-    std::vector<String> lines;
-};
+void AddVersions(std::vector<Fact>& facts, const ComponentState& state)
+{
+    facts.push_back(Facts::Text("Running version", "/versions/current", state.currentVersion));
+    facts.push_back(Facts::Text("Pending version", "/versions/pending", state.pendingVersion));
+    facts.push_back(Facts::Text("Fallback version", "/versions/fallback", state.fallbackVersion));
+    facts.push_back(Facts::Text("Versions as of", "/versions/time", ToTimeText(state.versionsTime)));
+}
 
 } // namespace
 
-std::vector<String> Facts::ToLines(const ComponentState& state, FactSet facts)
+FactValue Facts::TextOrNone(const String& text)
 {
-    Lines lines;
-    if (facts == FactSet::None)
-    {
-        return lines.Take();
-    }
-    lines.Add("Component", state.id);
-    if (facts == FactSet::All)
-    {
-        lines.Add("State", state.state);
-        lines.Add("Message", state.message);
-        lines.Add("Progress", DescribeProgress(state));
-        lines.Add("Starts at", ToTime(state.nextStart));
-    }
-    lines.Add("Running version", state.currentVersion);
-    lines.Add("Pending version", state.pendingVersion);
-    lines.Add("Fallback version", state.fallbackVersion);
-    if (facts == FactSet::All)
-    {
-        lines.Add("Revertible", state.revertible ? "yes" : "no");
-        lines.Add("Last verdict", DescribeVerdict(state.lastVerdict));
-        lines.Add("Boot", state.bootId);
-    }
-    return lines.Take();
+    return text.empty() ? FactValue() : FactValue(text);
 }
 
-void Facts::AddTo(Json& object, const ComponentState& state, FactSet facts)
+Fact Facts::Text(const String& label, const String& pointer, const String& text)
 {
-    if (facts == FactSet::None)
-    {
-        return;
-    }
-    if (facts == FactSet::All)
-    {
-        object["state"] = state.state;
-        object["message"] = TextOrNull(state.message);
-        object["progress"] = {{"percent", state.GetShownPercent()}, {"text", TextOrNull(state.progressText)}};
-        object["nextStart"] = TextOrNull(ToTime(state.nextStart));
-    }
-    object["versions"] = {{"current", TextOrNull(state.currentVersion)},
-                          {"pending", TextOrNull(state.pendingVersion)},
-                          {"fallback", TextOrNull(state.fallbackVersion)}};
-    if (facts == FactSet::All)
-    {
-        object["revertible"] = state.revertible;
-        object["lastVerdict"] = VerdictOrNull(state.lastVerdict);
-        object["bootId"] = TextOrNull(state.bootId);
-    }
+    return {label, text, {{pointer, TextOrNone(text)}}};
 }
 
-String Facts::ToTime(std::uint64_t microseconds)
+Fact Facts::YesOrNo(const String& label, const String& pointer, bool value)
 {
-    const std::uint64_t seconds = microseconds / MicrosecondsPerSecond;
-    if (microseconds == 0 || seconds > LastSecond)
-    {
-        return {};
-    }
-    return DateTime::FromUnixTime(static_cast<std::int64_t>(seconds), 0).ToIso8601String();
+    return {label, value ? "yes" : "no", {{pointer, value}}};
+}
+
+std::vector<Fact> Facts::OfVersions(const ComponentState& state)
+{
+    // The ID stands in every JSON object anyway.
+    std::vector<Fact> facts = {{"Component", state.id, {}}};
+    AddVersions(facts, state);
+    return facts;
+}
+
+std::vector<Fact> Facts::OfComponent(const ComponentState& state)
+{
+    std::vector<Fact> facts = {{"Component", state.id, {}},
+                               Text("State", "/state", state.state),
+                               Text("Message", "/message", state.message),
+                               OfProgress(state),
+                               Text("Starts at", "/nextStart", ToTimeText(state.nextStart))};
+    AddVersions(facts, state);
+    facts.push_back(YesOrNo("Revertible", "/revertible", state.revertible));
+    facts.push_back(OfLastVerdict(state.lastVerdict));
+    facts.push_back(Text("Boot", "/bootId", state.bootId));
+    return facts;
 }
 
 } // namespace Zel::Host::Cli

@@ -5,27 +5,29 @@
 
 #include "Zel/String.h"
 
-#include <nlohmann/json_fwd.hpp>
-
-#include <cstdint>
 #include <vector>
 
 namespace Zel::Host::Cli
 {
 
-/// The facts about a component, as lines and as JSON: the two say the same.
+/// What reports show, each fact in words and under its stable name.
 class Facts
 {
 public:
-    /// Returns the lines "label: value", aligned, in a fixed order, made safe for a terminal.
-    [[nodiscard]] static std::vector<String> ToLines(const ComponentState& state, FactSet facts);
+    /// Returns the text, or no value for an empty one.
+    [[nodiscard]] static FactValue TextOrNone(const String& text);
 
-    /// Adds the facts to a JSON object under their stable names. What there is not is null.
-    static void AddTo(nlohmann::ordered_json& object, const ComponentState& state, FactSet facts);
+    /// Returns a fact of one text.
+    [[nodiscard]] static Fact Text(const String& label, const String& pointer, const String& text);
 
-    /// Returns a time in UTC as ISO 8601 in whole seconds; empty for 0 and for times after the year 9999.
-    /// `microseconds` count from 1970.
-    [[nodiscard]] static String ToTime(std::uint64_t microseconds);
+    /// Returns a fact that is true or not.
+    [[nodiscard]] static Fact YesOrNo(const String& label, const String& pointer, bool value);
+
+    /// Returns the component and its versions.
+    [[nodiscard]] static std::vector<Fact> OfVersions(const ComponentState& state);
+
+    /// Returns all there is about the component.
+    [[nodiscard]] static std::vector<Fact> OfComponent(const ComponentState& state);
 };
 
 } // namespace Zel::Host::Cli

@@ -10,7 +10,7 @@ void InstallationWatch::Observe(const ComponentState& now, bool accepted)
     begun = begun || accepted || now.state == ComponentState::Installing;
     if (begun)
     {
-        phase = Judge(now);
+        stage = Judge(now);
         const bool newVerdict = now.lastVerdict != earlierVerdict;
         reason = newVerdict && now.message.empty() ? now.lastVerdict.reason : now.message;
     }
@@ -18,30 +18,30 @@ void InstallationWatch::Observe(const ComponentState& now, bool accepted)
 
 bool InstallationWatch::IsOpen() const noexcept
 {
-    return phase == InstallationPhase::Running || phase == InstallationPhase::Restarting;
+    return stage == InstallationStage::Running || stage == InstallationStage::Restarting;
 }
 
-InstallationPhase InstallationWatch::Judge(const ComponentState& now) const
+InstallationStage InstallationWatch::Judge(const ComponentState& now) const
 {
     if (now.state == ComponentState::Installing)
     {
         if (now.IsRestarting())
         {
-            return InstallationPhase::Restarting;
+            return InstallationStage::Restarting;
         }
-        return now.IsRestartByHand() ? InstallationPhase::RestartByHand : InstallationPhase::Running;
+        return now.IsRestartByHand() ? InstallationStage::RestartByHand : InstallationStage::Running;
     }
     const bool newVerdict = now.lastVerdict != earlierVerdict;
-    if (newVerdict && now.lastVerdict.IsSwitchedBack())
+    if (newVerdict && now.lastVerdict.result == LastVerdict::SwitchedBack)
     {
-        return InstallationPhase::SwitchedBack;
+        return InstallationStage::SwitchedBack;
     }
     if (now.state == ComponentState::Failed)
     {
-        return InstallationPhase::Failed;
+        return InstallationStage::Failed;
     }
-    return newVerdict && now.lastVerdict.result == "succeeded" ? InstallationPhase::Succeeded
-                                                               : InstallationPhase::Ended;
+    return newVerdict && now.lastVerdict.result == LastVerdict::Succeeded ? InstallationStage::Succeeded
+                                                                          : InstallationStage::CalledOff;
 }
 
 } // namespace Zel::Host::Cli

@@ -8,7 +8,7 @@ namespace Zel::Host::Cli
 {
 
 /// Where an installation stands that this program has asked for.
-enum class InstallationPhase
+enum class InstallationStage
 {
     /// Asked for, waiting or running.
     Running,
@@ -21,8 +21,8 @@ enum class InstallationPhase
     SwitchedBack,
     /// Over with a good verdict, without the service having disappeared.
     Succeeded,
-    /// Over without a verdict, for example called off.
-    Ended
+    /// Over without a verdict.
+    CalledOff
 };
 
 /// Follows one installation from before it is asked for through the component's states.
@@ -35,7 +35,7 @@ public:
     /// Takes a later state; `accepted` once the service has answered that the installation was started.
     void Observe(const ComponentState& now, bool accepted);
 
-    [[nodiscard]] InstallationPhase GetPhase() const noexcept { return phase; }
+    [[nodiscard]] InstallationStage GetStage() const noexcept { return stage; }
 
     /// Whether the service still works on the installation.
     [[nodiscard]] bool IsOpen() const noexcept;
@@ -44,11 +44,11 @@ public:
     [[nodiscard]] const String& GetReason() const noexcept { return reason; }
 
 private:
-    [[nodiscard]] InstallationPhase Judge(const ComponentState& now) const;
+    [[nodiscard]] InstallationStage Judge(const ComponentState& now) const;
 
-    Verdict earlierVerdict;
+    LastVerdict earlierVerdict;
     bool begun = false;
-    InstallationPhase phase = InstallationPhase::Running;
+    InstallationStage stage = InstallationStage::Running;
     String reason;
 };
 

@@ -1,8 +1,10 @@
 #include "Cli/InterruptSignals.h"
 
+#include <poll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 
 namespace Zel::Host::Cli
@@ -50,6 +52,16 @@ void InterruptSignals::ThrowIfArrived() const
         read(descriptor, &arrived, sizeof(arrived)) == static_cast<ssize_t>(sizeof(arrived)))
     {
         throw Interrupted(static_cast<int>(arrived.ssi_signo));
+    }
+}
+
+void InterruptSignals::WaitForInput(int input) const
+{
+    std::array<pollfd, 2> inputs = {pollfd{input, POLLIN, 0}, pollfd{descriptor, POLLIN, 0}};
+    while (inputs[0].revents == 0)
+    {
+        static_cast<void>(poll(inputs.data(), inputs.size(), -1));
+        ThrowIfArrived();
     }
 }
 

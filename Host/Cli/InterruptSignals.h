@@ -36,6 +36,9 @@ public:
     /// Throws `Interrupted` when a signal has arrived.
     void ThrowIfArrived() const;
 
+    /// Waits until `input` can be read, or has ended. Throws `Interrupted` when a signal arrives.
+    void WaitForInput(int input) const;
+
     /// Ends the process by the signal itself, so that a calling shell knows and stops too.
     [[noreturn]] static void EndProcess(int signalNumber);
 

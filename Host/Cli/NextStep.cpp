@@ -1,6 +1,6 @@
 #include "Cli/NextStep.h"
 
-#include "Cli/Facts.h"
+#include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
 
 namespace Zel::Host::Cli
@@ -23,8 +23,8 @@ String DescribeWhileInstalling(const ComponentState& state)
     }
     if (state.IsWaiting())
     {
-        return Format("The installation starts by itself at {0}; 'zelupdate status' shows how it goes.",
-                      Facts::ToTime(state.nextStart));
+        return Format("The installation starts by itself at {0}; 'zelupdate cancel' calls it off.",
+                      ToTimeText(state.nextStart));
     }
     return "The installation goes on by itself and ends with a restart; 'zelupdate status' shows how it "
            "goes.";

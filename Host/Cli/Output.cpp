@@ -1,14 +1,18 @@
 #include "Cli/Output.h"
 
-#include "Cli/Facts.h"
 #include "Cli/Printable.h"
+#include "Cli/TableText.h"
+#include "Zel/System/Core/Format.h"
 
 #include <nlohmann/json.hpp>
+
+#include <utility>
 
 namespace Zel::Host::Cli
 {
 
 using Json = nlohmann::ordered_json;
+using System::Core::Format;
 
 namespace
 {
@@ -25,23 +29,71 @@ int ToProcessStatus(const Report& report)
     return report.signalNumber != 0 ? 128 + report.signalNumber : static_cast<int>(report.exitCode);
 }
 
+Json ToJson(const FactValue& value)
+{
+    return std::visit(
+        [](const auto& held) -> Json
+        {
+            if constexpr (std::is_same_v<std::decay_t<decltype(held)>, std::monostate>)
+            {
+                return nullptr;
+            }
+            else
+            {
+                return held;
+            }
+        },
+        value);
+}
+
+Json ToJson(const Table& table)
+{
+    Json rows = Json::array();
+    for (const TableRow& row : table.rows)
+    {
+        Json object = Json::object();
+        for (std::size_t index = 0; index < table.columns.size(); ++index)
+        {
+            object[table.columns[index].name] = ToJson(row.cells.at(index));
+        }
+        for (const Table& details : row.details)
+        {
+            object[details.name] = ToJson(details);
+        }
+        rows.push_back(std::move(object));
+    }
+    return rows;
+}
+
 Json ToJson(const Report& report, const String& command)
 {
     const auto textOrNull = [](const String& text) { return text.empty() ? Json(nullptr) : Json(text); };
     Json object;
     object["schema"] = SchemaNumber;
-    object["command"] = command;
+    object["command"] = textOrNull(command);
     object["exitCode"] = ToProcessStatus(report);
     object["outcome"] = report.outcome;
-    object["component"] = report.component ? Json(report.component->id) : Json(nullptr);
-    if (report.component)
+    object["component"] = textOrNull(report.component);
+    for (const Fact& fact : report.facts)
     {
-        Facts::AddTo(object, *report.component, report.facts);
+        for (const NamedValue& value : fact.values)
+        {
+            object[Json::json_pointer(value.pointer)] = ToJson(value.value);
+        }
+    }
+    for (const Table& table : report.tables)
+    {
+        object[table.name] = ToJson(table);
     }
     object["summary"] = textOrNull(report.summary);
     object["error"] = textOrNull(report.errorName);
     object["next"] = textOrNull(report.next);
     return object;
+}
+
+bool IsFailure(const Report& report)
+{
+    return report.exitCode != ExitCode::Done && report.exitCode != ExitCode::RestartNeeded;
 }
 
 void WriteSentences(std::ostream& stream, const String& summary, const String& next)
@@ -59,46 +111,86 @@ void WriteSentences(std::ostream& stream, const String& summary, const String& n
 
 } // namespace
 
-Output::Output(std::ostream& out, std::ostream& err, bool json) : out(out), err(err), json(json) {}
+Output::Output(std::ostream& out, std::ostream& err, OutputStyle style, String command)
+    : out(out), err(err), style(style), command(std::move(command))
+{
+}
 
 void Output::WriteLine(const String& text)
 {
-    if (!json)
+    if (ShowsProgress())
     {
         out << Printable(text) << std::endl;
     }
 }
 
-void Output::Write(const Report& report, const String& command)
+void Output::Write(const Report& report)
 {
-    if (json)
+    if (style.json)
     {
-        // Texts from the bus are valid UTF-8, file names need not be; ASCII alone cannot steer a terminal.
-        const auto handler = Json::error_handler_t::replace;
-        out << ToJson(report, command).dump(NoIndent, ' ', true, handler) << std::endl;
+        WriteJson(report);
     }
-    const bool done = report.exitCode == ExitCode::Done;
-    if (!json && report.component)
+    else
     {
-        for (const String& line : Facts::ToLines(*report.component, report.facts))
-        {
-            out << line << '\n';
-        }
-        out << std::flush;
+        WriteLines(report);
     }
-    if (!done)
+    if (IsFailure(report))
     {
         WriteSentences(err, ProgramPrefix + report.summary, report.next);
     }
-    else if (!json)
+}
+
+void Output::WriteEvent(const Report& report)
+{
+    if (style.json)
+    {
+        WriteJson(report);
+        return;
+    }
+    std::vector<String> pieces;
+    for (const Fact& fact : report.facts)
+    {
+        const String text = fact.text.empty() ? "none" : fact.text;
+        pieces.push_back(fact.label.empty() ? text : Format("{0}: {1}", fact.label, text));
+    }
+    if (!report.summary.empty())
+    {
+        pieces.push_back(report.summary);
+    }
+    out << Printable(Join(pieces, "; ")) << std::endl;
+}
+
+void Output::WriteQuestion(const String& text)
+{
+    err << Printable(text) << ' ' << std::flush;
+}
+
+void Output::WriteJson(const Report& report)
+{
+    // Texts from the bus are valid UTF-8, file names need not be; ASCII alone cannot steer a terminal.
+    const auto handler = Json::error_handler_t::replace;
+    out << ToJson(report, command).dump(NoIndent, ' ', true, handler) << std::endl;
+}
+
+void Output::WriteLines(const Report& report)
+{
+    for (const Fact& fact : report.facts)
+    {
+        const String shown = fact.text.empty() ? "none" : Printable(fact.text);
+        out << Format("{0:<19}{1}\n", fact.label + ":", shown);
+    }
+    for (const Table& table : report.tables)
+    {
+        for (const String& line : ToTextLines(table))
+        {
+            out << line << '\n';
+        }
+    }
+    out << std::flush;
+    if (!IsFailure(report) && !style.quiet)
     {
         WriteSentences(out, report.summary, report.next);
     }
-}
-
-void Output::WriteUsageError(const String& text)
-{
-    err << ProgramPrefix << Printable(text) << std::endl;
 }
 
 } // namespace Zel::Host::Cli

@@ -4,6 +4,8 @@
 #include "Cli/ProgressBar.h"
 #include "Zel/System/Core/Format.h"
 
+#include <utility>
+
 namespace Zel::Host::Cli
 {
 
@@ -17,8 +19,8 @@ const String ClearToLineEnd = "\x1B[K";
 
 } // namespace
 
-ProgressView::ProgressView(std::ostream& out, const Terminal& terminal, bool quiet)
-    : out(out), terminal(terminal), quiet(quiet)
+ProgressView::ProgressView(std::ostream& out, const Terminal& terminal, bool quiet, InstallationClock clock)
+    : out(out), terminal(terminal), quiet(quiet), clock(std::move(clock))
 {
 }
 
@@ -32,6 +34,10 @@ void ProgressView::Show(const ComponentState& state)
     if (quiet || state.state != ComponentState::Installing)
     {
         return;
+    }
+    if (!state.IsWaiting())
+    {
+        clock.Start();
     }
     if (terminal.interactive)
     {
@@ -58,11 +64,18 @@ void ProgressView::Draw(const ComponentState& state)
     // One column stays free: a character in the last one makes some terminals begin a new line.
     const std::size_t width = terminal.width > 1 ? terminal.width - 1 : 1;
     const String text = Printable(state.GetShownMessage());
+    const String timed = Format("{0}  {1}", DescribeTime(state), text);
     const String line = state.IsWaiting()
                             ? FitColumns(text, width)
-                            : ProgressBar::Render(state.GetShownPercent(), text, width, terminal.colour);
+                            : ProgressBar::Render(state.GetShownPercent(), timed, width, terminal.colour);
     out << ToLineStart << line << ClearToLineEnd << std::flush;
     lineOpen = true;
+}
+
+String ProgressView::DescribeTime(const ComponentState& state) const
+{
+    // What is left then is the restart, of which the past tells nothing.
+    return clock.Describe(state.GetShownPercent() < 100);
 }
 
 void ProgressView::WriteLine(const ComponentState& state)
@@ -81,7 +94,8 @@ void ProgressView::WriteLine(const ComponentState& state)
     const bool newText = !text.empty() && text != lastMessage;
     if (newText || percent / 10 > lastTens)
     {
-        out << Format("{0:3d} %{1}{2}", percent, text.empty() ? "" : " ", text) << std::endl;
+        out << Format("{0:3d} %{1}{2} ({3})", percent, text.empty() ? "" : " ", text, DescribeTime(state))
+            << std::endl;
         lastMessage = text;
         lastTens = percent / 10;
     }

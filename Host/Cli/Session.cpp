@@ -1,6 +1,7 @@
 #include "Cli/Session.h"
 
-#include "Cli/CommandError.h"
+#include "Cli/BusError.h"
+#include "Cli/Question.h"
 #include "Zel/System/Core/Format.h"
 
 #include <algorithm>
@@ -11,49 +12,82 @@ namespace Zel::Host::Cli
 
 using System::Core::Format;
 
-namespace
+Session::Session(const Arguments& arguments, Output& output, const Terminal& terminal)
+    : arguments(arguments), output(output), terminal(terminal)
 {
+}
 
-/// Returns the only component's ID, or the one of the list that `wanted` names in any letter case.
-const String& Choose(const std::vector<String>& components, const std::optional<String>& wanted)
+BusClient& Session::GetClient()
+{
+    if (!client)
+    {
+        client.emplace(interrupts, terminal.canAsk);
+    }
+    return *client;
+}
+
+BusClient& Session::Connect()
+{
+    BusClient& connected = GetClient();
+    const std::vector<String> chosen = Choose(connected.ReadService().components);
+    if (chosen.size() > 1)
+    {
+        throw CommandError(ExitCode::Usage, "there are several components: choose one with --component: '" +
+                                                Join(chosen, "', '") + "'");
+    }
+    connected.Select(chosen.front());
+    return connected;
+}
+
+BusClient& Session::Await(BusClient::Clock::time_point deadline)
+{
+    const auto limit = BusClient::Clock::now() + LongestAbsence;
+    while (true)
+    {
+        try
+        {
+            return Connect();
+        }
+        catch (const BusError& error)
+        {
+            if (!error.IsAbsence() || BusClient::Clock::now() >= limit)
+            {
+                throw;
+            }
+        }
+        if (!GetClient().WaitForService(std::min(deadline, limit)) && deadline <= limit)
+        {
+            throw CommandError(ExitCode::TimedOut, "the time to wait is over, and the service is not there",
+                               "'zelupdate wait' waits again.");
+        }
+    }
+}
+
+std::vector<String> Session::Choose(const std::vector<String>& components) const
 {
     if (components.empty())
     {
         throw CommandError(ExitCode::NotFound, "the service has no component that could be updated",
                            "'journalctl -u zel-updated' tells why.");
     }
-    const String list = "'" + Join(components, "', '") + "'";
-    if (!wanted && components.size() > 1)
+    if (!arguments.component)
     {
-        throw CommandError(ExitCode::Usage,
-                           "there are several components: choose one with --component: " + list);
+        return components;
     }
     const auto found = std::find_if(components.begin(), components.end(),
-                                    [&wanted](const String& component)
-                                    { return !wanted || ToLower(component) == ToLower(*wanted); });
+                                    [this](const String& component)
+                                    { return ToLower(component) == ToLower(*arguments.component); });
     if (found == components.end())
     {
-        throw CommandError(ExitCode::NotFound, Format("there is no component '{0}'", *wanted),
-                           "The service has " + list + ".");
+        throw CommandError(ExitCode::NotFound, Format("there is no component '{0}'", *arguments.component),
+                           "The service has '" + Join(components, "', '") + "'.");
     }
-    return *found;
+    return {*found};
 }
 
-} // namespace
-
-Session::Session(const Arguments& arguments, Output& output, const Terminal& terminal)
-    : arguments(arguments), output(output), terminal(terminal)
+bool Session::Confirm(const String& question)
 {
-}
-
-BusClient& Session::Connect()
-{
-    if (!client)
-    {
-        client.emplace(interrupts);
-        client->Select(Choose(client->ReadComponents(), arguments.component));
-    }
-    return *client;
+    return arguments.yes || !terminal.canAsk || AskOperator(output, interrupts, question);
 }
 
 } // namespace Zel::Host::Cli

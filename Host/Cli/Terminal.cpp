@@ -26,6 +26,7 @@ Terminal Terminal::Detect()
     const std::string_view kind = GetVariable("TERM");
     Terminal terminal;
     terminal.interactive = isatty(STDOUT_FILENO) == 1 && !kind.empty() && kind != "dumb";
+    terminal.canAsk = isatty(STDIN_FILENO) == 1 && isatty(STDERR_FILENO) == 1;
     terminal.colour = terminal.interactive && GetVariable("NO_COLOR").empty();
     terminal.RefreshWidth();
     return terminal;

@@ -31,9 +31,26 @@ String ToText(DBusMessageIter& iter)
     const int type = dbus_message_iter_get_arg_type(&iter);
     if (const auto marks = Marks.find(type); marks != Marks.end())
     {
-        DBusMessageIter content{};
-        dbus_message_iter_recurse(&iter, &content);
-        return marks->second[0] + Join(ToTexts(content), marks->second[1]) + marks->second[2];
+    case DBUS_TYPE_STRING:
+        return BasicValue(iter).str;
+    case DBUS_TYPE_BOOLEAN:
+        return BasicValue(iter).bool_val ? "true" : "false";
+    case DBUS_TYPE_INT32:
+        return std::to_string(BasicValue(iter).i32);
+    case DBUS_TYPE_UINT32:
+        return std::to_string(BasicValue(iter).u32);
+    case DBUS_TYPE_UINT64:
+        return std::to_string(BasicValue(iter).u64);
+    case DBUS_TYPE_ARRAY:
+        return ContentText(iter, "[", ", ", "]");
+    case DBUS_TYPE_STRUCT:
+        return ContentText(iter, "(", ", ", ")");
+    case DBUS_TYPE_DICT_ENTRY:
+        return ContentText(iter, "{", "=", "}");
+    case DBUS_TYPE_VARIANT:
+        return ContentText(iter, "", "", "");
+    default:
+        return "?";
     }
     DBusBasicValue value{};
     dbus_message_iter_get_basic(&iter, &value);

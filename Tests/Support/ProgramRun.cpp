@@ -3,11 +3,11 @@
 #include "Zel/Exception.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -20,49 +20,69 @@ namespace Zel::Tests::Support
 namespace
 {
 
-using Clock = std::chrono::steady_clock;
-
-constexpr std::chrono::seconds Limit{30};
-
-int Check(int result, const char* action)
+int Check(ssize_t result, const char* action)
 {
     if (result < 0)
     {
         throw Exception(String("Failed to ") + action + ": errno " + std::to_string(errno));
     }
-    return result;
+    return static_cast<int>(result);
 }
 
 std::vector<char*> ToPointers(std::vector<String>& texts)
 {
     std::vector<char*> pointers;
-    std::transform(texts.begin(), texts.end(), std::back_inserter(pointers),
-                   [](String& text) { return text.data(); });
+    for (String& text : texts)
+    {
+        pointers.push_back(text.data());
+    }
     pointers.push_back(nullptr);
     return pointers;
 }
 
-[[noreturn]] void Execute(const std::vector<char*>& arguments, const std::vector<char*>& environment)
+/// The two ends of a pipe.
+struct Pipe
 {
-    execve(arguments.front(), arguments.data(), environment.data());
-    _exit(127);
-}
+    Pipe() { Check(pipe2(ends.data(), O_CLOEXEC), "make a pipe"); }
+
+    std::array<int, 2> ends{};
+};
 
 } // namespace
 
-ProgramRun::ProgramRun(const std::vector<String>& arguments, Output output,
-                       const std::vector<String>& environment)
+ProgramRun::ProgramRun(std::vector<String> arguments, Output output, std::vector<String> environment,
+                       const String& input)
 {
-    std::vector<String> argumentTexts = arguments;
-    std::vector<String> variables = environment;
     for (char** variable = environ; *variable != nullptr; ++variable)
     {
-        variables.emplace_back(*variable);
+        environment.emplace_back(*variable);
     }
-    const std::vector<char*> argumentPointers = ToPointers(argumentTexts);
-    const std::vector<char*> variablePointers = ToPointers(variables);
-    output == Output::Terminal ? StartOnTerminal(argumentPointers, variablePointers)
-                               : StartOnPipes(argumentPointers, variablePointers);
+    const std::vector<char*> argumentPointers = ToPointers(arguments);
+    const std::vector<char*> variablePointers = ToPointers(environment);
+    const Pipe inPipe;
+    const Pipe outPipe;
+    const Pipe errPipe;
+    const winsize size{24, 60, 0, 0};
+    int terminal = -1;
+    process =
+        Check(output == Output::Terminal ? forkpty(&terminal, nullptr, nullptr, &size) : fork(), "fork");
+    if (process == 0)
+    {
+        if (output == Output::Pipes)
+        {
+            dup2(inPipe.ends[0], STDIN_FILENO);
+            dup2(outPipe.ends[1], STDOUT_FILENO);
+            dup2(errPipe.ends[1], STDERR_FILENO);
+        }
+        execve(argumentPointers.front(), argumentPointers.data(), variablePointers.data());
+        _exit(127);
+    }
+    Check(write(inPipe.ends[1], input.data(), input.size()), "fill a pipe");
+    for (const int end : {inPipe.ends[0], inPipe.ends[1], outPipe.ends[1], errPipe.ends[1]})
+    {
+        close(end);
+    }
+    streams = {{terminal, &out}, {outPipe.ends[0], &out}, {errPipe.ends[0], &err}};
 }
 
 ProgramRun::~ProgramRun()
@@ -78,41 +98,14 @@ ProgramRun::~ProgramRun()
     }
 }
 
-void ProgramRun::StartOnPipes(const std::vector<char*>& arguments, const std::vector<char*>& environment)
+void ProgramRun::When(const String& text, std::function<void()> action)
 {
-    std::array<int, 2> outPipe{};
-    std::array<int, 2> errPipe{};
-    Check(pipe2(outPipe.data(), O_CLOEXEC), "make a pipe");
-    Check(pipe2(errPipe.data(), O_CLOEXEC), "make a pipe");
-    process = Check(fork(), "fork");
-    if (process == 0)
-    {
-        dup2(outPipe[1], STDOUT_FILENO);
-        dup2(errPipe[1], STDERR_FILENO);
-        Execute(arguments, environment);
-    }
-    close(outPipe[1]);
-    close(errPipe[1]);
-    streams = {{outPipe[0], &out}, {errPipe[0], &err}};
+    actions.emplace_back(text, std::move(action));
 }
 
-void ProgramRun::StartOnTerminal(const std::vector<char*>& arguments, const std::vector<char*>& environment)
+void ProgramRun::Type(const String& text) const
 {
-    winsize size{};
-    size.ws_col = 60;
-    size.ws_row = 24;
-    int terminal = -1;
-    process = Check(forkpty(&terminal, nullptr, nullptr, &size), "fork on a terminal");
-    if (process == 0)
-    {
-        Execute(arguments, environment);
-    }
-    streams.push_back({terminal, &out});
-}
-
-void ProgramRun::When(String text, std::function<void()> action)
-{
-    actions.push_back({std::move(text), std::move(action)});
+    Check(write(streams.front().descriptor, text.data(), text.size()), "type");
 }
 
 void ProgramRun::Signal(int signalNumber) const
@@ -120,65 +113,62 @@ void ProgramRun::Signal(int signalNumber) const
     Check(kill(process, signalNumber), "send a signal");
 }
 
-void ProgramRun::Finish(const std::function<pollfd()>& server, const std::function<void()>& serve)
+void ProgramRun::Finish(const std::function<void()>& proceed)
 {
-    const auto deadline = Clock::now() + Limit;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    std::erase_if(streams, [](const Stream& stream) { return stream.descriptor < 0; });
     while (!streams.empty())
     {
-        std::vector<pollfd> inputs = {server()};
-        for (const Stream& stream : streams)
+        ReadOnce();
+        for (auto& [text, action] : actions)
         {
-            inputs.push_back({stream.descriptor, POLLIN, 0});
+            if (action && out.find(text) != String::npos)
+            {
+                std::exchange(action, nullptr)();
+            }
         }
-        poll(inputs.data(), inputs.size(), 1000);
-        for (std::size_t index = streams.size(); index-- > 0;)
+        if (proceed)
         {
-            Read(streams[index], inputs[index + 1].revents);
+            proceed();
         }
-        std::erase_if(streams, [](const Stream& stream) { return stream.descriptor < 0; });
-        serve();
-        RunActions();
-        if (Clock::now() > deadline)
+        if (std::chrono::steady_clock::now() > deadline)
         {
             throw Exception("The program does not end. It wrote:\n" + out + err);
         }
     }
-    Wait();
-}
-
-void ProgramRun::Read(Stream& stream, short events)
-{
-    std::array<char, 4096> buffer{};
-    if (events == 0)
-    {
-        return;
-    }
-    // A terminal whose other end is closed gives an error instead of the end.
-    const ssize_t count = read(stream.descriptor, buffer.data(), buffer.size());
-    if (count <= 0)
-    {
-        close(std::exchange(stream.descriptor, -1));
-        return;
-    }
-    stream.text->append(buffer.data(), static_cast<std::size_t>(count));
-}
-
-void ProgramRun::RunActions()
-{
-    for (Action& candidate : actions)
-    {
-        if (candidate.action && out.find(candidate.text) != String::npos)
-        {
-            std::exchange(candidate.action, nullptr)();
-        }
-    }
-}
-
-void ProgramRun::Wait()
-{
     int result = 0;
     Check(waitpid(std::exchange(process, -1), &result, 0), "wait for the program");
     status = WIFSIGNALED(result) ? 128 + WTERMSIG(result) : WEXITSTATUS(result);
+}
+
+void ProgramRun::ReadOnce()
+{
+    std::vector<pollfd> inputs;
+    for (const Stream& stream : streams)
+    {
+        inputs.push_back({stream.descriptor, POLLIN, 0});
+    }
+    poll(inputs.data(), inputs.size(), 1000);
+    for (std::size_t index = 0; index < inputs.size(); ++index)
+    {
+        if (inputs[index].revents != 0)
+        {
+            Read(streams[index]);
+        }
+    }
+    std::erase_if(streams, [](const Stream& stream) { return stream.descriptor < 0; });
+}
+
+void ProgramRun::Read(Stream& stream) const
+{
+    std::array<char, 4096> buffer{};
+    const ssize_t count = read(stream.descriptor, buffer.data(), buffer.size());
+    stream.text->append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    // A terminal whose other end is closed gives an error instead of the end.
+    if (count <= 0)
+    {
+        close(std::exchange(stream.descriptor, -1));
+    }
 }
 
 } // namespace Zel::Tests::Support

@@ -2,7 +2,6 @@
 
 #include "Zel/String.h"
 
-#include <poll.h>
 #include <sys/types.h>
 
 #include <functional>
@@ -18,26 +17,30 @@ public:
     enum class Output
     {
         Pipes,
-        /// One pseudo terminal of 60 columns for both streams, kept in `GetOut`.
+        /// One pseudo terminal of 60 columns for all three streams; what is written is kept in `GetOut`.
         Terminal
     };
 
-    /// Starts `arguments[0]`; `environment` adds "NAME=value" to the process's own. Throws `Exception`.
-    explicit ProgramRun(const std::vector<String>& arguments, Output output = Output::Pipes,
-                        const std::vector<String>& environment = {});
+    /// Starts `arguments[0]`; `environment` adds "NAME=value" to the process's own. `input`, at most 64 KiB,
+    /// is what it can read where it has no terminal. Throws `Exception`.
+    explicit ProgramRun(std::vector<String> arguments, Output output = Output::Pipes,
+                        std::vector<String> environment = {}, const String& input = {});
     /// Kills the program when it still runs.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
     /// Calls `action` once, as soon as standard output holds `text`.
-    void When(String text, std::function<void()> action);
+    void When(const String& text, std::function<void()> action);
+
+    /// Types on the terminal.
+    void Type(const String& text) const;
 
     void Signal(int signalNumber) const;
 
-    /// Reads what the program writes until it has ended. `server` is polled meanwhile, and `serve` called
-    /// after each wait. Throws `Exception` with the output so far when that takes more than 30 s.
-    void Finish(const std::function<pollfd()>& server, const std::function<void()>& serve);
+    /// Reads what the program writes until it has ended; `proceed` is called after each piece. Throws
+    /// `Exception` with the output so far when that takes more than 30 s.
+    void Finish(const std::function<void()>& proceed = {});
 
     [[nodiscard]] const String& GetOut() const noexcept { return out; }
 
@@ -53,22 +56,13 @@ private:
         String* text;
     };
 
-    void StartOnPipes(const std::vector<char*>& arguments, const std::vector<char*>& environment);
-    void StartOnTerminal(const std::vector<char*>& arguments, const std::vector<char*>& environment);
-    void Read(Stream& stream, short events);
-    void RunActions();
-    void Wait();
-
-    struct Action
-    {
-        String text;
-        std::function<void()> action;
-    };
+    void Read(Stream& stream) const;
+    void ReadOnce();
 
     String out;
     String err;
     std::vector<Stream> streams;
-    std::vector<Action> actions;
+    std::vector<std::pair<String, std::function<void()>>> actions;
     pid_t process = -1;
     int status = -1;
 };

@@ -1,11 +1,13 @@
 #include "Support/ScriptedUpdateService.h"
 
-#include "Support/ComponentProperties.h"
-#include "Zel/Exception.h"
+#include "Support/PrivateBus.h"
 
+#include <dbus/dbus.h>
 #include <systemd/sd-bus.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <regex>
 #include <utility>
 
 namespace Zel::Tests::Support
@@ -14,206 +16,258 @@ namespace Zel::Tests::Support
 namespace
 {
 
-const char* const ServiceName = "zel.SoftwareUpdate1";
-const char* const ManagerPath = "/zel/SoftwareUpdate1";
-const char* const ComponentPrefix = "/zel/SoftwareUpdate1/component";
-const char* const ComponentInterface = "zel.SoftwareUpdate1.Component";
-const char* const PropertiesInterface = "org.freedesktop.DBus.Properties";
+using Json = ScriptedUpdateService::Json;
 
-using ComponentState = ScriptedUpdateService::ComponentState;
+const String ServiceName = "zel.SoftwareUpdate1";
+const String ManagerPath = "/zel/SoftwareUpdate1";
 
-struct MessageDeleter
+/// Reads them from the elements, and those of dictionaries from the comments: "size" (t, bytes).
+std::map<String, std::vector<String>> ReadTypes()
 {
-    void operator()(sd_bus_message* message) const noexcept { sd_bus_message_unref(message); }
-};
-
-using Message = std::unique_ptr<sd_bus_message, MessageDeleter>;
-
-int Check(int result)
-{
-    if (result < 0)
+    const String text = TemporaryFolder::Read(ZEL_BUS_DESCRIPTION);
+    const std::regex pattern(R"re(<(\w+) name="(\w+)"(?: type="([^"]+)")?(?: direction="(\w+)")?)re"
+                             R"re(|"(\w+)" \((a\(\w+\)|\w)[,:)])re");
+    std::map<String, std::vector<String>> types;
+    String method;
+    for (std::sregex_iterator found(text.begin(), text.end(), pattern), end; found != end; ++found)
     {
-        throw Exception("The scripted update service failed: errno " + std::to_string(-result));
+        const std::smatch& match = *found;
+        method = match[1] == "method" ? match[2].str() : method;
+        const String name =
+            match[1] == "arg" ? method + " " + match[4].str() : match[2].str() + match[5].str();
+        types[name].push_back(match[3].str() + match[6].str());
     }
-    return result;
+    return types;
 }
 
-Message NewChange(sd_bus* bus, const String& path, const std::vector<String>& names,
-                  const ComponentState& state)
+String GetPath(const String& id)
 {
-    sd_bus_message* signal = nullptr;
-    Check(sd_bus_message_new_signal(bus, &signal, path.c_str(), PropertiesInterface, "PropertiesChanged"));
-    Message result(signal);
-    Check(sd_bus_message_append(signal, "s", ComponentInterface));
-    ComponentProperties::Append(*signal, names, state);
-    return result;
+    char* encoded = nullptr;
+    sd_bus_path_encode((ManagerPath + "/component").c_str(), id.c_str(), &encoded);
+    const std::unique_ptr<char, decltype(&std::free)> path(encoded, &std::free);
+    return path.get();
+}
+
+String ReadFile(const BusMessage& call)
+{
+    int descriptor = -1;
+    dbus_message_get_args(call.Get(), nullptr, DBUS_TYPE_UNIX_FD, &descriptor, DBUS_TYPE_INVALID);
+    String content(100, '\0');
+    const ssize_t count = pread(descriptor, content.data(), content.size(), 0);
+    content.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    close(descriptor);
+    return content;
+}
+
+BusMessage NewDaemonCall(const String& member)
+{
+    return BusMessage::MethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, member)
+        .With([](BusWriter& writer) { writer.Text(ServiceName); });
 }
 
 } // namespace
 
-void ScriptedUpdateService::Deleter::operator()(sd_bus* opened) const noexcept
+ScriptedUpdateService::ScriptedUpdateService()
+    : types(ReadTypes()), peer(PrivateBus::OfProcess().GetAddress(), ServiceName,
+                               [this](const BusMessage& message) { OnMessage(message); })
 {
-    sd_bus_flush_close_unref(opened);
 }
 
-ScriptedUpdateService::ScriptedUpdateService(const std::vector<String>& ids) : ids(ids), bus(Open())
+void ScriptedUpdateService::On(const String& member, const Script& script)
 {
-    state.state = ComponentState::Idle;
-    Check(sd_bus_request_name(bus.get(), ServiceName, 0));
+    const std::lock_guard lock(mutex);
+    scripts[member] = script;
 }
 
-ScriptedUpdateService::~ScriptedUpdateService() = default;
-
-ScriptedUpdateService::Bus ScriptedUpdateService::Open()
+std::vector<String> ScriptedUpdateService::TakeCalls()
 {
-    sd_bus* opened = nullptr;
-    Check(sd_bus_open_system(&opened));
-    return Bus(opened);
+    const std::lock_guard lock(mutex);
+    return std::exchange(calls, {});
 }
 
-void ScriptedUpdateService::On(const String& member, Handler handler)
+void ScriptedUpdateService::Change(const Json& changes, bool valueless)
 {
-    handlers[member] = std::move(handler);
-}
-
-void ScriptedUpdateService::Reply(sd_bus_message& call)
-{
-    Check(sd_bus_reply_method_return(&call, ""));
-}
-
-void ScriptedUpdateService::ReplyText(sd_bus_message& call, const String& text)
-{
-    Check(sd_bus_reply_method_return(&call, "s", text.c_str()));
-}
-
-void ScriptedUpdateService::Refuse(sd_bus_message& call, const String& name, const String& text)
-{
-    const String full = "zel.SoftwareUpdate1.Error." + name;
-    const sd_bus_error error{full.c_str(), text.c_str(), 0};
-    Check(sd_bus_reply_method_error(&call, &error));
-}
-
-void ScriptedUpdateService::Change(const std::vector<String>& properties,
-                                   const std::function<void(ComponentState& state)>& change)
-{
-    change(state);
-    const Message signal = NewChange(bus.get(), GetPath(0), properties, state);
-    Check(sd_bus_message_append(signal.get(), "as", 0));
-    Check(sd_bus_send(bus.get(), signal.get(), nullptr));
-}
-
-void ScriptedUpdateService::Invalidate(const std::vector<String>& properties)
-{
-    const Message signal = NewChange(bus.get(), GetPath(0), {}, state);
-    Check(sd_bus_message_open_container(signal.get(), 'a', "s"));
-    for (const String& property : properties)
+    const std::lock_guard lock(mutex);
+    properties.update(changes);
+    Json names = Json::array();
+    for (const auto& [name, value] : changes.items())
     {
-        Check(sd_bus_message_append(signal.get(), "s", property.c_str()));
+        names.push_back(name);
     }
-    Check(sd_bus_message_close_container(signal.get()));
-    Check(sd_bus_send(bus.get(), signal.get(), nullptr));
+    peer.Send(valueless ? NewChange(Json::object(), names) : NewChange(changes, Json::array()));
 }
 
-void ScriptedUpdateService::Forge(const String& receiver) const
+void ScriptedUpdateService::Forge(const Json& forged)
 {
-    ComponentState forged = state;
-    forged.state = ComponentState::Failed;
-    forged.message = "forged";
-    const Bus stranger = Open();
-    const Message signal = NewChange(stranger.get(), GetPath(0), {"State", "Message"}, forged);
-    Check(sd_bus_message_append(signal.get(), "as", 0));
-    Check(sd_bus_send_to(stranger.get(), signal.get(), receiver.c_str(), nullptr));
-    // The bus has passed the signal on when it answers this.
-    Check(sd_bus_call_method(stranger.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                             "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""));
+    const std::lock_guard lock(mutex);
+    const BusMessage signal = NewChange(forged, Json::array());
+    dbus_message_set_destination(signal.Get(), lastCaller.c_str());
+    // Giving its name up at the end it waits until the bus has passed the signal on.
+    BusPeer(PrivateBus::OfProcess().GetAddress(), "zel.Stranger", [](const BusMessage& /*message*/) {})
+        .Send(signal);
 }
 
 void ScriptedUpdateService::Vanish()
 {
-    bus.reset();
+    const std::lock_guard lock(mutex);
+    present = false;
+    peer.Send(NewDaemonCall("ReleaseName"));
 }
 
-pollfd ScriptedUpdateService::GetPollDescriptor() const
+void ScriptedUpdateService::Appear()
 {
-    return {bus ? sd_bus_get_fd(bus.get()) : -1, POLLIN, 0};
+    const std::lock_guard lock(mutex);
+    present = true;
+    const BusMessage call = NewDaemonCall("RequestName");
+    const dbus_uint32_t flags = 0;
+    dbus_message_append_args(call.Get(), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
+    peer.Send(call);
 }
 
-void ScriptedUpdateService::Serve()
+void ScriptedUpdateService::OnMessage(const BusMessage& message)
 {
-    while (bus)
+    const std::lock_guard lock(mutex);
+    if (present && message.IsMethodCall())
     {
-        sd_bus_message* received = nullptr;
-        const int result = Check(sd_bus_process(bus.get(), &received));
-        const Message message(received);
-        if (message && sd_bus_message_is_method_call(message.get(), nullptr, nullptr) > 0)
+        lastCaller = dbus_message_get_sender(message.Get());
+        message.GetMember() == "GetAll" ? AnswerGetAll(message) : Carry(message);
+    }
+}
+
+void ScriptedUpdateService::Carry(const BusMessage& call)
+{
+    std::vector<String> words = call.GetArguments();
+    if (call.GetSignature().starts_with("h"))
+    {
+        words.front() = ReadFile(call);
+    }
+    words.insert(words.begin(), call.GetMember());
+    calls.push_back(Join(words, " "));
+    const auto inputs = types.find(call.GetMember() + " in");
+    const bool fits = call.GetSignature() == (inputs != types.end() ? Join(inputs->second, "") : "");
+    const auto script = scripts.find(call.GetMember());
+    const bool known = fits && script != scripts.end();
+    Follow(known ? script->second : Script{Refuses(DBUS_ERROR_UNKNOWN_METHOD, "unknown method")}, call);
+}
+
+void ScriptedUpdateService::AnswerGetAll(const BusMessage& call)
+{
+    const String path = dbus_message_get_path(call.Get());
+    Json values = {{"Version", "0.1.0"}, {"Modules", {"RaucUpdater"}}, {"Components", Json::array()}};
+    for (const String& id : ids)
+    {
+        values["Components"].push_back(GetPath(id));
+        if (path == GetPath(id))
         {
-            Answer(*message);
+            values = properties;
+            values["Id"] = id;
+            break;
         }
-        if (result == 0)
+    }
+    peer.Send(call.Return().With([&](BusWriter& writer) { Write(writer, "a{sv}", values); }));
+    Follow(path == ManagerPath ? Script() : std::exchange(scripts["GetAll"], {}), call);
+}
+
+void ScriptedUpdateService::Follow(const Script& script, const BusMessage& call)
+{
+    for (const Json& step : script)
+    {
+        const String kind = step.begin().key();
+        const Json& value = step.begin().value();
+        const auto writeOutputs = [&](BusWriter& writer)
         {
-            return;
+            for (std::size_t index = 0; index < value.size(); ++index)
+            {
+                Write(writer, GetType(call.GetMember() + " out", index), value.at(index));
+            }
+        };
+        if (kind == "answer")
+        {
+            peer.Send(call.Return().With(writeOutputs));
+        }
+        else if (kind == "refuse")
+        {
+            const String name = value.at(0);
+            const String prefix = name.find('.') == String::npos ? ServiceName + ".Error." : "";
+            peer.Send(call.Error(prefix + name, value.at(1)));
+        }
+        else if (kind == "change")
+        {
+            Change(value);
+        }
+        else if (kind == "then")
+        {
+            scripts["GetAll"] = value.get<Script>();
+        }
+        else if (kind == "appear")
+        {
+            Change(value);
+            Appear();
+        }
+        else
+        {
+            Vanish();
         }
     }
 }
 
-void ScriptedUpdateService::Answer(sd_bus_message& call)
+String ScriptedUpdateService::GetType(const String& name, std::size_t index) const
 {
-    if (sd_bus_message_is_method_call(&call, PropertiesInterface, "GetAll") > 0)
-    {
-        AnswerGetAll(call);
-        return;
-    }
-    const String member = sd_bus_message_get_member(&call);
-    calls.push_back(member);
-    if (const auto handler = handlers.find(member); handler != handlers.end())
-    {
-        handler->second(call);
-        return;
-    }
-    Check(
-        sd_bus_reply_method_errorf(&call, SD_BUS_ERROR_UNKNOWN_METHOD, "unknown method %s", member.c_str()));
+    const auto type = types.find(name);
+    return type != types.end() ? type->second.at(index) : "s";
 }
 
-void ScriptedUpdateService::AnswerGetAll(sd_bus_message& call)
+void ScriptedUpdateService::Write(BusWriter& writer, const String& signature, const Json& value) const
 {
-    sd_bus_message* created = nullptr;
-    Check(sd_bus_message_new_method_return(&call, &created));
-    const Message reply(created);
-    const String path = sd_bus_message_get_path(&call);
-    if (path == ManagerPath)
+    const String element = signature.substr(1);
+    const auto write = [&](BusWriter& content)
     {
-        Check(sd_bus_message_open_container(created, 'a', "{sv}"));
-        Check(sd_bus_message_append(created, "{sv}", "Version", "s", "0.1.0"));
-        Check(sd_bus_message_open_container(created, 'e', "sv"));
-        Check(sd_bus_message_append(created, "s", "Components"));
-        Check(sd_bus_message_open_container(created, 'v', "ao"));
-        Check(sd_bus_message_open_container(created, 'a', "o"));
-        for (std::size_t index = 0; index < ids.size(); ++index)
+        for (const auto& [key, member] : value.items())
         {
-            Check(sd_bus_message_append(created, "o", GetPath(index).c_str()));
+            const String type = value.is_object()          ? GetType(key)
+                                : signature.front() == 'a' ? element
+                                                           : element.substr(std::stoul(key), 1);
+            const auto writeMember = [&, &held = member](BusWriter& inner) { Write(inner, type, held); };
+            value.is_object() ? static_cast<void>(content.Entry(key, type, writeMember))
+                              : writeMember(content);
         }
-        for (int level = 0; level < 4; ++level)
-        {
-            Check(sd_bus_message_close_container(created));
-        }
-    }
-    else
+    };
+    switch (signature.front())
     {
-        for (std::size_t index = 0; index < ids.size(); ++index)
-        {
-            state.id = path == GetPath(index) ? ids[index] : state.id;
-        }
-        ComponentProperties::Append(*created, ComponentProperties::GetNames(), state);
+    case 'a':
+        writer.Array(element, write);
+        break;
+    case '(':
+        writer.Struct(write);
+        break;
+    case 'b':
+        writer.Boolean(value);
+        break;
+    case 'i':
+        writer.Int32(value);
+        break;
+    case 't':
+        writer.Uint64(value);
+        break;
+    case 'o':
+        writer.ObjectPath(value);
+        break;
+    default:
+        writer.Text(value);
+        break;
     }
-    Check(sd_bus_send(bus.get(), created, nullptr));
 }
 
-String ScriptedUpdateService::GetPath(std::size_t index) const
+BusMessage ScriptedUpdateService::NewChange(const Json& changes, const Json& names) const
 {
-    char* encoded = nullptr;
-    Check(sd_bus_path_encode(ComponentPrefix, ids.at(index).c_str(), &encoded));
-    const std::unique_ptr<char, decltype(&std::free)> path(encoded, &std::free);
-    return path.get();
+    return BusMessage::Signal(GetPath(ids.front()), DBUS_INTERFACE_PROPERTIES, "PropertiesChanged")
+        .With(
+            [&](BusWriter& writer)
+            {
+                writer.Text(ServiceName + ".Component");
+                Write(writer, "a{sv}", changes);
+                Write(writer, "as", names);
+            });
 }
 
 } // namespace Zel::Tests::Support

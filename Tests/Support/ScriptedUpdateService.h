@@ -1,85 +1,85 @@
 #pragma once
 
-#include "Cli/ComponentState.h"
+#include "Support/BusPeer.h"
 
 #include "Zel/String.h"
 
-#include <poll.h>
+#include <nlohmann/json.hpp>
 
-#include <functional>
 #include <map>
-#include <memory>
+#include <mutex>
+#include <utility>
 #include <vector>
-
-struct sd_bus;
-struct sd_bus_message;
 
 namespace Zel::Tests::Support
 {
 
-/// The update service's bus interface by a script, without anything behind it. Served by the test's own
-/// thread: nothing happens outside of `Serve`.
+/// The update service's bus interface by a script, without anything behind it, on a thread of its own. Its
+/// types are those of the interface's description; a call of other types is refused.
 class ScriptedUpdateService
 {
 public:
-    using ComponentState = Host::Cli::ComponentState;
-    /// Answers a call of a component, with `Reply` or `Refuse`, or not at all.
-    using Handler = std::function<void(sd_bus_message& call)>;
+    using Json = nlohmann::json;
+    using Script = std::vector<Json>;
 
-    /// Owns the service's name on the process's system bus, with components of these IDs. Throws `Exception`.
-    explicit ScriptedUpdateService(const std::vector<String>& ids = {"Controller 750"});
-    ~ScriptedUpdateService();
-    ScriptedUpdateService(const ScriptedUpdateService&) = delete;
-    ScriptedUpdateService& operator=(const ScriptedUpdateService&) = delete;
+    /// Owns the service's name on the process's bus, with one component. Throws `Exception`.
+    ScriptedUpdateService();
 
-    /// The state of every component. Change it before the program runs, or by `Change`.
-    ComponentState state;
+    /// Sets the IDs of the components.
+    void SetIds(std::vector<String> values) { ids = std::move(values); }
 
-    /// What is done for the calls of a method, which are refused as unknown without it.
-    void On(const String& member, Handler handler);
+    /// What is done for each call of a method, which is refused as unknown without it; for "GetAll", after
+    /// the next answer about a component's properties.
+    void On(const String& member, const Script& script);
 
-    /// The methods of components that were called, reading aside, in order.
-    [[nodiscard]] const std::vector<String>& GetCalls() const noexcept { return calls; }
+    /// Steps of scripts: answers with the method's outputs; refuses with an error (of the service where it
+    /// has no dot); sets and announces properties; leaves the bus, as a service does whose device restarts;
+    /// is back, with properties that changed meanwhile.
+    static Json Answers(const std::vector<Json>& outputs = {}) { return {{"answer", outputs}}; }
 
-    void Reply(sd_bus_message& call);
-    void ReplyText(sd_bus_message& call, const String& text);
-    /// `name` lacks the prefix of the service's errors.
-    void Refuse(sd_bus_message& call, const String& name, const String& text);
+    static Json Refuses(const String& name, const String& text) { return {{"refuse", {name, text}}}; }
 
-    /// Changes the state and announces the properties named.
-    void Change(const std::vector<String>& properties,
-                const std::function<void(ComponentState& state)>& change);
+    static Json Changes(const Json& changes) { return {{"change", changes}}; }
 
-    /// Announces them without their values.
-    void Invalidate(const std::vector<String>& properties);
+    static Json Vanishes() { return {{"vanish", true}}; }
 
-    /// Announces the state "failed" and a message to `receiver` alone, as a stranger would: from another
-    /// connection. Returns when the bus has passed it on.
-    void Forge(const String& receiver) const;
+    static Json Then(const Script& script) { return {{"then", script}}; }
 
-    /// Leaves the bus, as a service does whose device restarts.
+    static Json Appears(const Json& changes) { return {{"appear", changes}}; }
+
+    /// The calls of components with their arguments, reading properties aside, in order; since the last time.
+    /// A descriptor is the beginning of its file's content.
+    [[nodiscard]] std::vector<String> TakeCalls();
+
+    /// Sets properties of every component and announces them of the first, with `valueless` without their
+    /// values.
+    void Change(const Json& changes, bool valueless = false);
+
+    /// Announces properties to the last caller alone, as a stranger would: from another connection.
+    void Forge(const Json& forged);
+
     void Vanish();
-
-    [[nodiscard]] pollfd GetPollDescriptor() const;
-    void Serve();
+    void Appear();
 
 private:
-    struct Deleter
-    {
-        void operator()(sd_bus* bus) const noexcept;
-    };
+    void OnMessage(const BusMessage& message);
+    void AnswerGetAll(const BusMessage& call);
+    void Carry(const BusMessage& call);
+    void Follow(const Script& script, const BusMessage& call);
+    [[nodiscard]] String GetType(const String& name, std::size_t index = 0) const;
+    void Write(BusWriter& writer, const String& signature, const Json& value) const;
+    [[nodiscard]] BusMessage NewChange(const Json& changes, const Json& names) const;
 
-    using Bus = std::unique_ptr<sd_bus, Deleter>;
-
-    [[nodiscard]] static Bus Open();
-    void Answer(sd_bus_message& call);
-    void AnswerGetAll(sd_bus_message& call);
-    [[nodiscard]] String GetPath(std::size_t index) const;
-
-    std::vector<String> ids;
-    std::map<String, Handler> handlers;
+    std::vector<String> ids = {"Controller 750"};
+    /// The types of the description, by the names of values, and of methods with "in" and "out".
+    const std::map<String, std::vector<String>> types;
+    std::recursive_mutex mutex;
+    Json properties;
+    std::map<String, Script> scripts;
     std::vector<String> calls;
-    Bus bus;
+    String lastCaller;
+    bool present = true;
+    BusPeer peer;
 };
 
 } // namespace Zel::Tests::Support

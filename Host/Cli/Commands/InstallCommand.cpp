@@ -1,6 +1,7 @@
 #include "Cli/Commands/Verbs.h"
 
-#include "Cli/BundleFile.h"
+#include "Cli/Commands/Bundle.h"
+#include "Cli/Commands/ComponentReport.h"
 #include "Cli/Commands/Installation.h"
 #include "Cli/NextStep.h"
 #include "Zel/System/Core/Format.h"
@@ -28,16 +29,6 @@ void RefuseAfterFailure(const ComponentState& state)
     }
 }
 
-/// Returns the bundle's version.
-String Stage(Session& session, BusClient& client, const FileDescriptor& bundle)
-{
-    session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
-    const String version = client.Stage(bundle.Get());
-    client.Refresh();
-    session.GetOutput().WriteLine(Format("The bundle is verified: version {0}.", version));
-    return version;
-}
-
 Report ToInterrupted(const Interrupted& interrupted)
 {
     Report report;
@@ -49,6 +40,16 @@ Report ToInterrupted(const Interrupted& interrupted)
     return report;
 }
 
+/// Whether the operator wants it, where one is to be asked.
+bool Confirm(Session& session, const ComponentState& state, const String& target)
+{
+    const String version = Installation::Describe(target, session.GetArguments().fallback);
+    return session.Confirm(
+        state.currentVersion.empty()
+            ? Format("Install {0} and restart the device?", version)
+            : Format("Install {0} in place of {1} and restart the device?", version, state.currentVersion));
+}
+
 } // namespace
 
 Report RunInstall(Session& session)
@@ -56,7 +57,7 @@ Report RunInstall(Session& session)
     std::optional<FileDescriptor> bundle;
     if (session.GetArguments().file)
     {
-        bundle = OpenBundle(*session.GetArguments().file);
+        bundle = OpenBundle(session);
     }
     BusClient& client = session.Connect();
     const ComponentState& state = client.GetState();
@@ -66,8 +67,12 @@ Report RunInstall(Session& session)
     {
         if (bundle)
         {
-            target = Stage(session, client, *bundle);
+            target = StageBundle(session, client, *bundle);
             bundle.reset();
+        }
+        if (!Confirm(session, state, target))
+        {
+            return MakeReport(state, "declined", "not installed, as answered", ExitCode::Failed);
         }
     }
     catch (const Interrupted& interrupted)

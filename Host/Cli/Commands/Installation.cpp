@@ -1,9 +1,11 @@
 #include "Cli/Commands/Installation.h"
 
-#include "Cli/Facts.h"
-#include "Cli/NextStep.h"
+#include "Cli/Commands/ComponentReport.h"
+#include "Cli/Commands/Following.h"
+#include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
 
+#include <algorithm>
 #include <chrono>
 
 namespace Zel::Host::Cli
@@ -17,17 +19,29 @@ namespace
 /// A device that was told to restart stops its services long before that.
 constexpr std::chrono::minutes RestartLimit{3};
 
-String Describe(const String& target, bool fallback)
+/// Returns what is left now of the time that the arguments ask to wait for.
+std::chrono::milliseconds GetDelay(const Arguments& arguments)
 {
-    return target.empty() ? (fallback ? "the fallback version" : "the pending version") : "version " + target;
+    if (!arguments.start)
+    {
+        return arguments.delay;
+    }
+    const auto left = *arguments.start - std::chrono::system_clock::now();
+    return std::max(std::chrono::ceil<std::chrono::milliseconds>(left), std::chrono::milliseconds(0));
 }
 
 } // namespace
 
+String Installation::Describe(const String& target, bool fallback)
+{
+    return target.empty() ? (fallback ? "the fallback version" : "the pending version") : "version " + target;
+}
+
 Installation::Installation(Session& session, BusClient& client, const String& target)
-    : session(session), client(client),
-      view(session.GetOutput().GetStream(), session.GetTerminal(), session.GetOutput().IsJson()),
-      watch(client.GetState()), target(target), version(Describe(target, session.GetArguments().fallback))
+    : session(session), client(client), target(target),
+      version(Describe(target, session.GetArguments().fallback)),
+      reports(version, session.GetArguments().restartExitCode), watch(client.GetState()),
+      view(MakeView(session, client, session.GetArguments().fallback ? "fallback" : "install"))
 {
     client.SetChangeHandler([this](const ComponentState& state) { OnChange(state); });
 }
@@ -48,12 +62,12 @@ Report Installation::Run()
         }
         const bool ended = Follow();
         view.Finish();
-        return ended ? ToEnd() : ToNotRestarted();
+        return ended ? reports.ToEnd(watch, client.GetState()) : reports.ToNotRestarted(client.GetState());
     }
     catch (const Interrupted& interrupted)
     {
         view.Finish();
-        return ToInterrupted(interrupted);
+        return reports.ToInterrupted(watch, client.GetState(), interrupted);
     }
     catch (const BusError& error)
     {
@@ -69,32 +83,29 @@ Report Installation::Run()
 void Installation::OnChange(const ComponentState& state)
 {
     watch.Observe(state, accepted);
-    if (!session.GetArguments().noWait)
-    {
-        view.Show(state);
-    }
+    view.Show(state);
 }
 
 void Installation::Start()
 {
     const Arguments& arguments = session.GetArguments();
     session.GetOutput().WriteLine(Format("Installing {0} ...", version));
-    client.Install(target, arguments.fallback, arguments.delay);
+    client.Install(target, arguments.fallback, GetDelay(arguments));
     accepted = true;
     client.Refresh();
 }
 
 bool Installation::Follow()
 {
-    auto deadline = BusClient::Clock::time_point::max();
+    auto deadline = ClientConnection::Forever;
     while (watch.IsOpen())
     {
-        const bool restarting = watch.GetPhase() == InstallationPhase::Restarting;
-        if (restarting && deadline == BusClient::Clock::time_point::max())
+        const bool restarting = watch.GetStage() == InstallationStage::Restarting;
+        if (restarting && deadline == ClientConnection::Forever)
         {
             deadline = BusClient::Clock::now() + RestartLimit;
         }
-        if (!client.WaitForMessage(deadline))
+        if (!WaitAndShow(client, view, deadline))
         {
             return false;
         }
@@ -103,82 +114,27 @@ bool Installation::Follow()
     return true;
 }
 
-Report Installation::ToReport(ExitCode exitCode, const String& outcome, const String& summary) const
-{
-    Report report;
-    report.exitCode = exitCode;
-    report.outcome = outcome;
-    report.summary = summary;
-    report.next = DescribeNextStep(client.GetState());
-    report.component = client.GetState();
-    return report;
-}
-
 Report Installation::ToAccepted() const
 {
     const ComponentState& state = client.GetState();
     const String summary = state.IsWaiting()
                                ? Format("The installation of {0} is accepted and waits until {1}.", version,
-                                        Facts::ToTime(state.nextStart))
+                                        ToTimeText(state.nextStart))
                                : Format("The installation of {0} is accepted.", version);
-    return ToReport(ExitCode::Done, "accepted", summary);
-}
-
-Report Installation::ToRestarting() const
-{
-    return ToReport(ExitCode::Done, "restarting", Format("The device restarts into {0}.", version));
-}
-
-Report Installation::ToEnd() const
-{
-    const String because = watch.GetReason().empty() ? "" : ": " + watch.GetReason();
-    switch (watch.GetPhase())
-    {
-    case InstallationPhase::RestartByHand:
-        return ToReport(ExitCode::Failed, "restart-by-hand",
-                        Format("{0} is in place, but the device could not be restarted", version));
-    case InstallationPhase::Failed:
-        return ToReport(ExitCode::Failed, "failed",
-                        Format("the installation of {0} failed{1}", version, because));
-    case InstallationPhase::SwitchedBack:
-        return ToReport(ExitCode::SwitchedBack, "switched-back",
-                        Format("the device switched back{0}", because));
-    case InstallationPhase::Succeeded:
-        return ToReport(ExitCode::Done, "succeeded", Format("The installation of {0} succeeded.", version));
-    default:
-        return ToReport(ExitCode::Failed, "ended", Format("the installation of {0} was called off", version));
-    }
-}
-
-Report Installation::ToNotRestarted() const
-{
-    Report report = ToReport(ExitCode::Failed, "not-restarted",
-                             "the restart was ordered three minutes ago, but the device still runs");
-    report.next = "Restart the device by hand; after that 'zelupdate status' tells the verdict.";
-    return report;
-}
-
-Report Installation::ToInterrupted(const Interrupted& interrupted) const
-{
-    if (watch.GetPhase() == InstallationPhase::Restarting)
-    {
-        return ToRestarting();
-    }
-    Report report =
-        ToReport(ExitCode::Failed, "interrupted", "interrupted; the installation goes on without zelupdate");
-    report.signalNumber = interrupted.GetSignalNumber();
-    return report;
+    return MakeReport(state, "accepted", summary);
 }
 
 Report Installation::ToLost(const BusError& error) const
 {
-    if (watch.GetPhase() == InstallationPhase::Restarting)
+    if (watch.GetStage() == InstallationStage::Restarting)
     {
-        return ToRestarting();
+        return reports.ToRestarting(client.GetState());
     }
-    Report report = ToReport(error.GetExitCode(), "lost",
-                             Format("{0} while {1} was being installed", error.GetMessage(), version));
-    report.next = "'zelupdate status' tells how the installation stands when the service is back.";
+    Report report = MakeReport(client.GetState(), "lost",
+                               Format("{0} while {1} was being installed", error.GetMessage(), version),
+                               error.GetExitCode());
+    report.next =
+        "'zelupdate wait' waits for the service to come back, and tells how the installation stands.";
     report.errorName = error.GetShortName();
     return report;
 }

@@ -2,6 +2,7 @@
 
 #include "Cli/BusClient.h"
 #include "Cli/BusError.h"
+#include "Cli/Commands/InstallationReport.h"
 #include "Cli/InstallationWatch.h"
 #include "Cli/ProgressView.h"
 #include "Cli/Report.h"
@@ -27,27 +28,26 @@ public:
     /// Returns how it ended. Throws `BusError` when the service refuses.
     [[nodiscard]] Report Run();
 
+    /// Returns what is installed, for people.
+    [[nodiscard]] static String Describe(const String& target, bool fallback);
+
 private:
     void OnChange(const ComponentState& state);
     void Start();
     /// Waits for the end; returns false when the device does not restart although it was told to.
     [[nodiscard]] bool Follow();
-    [[nodiscard]] Report ToReport(ExitCode exitCode, const String& outcome, const String& summary) const;
     [[nodiscard]] Report ToAccepted() const;
-    [[nodiscard]] Report ToRestarting() const;
-    [[nodiscard]] Report ToEnd() const;
-    [[nodiscard]] Report ToNotRestarted() const;
-    [[nodiscard]] Report ToInterrupted(const Interrupted& interrupted) const;
     /// Returns what the loss of the service means.
     [[nodiscard]] Report ToLost(const BusError& error) const;
 
     Session& session;
     BusClient& client;
-    ProgressView view;
-    InstallationWatch watch;
     const String target;
     /// The version that is installed, for people.
     const String version;
+    const InstallationReport reports;
+    InstallationWatch watch;
+    ProgressView view;
     bool accepted = false;
 };
 

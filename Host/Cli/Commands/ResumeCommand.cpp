@@ -1,6 +1,6 @@
 #include "Cli/Commands/Verbs.h"
 
-#include "Cli/NextStep.h"
+#include "Cli/Commands/ComponentReport.h"
 
 namespace Zel::Host::Cli
 {
@@ -8,22 +8,14 @@ namespace Zel::Host::Cli
 Report RunResume(Session& session)
 {
     BusClient& client = session.Connect();
-    Report report;
     if (client.GetState().state == ComponentState::Idle)
     {
-        report.outcome = "nothing-to-do";
-        report.summary = "The last installation has not failed: there is nothing to resume.";
+        return MakeReport(client.GetState(), "nothing-to-do",
+                          "The last installation has not failed: there is nothing to resume.");
     }
-    else
-    {
-        client.Resume();
-        client.Refresh();
-        report.outcome = "resumed";
-        report.summary = "The failed state is left.";
-    }
-    report.component = client.GetState();
-    report.next = DescribeNextStep(*report.component);
-    return report;
+    client.Resume();
+    client.Refresh();
+    return MakeReport(client.GetState(), "resumed", "The failed state is left.");
 }
 
 } // namespace Zel::Host::Cli

@@ -1,7 +1,7 @@
 #include "Cli/Commands/Verbs.h"
 
 #include "Cli/BusError.h"
-#include "Cli/NextStep.h"
+#include "Cli/Commands/ComponentReport.h"
 
 namespace Zel::Host::Cli
 {
@@ -9,26 +9,25 @@ namespace Zel::Host::Cli
 namespace
 {
 
-Report ToRestarting(const ComponentState& state)
+Report ToRestarting(const ComponentState& state, bool restartExitCode)
 {
-    Report report;
-    report.outcome = "restarting";
-    report.summary =
-        "The device goes back to the version that the last installation started from, and restarts.";
+    Report report = MakeReport(
+        state, "restarting",
+        "The device goes back to the version that the last installation started from, and restarts.",
+        restartExitCode ? ExitCode::RestartNeeded : ExitCode::Done);
     report.next = "After the restart 'zelupdate status' tells that the device switched back, "
                   "and 'zelupdate resume' makes it ready for the next installation.";
-    report.component = state;
     return report;
 }
 
 Report ToNothingToDo(const ComponentState& state)
 {
-    Report report;
-    report.outcome = "nothing-to-do";
-    report.summary = "There is no installation to go back from.";
-    report.next = DescribeNextStep(state);
-    report.component = state;
-    return report;
+    return MakeReport(state, "nothing-to-do", "There is no installation to go back from.");
+}
+
+Report ToDeclined(const ComponentState& state)
+{
+    return MakeReport(state, "declined", "not reverted, as answered", ExitCode::Failed);
 }
 
 } // namespace
@@ -38,6 +37,11 @@ Report RunRevert(Session& session)
     BusClient& client = session.Connect();
     const ComponentState before = client.GetState();
     const bool alreadyInstalling = before.state == ComponentState::Installing;
+    const bool restartExitCode = session.GetArguments().restartExitCode;
+    if (!session.Confirm("Go back to the earlier version and restart the device?"))
+    {
+        return ToDeclined(before);
+    }
     bool accepted = false;
     try
     {
@@ -50,7 +54,7 @@ Report RunRevert(Session& session)
         const bool begun = accepted || client.GetState().state == ComponentState::Installing;
         if (error.GetExitCode() == ExitCode::ServiceUnreachable && begun && !alreadyInstalling)
         {
-            return ToRestarting(client.GetState());
+            return ToRestarting(client.GetState(), restartExitCode);
         }
         const bool nothing = error.GetShortName() == "InvalidState" && !before.revertible;
         if (nothing && !alreadyInstalling)
@@ -60,7 +64,7 @@ Report RunRevert(Session& session)
         throw;
     }
     const bool restarting = client.GetState().state == ComponentState::Installing;
-    return restarting ? ToRestarting(client.GetState()) : ToNothingToDo(client.GetState());
+    return restarting ? ToRestarting(client.GetState(), restartExitCode) : ToNothingToDo(client.GetState());
 }
 
 } // namespace Zel::Host::Cli

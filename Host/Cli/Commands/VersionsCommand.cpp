@@ -1,17 +1,16 @@
 #include "Cli/Commands/Verbs.h"
 
-#include "Cli/NextStep.h"
+#include "Cli/Commands/ComponentReport.h"
+#include "Cli/Facts.h"
 
 namespace Zel::Host::Cli
 {
 
 Report RunVersions(Session& session)
 {
-    Report report;
-    report.outcome = "shown";
-    report.component = session.Connect().GetState();
-    report.facts = FactSet::Versions;
-    report.next = DescribeNextStep(*report.component);
+    const ComponentState& state = session.Connect().GetState();
+    Report report = MakeReport(state, "shown", "");
+    report.facts = Facts::OfVersions(state);
     return report;
 }
 

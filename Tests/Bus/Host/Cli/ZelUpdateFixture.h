@@ -1,11 +1,12 @@
 #pragma once
 
-#include "Support/PrivateBus.h"
 #include "Support/ProgramRun.h"
 #include "Support/ScriptedUpdateService.h"
+#include "Support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <vector>
 
 namespace Zel::Tests::Bus
@@ -15,58 +16,40 @@ namespace Zel::Tests::Bus
 class ZelUpdateFixture : public testing::Test
 {
 protected:
-    using State = Support::ScriptedUpdateService::ComponentState;
+    using ProgramRun = Support::ProgramRun;
+    using Service = Support::ScriptedUpdateService;
+    using Json = Service::Json;
+    using Script = Service::Script;
 
-    /// The updater's last message before the restart.
-    inline static const String Reboot = "The device is going to reboot.";
+    ZelUpdateFixture();
 
-    ZelUpdateFixture()
+    /// What a call meets, and what it causes.
+    struct World
     {
-        service.state.currentVersion = "1.0.0.0";
-        service.state.pendingVersion = "1.1.0.0";
-        service.state.lastVerdict = {"succeeded", "1.0.0.0", "", 1'795'244'400'000'000};
-    }
+        /// The service's properties besides those of every test.
+        Json properties = Json::object();
+        std::map<String, Script> scripts = {};
+        /// All calls that the service gets, reading properties aside, with "; " between them.
+        String calls = {};
+        /// Facts of the JSON object.
+        Json facts = Json::object();
+    };
 
-    static std::vector<String> Call(std::vector<String> arguments)
-    {
-        arguments.insert(arguments.begin(), ZEL_UPDATE_PROGRAM);
-        return arguments;
-    }
+    /// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
+    /// same. `out` and `err` are all that is written, without spans of time. "FILE" is a file with "a bundle"
+    /// in it, as standard input has.
+    void Check(const String& call, int status, const String& out, const String& err, const World& world);
 
-    void Finish(Support::ProgramRun& run)
-    {
-        run.Finish([this] { return service.GetPollDescriptor(); }, [this] { service.Serve(); });
-    }
+    /// Returns the program's path and the arguments.
+    [[nodiscard]] std::vector<String> ToCall(const String& words) const;
 
-    /// Announces an installation's state, message and progress.
-    void Progress(int percent, const String& message)
-    {
-        service.Change({"State", "Message", "Progress"},
-                       [&](State& state)
-                       {
-                           state.state = State::Installing;
-                           state.progressPercent = percent;
-                           state.message = state.progressText = message;
-                       });
-    }
+    void Prepare(const World& world);
 
-    /// Installs up to the ordered restart as soon as it is asked for, and leaves the bus.
-    void ScriptGoodInstallation()
-    {
-        service.On("Install",
-                   [this](sd_bus_message& call)
-                   {
-                       Progress(0, "Installing");
-                       service.Reply(call);
-                       Progress(46, "Copying image to rootfs.1");
-                       Progress(100, "Installing done.");
-                       Progress(100, Reboot);
-                       service.Vanish();
-                   });
-    }
+    /// Returns the properties of an installation that runs.
+    [[nodiscard]] static Json Running(int percent, const String& message);
 
-    Support::PrivateBus& bus = Support::PrivateBus::OfProcess();
-    Support::ScriptedUpdateService service;
+    Service service;
+    const Support::TemporaryFolder folder;
 };
 
 } // namespace Zel::Tests::Bus

@@ -66,7 +66,7 @@ protected:
                 steps.erase(steps.begin());
             }
         };
-        run.Finish([] { return pollfd{-1, 0, 0}; }, proceed);
+        run.Finish(proceed);
         EXPECT_TRUE(steps.empty()) << steps.front().text;
         log = run.GetErr();
         return run.GetStatus();

@@ -10,16 +10,11 @@
 namespace Zel::Host::Cli
 {
 
-namespace
-{
-
-using Tests::Support::TemporaryFolder;
-
 int GetExitCode(const String& path)
 {
     try
     {
-        return OpenBundle(path).Get() >= 0 ? 0 : -1;
+        return OpenBundle(path, InterruptSignals()).Get() >= 0 ? 0 : -1;
     }
     catch (const CommandError& error)
     {
@@ -30,21 +25,19 @@ int GetExitCode(const String& path)
 
 TEST(BundleFileTest, OnlyARegularFileIsABundle)
 {
-    const TemporaryFolder folder;
+    const Tests::Support::TemporaryFolder folder;
     const String file = folder.Write("good.raucb", "x");
     ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
     ASSERT_EQ(symlink("good.raucb", (folder / "link").c_str()), 0);
-
     EXPECT_EQ(GetExitCode(file), 0);
-    EXPECT_EQ(GetExitCode(folder / "missing"), 3);
-    EXPECT_EQ(GetExitCode(file + "/below"), 3);
-    EXPECT_EQ(GetExitCode(""), 3);
-    EXPECT_EQ(GetExitCode(folder.GetPath()), 6);
-    EXPECT_EQ(GetExitCode(folder / "link"), 6);
-    EXPECT_EQ(GetExitCode(folder / "fifo"), 6);
-    EXPECT_EQ(GetExitCode("/dev/zero"), 6);
+    for (const String& path : {folder / "missing", file + "/below", String()})
+    {
+        EXPECT_EQ(GetExitCode(path), 3) << path;
+    }
+    for (const String& path : {folder.GetPath(), folder / "link", folder / "fifo", String("/dev/zero")})
+    {
+        EXPECT_EQ(GetExitCode(path), 6) << path;
+    }
 }
-
-} // namespace
 
 } // namespace Zel::Host::Cli

@@ -28,7 +28,7 @@ using BusMessage = std::unique_ptr<sd_bus_message, MessageDeleter>;
 
 /// A private connection to the system bus (`DBUS_SYSTEM_BUS_ADDRESS` where it is set), for one thread. A wait
 /// ends with `Interrupted` when a signal arrives, and with `BusError` when the bus goes away.
-class BusConnection
+class ClientConnection
 {
 public:
     using Clock = std::chrono::steady_clock;
@@ -38,7 +38,7 @@ public:
     static constexpr Clock::time_point Forever = Clock::time_point::max();
 
     /// Connects. Throws `BusError` when the bus cannot be reached.
-    explicit BusConnection(const InterruptSignals& interrupts);
+    explicit ClientConnection(const InterruptSignals& interrupts);
 
     /// `handler` gets every D-Bus signal that arrives during a wait, in the order of arrival. What it throws
     /// passes to the caller of the wait.

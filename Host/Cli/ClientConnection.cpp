@@ -1,4 +1,4 @@
-#include "Cli/BusConnection.h"
+#include "Cli/ClientConnection.h"
 
 #include "Cli/BusError.h"
 
@@ -34,28 +34,28 @@ BusError ToConnectionError(const String& name, int errorNumber)
     return {name, "the system bus cannot be reached: " + std::generic_category().message(errorNumber)};
 }
 
-int ToPollTimeout(BusConnection::Clock::time_point deadline)
+int ToPollTimeout(ClientConnection::Clock::time_point deadline)
 {
-    if (deadline == BusConnection::Forever)
+    if (deadline == ClientConnection::Forever)
     {
         return -1;
     }
     const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline - BusConnection::Clock::now()).count();
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - ClientConnection::Clock::now()).count();
     return static_cast<int>(std::clamp<std::int64_t>(left, 0, 3'600'000));
 }
 
 /// Returns the earlier one of `deadline` and the time at which the bus library wants to be called again.
-BusConnection::Clock::time_point GetNextDeadline(sd_bus& bus, BusConnection::Clock::time_point deadline)
+ClientConnection::Clock::time_point GetNextDeadline(sd_bus& bus, ClientConnection::Clock::time_point deadline)
 {
     std::uint64_t time = UINT64_MAX; // CLOCK_MONOTONIC, as the steady clock
-    BusConnection::Check(sd_bus_get_timeout(&bus, &time));
+    ClientConnection::Check(sd_bus_get_timeout(&bus, &time));
     if (time >= INT64_MAX)
     {
         return deadline;
     }
     const std::chrono::microseconds sinceBoot(static_cast<std::int64_t>(time));
-    return std::min(deadline, BusConnection::Clock::time_point(sinceBoot));
+    return std::min(deadline, ClientConnection::Clock::time_point(sinceBoot));
 }
 
 } // namespace
@@ -70,7 +70,7 @@ void MessageDeleter::operator()(sd_bus_message* message) const noexcept
     sd_bus_message_unref(message);
 }
 
-BusConnection::BusConnection(const InterruptSignals& interrupts) : interrupts(interrupts)
+ClientConnection::ClientConnection(const InterruptSignals& interrupts) : interrupts(interrupts)
 {
     sd_bus* opened = nullptr;
     const int result = sd_bus_open_system(&opened);
@@ -81,13 +81,13 @@ BusConnection::BusConnection(const InterruptSignals& interrupts) : interrupts(in
     }
 }
 
-void BusConnection::SetSignalHandler(SignalHandler handler)
+void ClientConnection::SetSignalHandler(SignalHandler handler)
 {
     signalHandler = std::move(handler);
 }
 
-BusMessage BusConnection::NewCall(const String& destination, const String& path, const String& interface,
-                                  const String& member)
+BusMessage ClientConnection::NewCall(const String& destination, const String& path, const String& interface,
+                                     const String& member)
 {
     sd_bus_message* call = nullptr;
     Check(sd_bus_message_new_method_call(bus.get(), &call, destination.c_str(), path.c_str(),
@@ -95,7 +95,7 @@ BusMessage BusConnection::NewCall(const String& destination, const String& path,
     return BusMessage(call);
 }
 
-BusMessage BusConnection::Call(BusMessage call, Clock::time_point deadline)
+BusMessage ClientConnection::Call(BusMessage call, Clock::time_point deadline)
 {
     std::uint64_t cookie = 0;
     Check(sd_bus_send(bus.get(), call.get(), &cookie));
@@ -118,7 +118,7 @@ BusMessage BusConnection::Call(BusMessage call, Clock::time_point deadline)
     throw BusError("org.freedesktop.DBus.Error.Timeout", "the service does not answer");
 }
 
-void BusConnection::Subscribe(const String& rule)
+void ClientConnection::Subscribe(const String& rule)
 {
     const String daemon = "org.freedesktop.DBus";
     BusMessage call = NewCall(daemon, "/org/freedesktop/DBus", daemon, "AddMatch");
@@ -126,7 +126,7 @@ void BusConnection::Subscribe(const String& rule)
     static_cast<void>(Call(std::move(call), Clock::now() + std::chrono::seconds(25)));
 }
 
-bool BusConnection::WaitForMessage(Clock::time_point deadline)
+bool ClientConnection::WaitForMessage(Clock::time_point deadline)
 {
     BusMessage message = Receive(deadline);
     const bool arrived = message != nullptr;
@@ -137,7 +137,7 @@ bool BusConnection::WaitForMessage(Clock::time_point deadline)
     return arrived;
 }
 
-void BusConnection::Check(int result)
+void ClientConnection::Check(int result)
 {
     if (result < 0)
     {
@@ -145,7 +145,7 @@ void BusConnection::Check(int result)
     }
 }
 
-BusMessage BusConnection::Receive(Clock::time_point deadline)
+BusMessage ClientConnection::Receive(Clock::time_point deadline)
 {
     while (true)
     {
@@ -167,7 +167,7 @@ BusMessage BusConnection::Receive(Clock::time_point deadline)
     }
 }
 
-bool BusConnection::WaitForInput(Clock::time_point deadline)
+bool ClientConnection::WaitForInput(Clock::time_point deadline)
 {
     interrupts.ThrowIfArrived();
     const int events = sd_bus_get_events(bus.get());
@@ -183,7 +183,7 @@ bool BusConnection::WaitForInput(Clock::time_point deadline)
     return Clock::now() < deadline;
 }
 
-void BusConnection::Dispatch(BusMessage message)
+void ClientConnection::Dispatch(BusMessage message)
 {
     if (sd_bus_message_is_signal(message.get(), "org.freedesktop.DBus.Local", "Disconnected") > 0)
     {
