@@ -1,6 +1,7 @@
 #include "Zel/System/Nm/NotificationManager.h"
 
 #include "Zel/System/Commons/ArgumentException.h"
+#include "Zel/System/Core/Format.h"
 
 #include <algorithm>
 #include <exception>
@@ -10,7 +11,7 @@ namespace Zel::System::Nm
 {
 
 using Commons::ArgumentException;
-using Commons::Diagnostics::Logging::LogLevel;
+using Core::Format;
 
 INotificationSink::~INotificationSink() = default;
 
@@ -58,21 +59,38 @@ void NotificationManager::Send(NotificationId id, const DateTime& timestamp,
     }
     const Notification notification{entry.name, entry.sender, entry.severity, timestamp,
                                     payload.GetMessage()};
-    const std::lock_guard lock(sendMutex);
-    for (const auto& sink : sinks)
+    std::vector<String> failures;
     {
-        try
+        const std::lock_guard lock(sendMutex);
+        for (const auto& sink : sinks)
         {
-            sink->Write(notification);
+            WriteTo(*sink, notification, failures);
         }
-        catch (const Exception& exception)
-        {
-            Log(LogLevel::Error, "Failed to deliver notification {0}: {1}", entry.name, exception.ToString());
-        }
-        catch (const std::exception& exception)
-        {
-            Log(LogLevel::Error, "Failed to deliver notification {0}: {1}", entry.name, exception.what());
-        }
+    }
+    if (!failures.empty())
+    {
+        throw Exception(Format("Failed to deliver notification {0}: {1}", entry.name, Join(failures, "; ")));
+    }
+}
+
+void NotificationManager::WriteTo(INotificationSink& sink, const Notification& notification,
+                                  std::vector<String>& failures)
+{
+    try
+    {
+        sink.Write(notification);
+    }
+    catch (const Exception& exception)
+    {
+        failures.push_back(exception.ToString());
+    }
+    catch (const std::exception& exception)
+    {
+        failures.emplace_back(exception.what());
+    }
+    catch (...)
+    {
+        failures.emplace_back("unknown exception");
     }
 }
 

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Nm/INotificationManager.h"
 #include "Zel/Visibility.h"
 
@@ -33,8 +32,7 @@ public:
 
 /// Hands each notification to every sink, in the order of the sinks. The process keeps one in its `AppDomain`
 /// as `GetSingleton<INotificationManager>()`.
-class ZEL_API NotificationManager : public INotificationManager,
-                                    private Commons::Diagnostics::Logging::Loggable<NotificationManager>
+class ZEL_API NotificationManager : public INotificationManager
 {
 public:
     NotificationManager() = default;
@@ -49,7 +47,8 @@ public:
                                           Severity severity, const std::type_info& payloadType) override;
     void Unregister(NotificationId id) override;
 
-    /// A sink that throws is logged at error level and does not keep the others from their notification.
+    /// A sink that throws does not keep the others from their notification; when all had theirs, `Exception`
+    /// is thrown with what the sinks threw.
     void Send(NotificationId id, const DateTime& timestamp, const INotificationPayload& payload) override;
 
 private:
@@ -62,6 +61,9 @@ private:
     };
 
     [[nodiscard]] Entry GetEntry(NotificationId id) const;
+    /// Adds the reason of a failure to `failures`.
+    static void WriteTo(INotificationSink& sink, const Notification& notification,
+                        std::vector<String>& failures);
 
     mutable std::mutex mutex;
     std::mutex sendMutex;
