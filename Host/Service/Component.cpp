@@ -279,6 +279,7 @@ void Component::UpdateStatus()
     const std::int64_t now = GetUnixTime();
     const bool wasInstalling = snapshot.state == InstallationState::Installing;
     const bool isInstalling = status.record.state == InstallationState::Installing;
+    const bool wasWaiting = snapshot.nextStart > now;
     ComponentSnapshot next = snapshot;
     next.state = status.record.state;
     next.message = EscapeControlCharacters(status.message);
@@ -303,8 +304,20 @@ void Component::UpdateStatus()
     }
     if (wasInstalling && !isInstalling && life == Life::Ready)
     {
-        Refresh(true);
+        OnInstallationEnded(wasWaiting);
     }
+}
+
+void Component::OnInstallationEnded(bool whileWaiting)
+{
+    if (whileWaiting)
+    {
+        // Somebody else had RAUC fail meanwhile, which a module takes for its own; its executor waits on.
+        Log(LogLevel::Warning, "The installation has ended before its time; the module is made anew.");
+        Drop([this] { Start(); });
+        return;
+    }
+    Refresh(true);
 }
 
 void Component::Show(const ComponentSnapshot& next)

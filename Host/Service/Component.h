@@ -149,6 +149,7 @@ private:
     void ReadPicture(RaucState state);
     [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
     void UpdateStatus();
+    void OnInstallationEnded(bool whileWaiting);
     void Apply(const ModulePicture& picture);
     void Show(const ComponentSnapshot& next);
 

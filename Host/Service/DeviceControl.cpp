@@ -136,7 +136,7 @@ String DeviceControl::FindObstacle() const
     bool found = program.find('/') != String::npos && access(program.c_str(), X_OK) == 0;
     for (String folder; !found && program.find('/') == String::npos && std::getline(folders, folder, ':');)
     {
-        found = access((folder + "/" + program).c_str(), X_OK) == 0;
+        found = access(Format("{0}/{1}", folder, program).c_str(), X_OK) == 0;
     }
     return found ? String()
                  : Format("The restart command '{0}' cannot be executed. Mend the settings.", program);

@@ -39,7 +39,7 @@ public:
     /// replaced and never runs; one that runs already goes on, and the new delay begins when it has ended.
     /// The thread waits for the low 32 bits of the delay, so no longer than 49.7 days. An exception of the
     /// task ends its thread and is logged there. Returns false when the thread cannot be started, and from
-    /// within a task when another thread schedules or cancels.
+    /// within a task when another thread cancels.
     [[nodiscard]] bool Schedule(const String& taskName, long long delayMs, Task task);
 
     /// When the task scheduled last is due, by its whole delay.

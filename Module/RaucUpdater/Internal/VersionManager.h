@@ -87,14 +87,15 @@ public:
     [[nodiscard]] bool GetBootedOrPrimarySlotAndUpdateStatus(String& slotName);
 
     /// Keeps what an installation of `target` is to be compared with after the restart. Returns `Ok`,
-    /// `OperationFailed` or `BootedSlotUnavailable`; the reason is the status message. Throws as
-    /// `GetSoftwareVersion`.
+    /// `OperationFailed` or `BootedSlotUnavailable`; the reason is the status message, but that is left alone
+    /// where the status store refuses the target. Throws as `GetSoftwareVersion`.
     [[nodiscard]] ResultCode SaveVersionInfo(const SoftwareVersionType& target);
 
-    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, `GeneralError` without
-    /// a device-info service, otherwise what the read gave: `OperationFailed` for the current and the
-    /// fallback version (at most five reads each; see `ResetCache`), `NotFound` or `InvalidArgument` for the
-    /// pending one, whose file is deleted when RAUC cannot read it. Throws `ArgumentException` for a text of
+    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, `GeneralError` for
+    /// the other types without a device-info service, otherwise what the read gave: `OperationFailed` for the
+    /// current and the fallback version (at most five reads each; see `ResetCache`), `NotFound` or
+    /// `InvalidArgument` for the pending one, whose file is deleted when RAUC cannot read it or it is for
+    /// another device. Throws `ArgumentException` for a text of
     /// 512 characters or more.
     [[nodiscard]] ResultCode GetSoftwareVersion(SoftwareVersionFileType type, SoftwareVersionType& version);
 

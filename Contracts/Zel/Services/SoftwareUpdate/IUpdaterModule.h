@@ -18,8 +18,8 @@ namespace Zel::Services::SoftwareUpdate
 
 /// What updates one component of the device. The service creates it through its library's factory,
 /// initializes it once, calls the operations from its own threads and destroys it. Every operation that takes
-/// a component ID returns `InvalidArgument` for another component than the module's; letter case does not
-/// count. The order of the operations is fixed.
+/// a component ID returns `InvalidArgument` for another component than the module's, unless it does not support
+/// the request for any; letter case does not count. The order of the operations is fixed.
 class ZEL_API IUpdaterModule
 {
 public:

@@ -139,6 +139,21 @@ TEST_F(ComponentStartTest, RaucThatGoesWhileAnInstallationWaitsForItsTimeIsNotMi
     EXPECT_EQ(component.GetSnapshot().state, InstallationState::Installing);
 }
 
+TEST_F(ComponentStartTest, AnInstallationThatEndsBeforeItsTimeIsNotStartedByTheOldModule)
+{
+    script->install = Begin;
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    ASSERT_TRUE(Start().IsOk());
+    ASSERT_TRUE(Install({"", false, 60000}).IsOk());
+    script->Clear();
+    starts.clear();
+    // What a module does when RAUC fails for somebody else.
+    status->EndInstallation(Id, false);
+    EXPECT_TRUE(RunUntil([this] { return !starts.empty(); }));
+    EXPECT_EQ(script->GetCalls().front(), "Destroy");
+    EXPECT_EQ(component.GetSnapshot().state, InstallationState::Failed);
+}
+
 TEST_F(ComponentStartTest, AStoreThatCannotBeReadOrWrittenKeepsTheModuleAway)
 {
     BeginInThisBoot();
