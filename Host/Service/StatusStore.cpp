@@ -27,7 +27,7 @@ constexpr std::array SideFiles = {"", "-wal", "-shm"};
 /// there.
 String SetAside(const String& path)
 {
-    const String aside = path + ".damaged-" + std::to_string(GetUnixTime());
+    String aside = path + ".damaged-" + std::to_string(GetUnixTime());
     for (const char* side : SideFiles)
     {
         std::error_code error;
