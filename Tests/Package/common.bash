@@ -49,23 +49,21 @@ finish()
     exit $((failures > 0))
 }
 
+# shellcheck source=Tests/Support/device.d/system-bus.bash
+. "$ZEL_SOURCE/Tests/Support/device.d/system-bus.bash"
+
 # as_here FILE...: files with the service's user and group replaced by those above.
 as_here()
 {
-    sed "s/zel-update-admins/$administrator/g; s/\"zel-update\"/\"$service_user\"/g; s/unix-user:zel-update/unix-user:$service_user/" "$@"
+    for_user "$service_user" "$@" | sed "s/zel-update-admins/$administrator/g"
 }
 
 # start_bus: a system bus with Debian's policy, RAUC's, polkit's and ours. Sets DBUS_SYSTEM_BUS_ADDRESS.
 start_bus()
 {
-    mkdir "$work/usr" "$work/etc"
-    cp /usr/share/dbus-1/system.d/{de.pengutronix.rauc,org.freedesktop.PolicyKit1}.conf "$work/usr"
-    as_here "$installed/share/dbus-1/system.d/zel.SoftwareUpdate1.conf" >"$work/usr/zel.SoftwareUpdate1.conf"
-    as_here "$ZEL_STAGE$ZEL_SYSCONFDIR/dbus-1/system.d/zel-updated-rauc.conf" >"$work/etc/zel-updated-rauc.conf"
-    sed -E '/<(user|fork|pidfile|syslog|servicehelper|standard_system_servicedirs|include )/d
-            s|(<listen>unix:path=)[^<]*|\1'"$work"'/bus|
-            s|(<includedir>)system.d|\1'"$work"'/usr|; s|/etc/dbus-1/system.d|'"$work"'/etc|' \
-        /usr/share/dbus-1/system.conf >"$work/bus.conf"
+    system_bus "$work" "unix:path=$work/bus" "$service_user" \
+        "$installed/share/dbus-1/system.d/zel.SoftwareUpdate1.conf" \
+        "$ZEL_STAGE$ZEL_SYSCONFDIR/dbus-1/system.d/zel-updated-rauc.conf"
     local ready
     exec {ready}< <(exec dbus-daemon --nofork --config-file="$work/bus.conf" --print-address=1 2>"$work/bus.log")
     children+=("$!")

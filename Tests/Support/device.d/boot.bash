@@ -26,8 +26,10 @@ boot_device()
     ! booted_bootname || fail "the device is on; shut it down first"
     start_bus
     take_slot
-    rm -rf -- "$device/tmp" "$device/run/restart-ordered"
-    mkdir -- "$device/tmp"
+    rm -rf -- "$device/tmp" "$device/run/orders"
+    mkdir -- "$device/tmp" "$device/run/orders"
+    # The update service may order a restart, as logind lets it.
+    ! open_service || chown -- "$service_user" "$device/run/orders"
     replace_file "$device/boot-id" </proc/sys/kernel/random/uuid
     { cat -- "$device/factory-info" && printf '%s' "$image_info"; } | replace_file "$device/device-info"
     printf '%s\n' "$bootname" >"$device/run/booted"
@@ -61,6 +63,7 @@ command_shutdown()
 # shut_down AT_ONCE
 shut_down()
 {
+    stop_process service "$1"
     stop_rauc "$1"
     rm -f -- "$device/run/booted"
 }
@@ -91,13 +94,14 @@ command_next_boot_fails()
 
 command_order_restart()
 {
-    : >"$device/run/restart-ordered"
+    mkdir -p -- "$device/run/orders"
+    : >"$device/run/orders/restart"
 }
 
 command_wait_restart()
 {
     expect_number "the time" "$1" 1
-    wait_until "$1" test -e "$device/run/restart-ordered" || fail "no restart was ordered within $1 s"
+    wait_until "$1" test -e "$device/run/orders/restart" || fail "no restart was ordered within $1 s"
 }
 
 command_booted()
@@ -144,9 +148,10 @@ command_status()
         [[ $key == order ]] || { slot_of "$key" && printf '%s.attempts=%s\n' "$REPLY" "$value"; }
     done <"$device/bootloader.state"
     printf 'boot-id=%s\n' "$(cat -- "$device/boot-id" 2>/dev/null)"
-    printf 'restart-ordered=%s\n' "$([[ -e $device/run/restart-ordered ]] && echo yes || echo no)"
+    printf 'restart-ordered=%s\n' "$([[ -e $device/run/orders/restart ]] && echo yes || echo no)"
     bus_address
     printf 'bus-address=%s\n' "$REPLY"
     print_state bus bus
     print_state rauc rauc
+    print_state service service
 }

@@ -1,4 +1,5 @@
-# The device's two processes: bus and RAUC. They outlive this program; run/NAME.pid tells which they are.
+# The device's processes: bus, RAUC and, where there is one, the update service. They outlive this program;
+# run/NAME.pid tells which they are.
 # shellcheck shell=bash disable=SC2154 # the parts share variables
 
 # start_time PID: sets REPLY, or returns false when that process is gone (or dead and not yet collected).
@@ -98,10 +99,15 @@ start_bus()
 {
     local output
     is_running bus && return
+    local configuration=$device/bus.conf
     [[ -d ${bus_socket%/*} ]] || mkdir -m 700 -- "${bus_socket%/*}"
+    if open_service; then
+        configuration=$device/bus/bus.conf
+        chmod 755 -- "${bus_socket%/*}"
+    fi
     rm -f -- "$bus_socket"
     # The daemon listens before its first process ends; the second closes our pipe.
-    output=$(close_inherited_files && exec dbus-daemon --config-file="$device/bus.conf" --fork \
+    output=$(close_inherited_files && exec dbus-daemon --config-file="$configuration" --fork \
         --print-pid=1 </dev/null 2>"$device/bus.log") ||
         fail "the bus did not start: $(tail -n 1 "$device/bus.log")"
     remember bus "$output" || fail "the bus ended at once"
