@@ -134,6 +134,8 @@ private:
                 const std::shared_ptr<Inspection>& inspection);
     void CallOff(const RaucAnswer& answer);
     void SetUpcoming(const InstallRequest& installRequest);
+    /// Returns the version that a revert goes back to, as far as it is known.
+    [[nodiscard]] String FindEarlierVersion() const;
     void CallModule(ModuleCall call, Completion then);
     void Finish(const RequestResult& result);
 

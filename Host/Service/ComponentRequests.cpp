@@ -88,6 +88,19 @@ void Component::SetUpcoming(const InstallRequest& installRequest)
                                          delay > 0 ? GetUnixTime() + delay * MicrosecondsPerMillisecond : 0});
 }
 
+String Component::FindEarlierVersion() const
+{
+    for (const HistoryEntry& entry : environment.status->GetHistory(id, StatusStore::MaximumEntries))
+    {
+        // What was reverted, failed or called off did not bring the running version.
+        if (entry.result == HistoryEntry::Succeeded && entry.to == snapshot.currentVersion)
+        {
+            return entry.from;
+        }
+    }
+    return snapshot.fallbackVersion;
+}
+
 void Component::Revert(const String& caller, const Completion& completion)
 {
     if (Admit("revert", caller, completion) && CheckState(true))
@@ -96,7 +109,7 @@ void Component::Revert(const String& caller, const Completion& completion)
             [this]
             {
                 environment.status->SetUpcoming(
-                    id, {request->caller, false, snapshot.currentVersion, snapshot.fallbackVersion, 0});
+                    id, {request->caller, false, snapshot.currentVersion, FindEarlierVersion(), 0});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
                            [this](const RequestResult& result) { Finish(result); });
             });
