@@ -31,31 +31,14 @@ String ToText(DBusMessageIter& iter)
     const int type = dbus_message_iter_get_arg_type(&iter);
     if (const auto marks = Marks.find(type); marks != Marks.end())
     {
-    case DBUS_TYPE_STRING:
-        return BasicValue(iter).str;
-    case DBUS_TYPE_BOOLEAN:
-        return BasicValue(iter).bool_val ? "true" : "false";
-    case DBUS_TYPE_INT32:
-        return std::to_string(BasicValue(iter).i32);
-    case DBUS_TYPE_UINT32:
-        return std::to_string(BasicValue(iter).u32);
-    case DBUS_TYPE_UINT64:
-        return std::to_string(BasicValue(iter).u64);
-    case DBUS_TYPE_ARRAY:
-        return ContentText(iter, "[", ", ", "]");
-    case DBUS_TYPE_STRUCT:
-        return ContentText(iter, "(", ", ", ")");
-    case DBUS_TYPE_DICT_ENTRY:
-        return ContentText(iter, "{", "=", "}");
-    case DBUS_TYPE_VARIANT:
-        return ContentText(iter, "", "", "");
-    default:
-        return "?";
+        DBusMessageIter content{};
+        dbus_message_iter_recurse(&iter, &content);
+        return marks->second[0] + Join(ToTexts(content), marks->second[1]) + marks->second[2];
     }
     DBusBasicValue value{};
     dbus_message_iter_get_basic(&iter, &value);
-    const String number = type == 'b' ? (value.bool_val ? "true" : "false") : std::to_string(value.i32);
-    return type == 's' ? String(value.str) : number;
+    const String number = type == 't' ? std::to_string(value.u64) : std::to_string(value.i32);
+    return type == 's' ? String(value.str) : type == 'b' ? (value.bool_val ? "true" : "false") : number;
 }
 
 void Require(bool succeeded)

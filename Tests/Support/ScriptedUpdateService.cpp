@@ -127,7 +127,7 @@ void ScriptedUpdateService::Appear()
 void ScriptedUpdateService::OnMessage(const BusMessage& message)
 {
     const std::lock_guard lock(mutex);
-    if (present && message.IsMethodCall())
+    if (present && dbus_message_get_type(message.Get()) == DBUS_MESSAGE_TYPE_METHOD_CALL)
     {
         lastCaller = dbus_message_get_sender(message.Get());
         message.GetMember() == "GetAll" ? AnswerGetAll(message) : Carry(message);

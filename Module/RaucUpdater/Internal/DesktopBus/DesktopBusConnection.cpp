@@ -31,7 +31,8 @@ void RemoveMatch(DBusConnection* connection, const String& rule, DesktopBusError
     dbus_bus_remove_match(connection, rule.c_str(), error.Get());
 }
 
-/// After the bus died, libdbus gives out a new connection only when nothing is left to read in the old one.
+/// libdbus hands out the connection of an earlier owner, whose unread signals would be taken for present ones;
+/// and after the bus died it gives out a new connection only when nothing is left to read in the old one.
 void DropUnreadMessages(DBusConnection* connection)
 {
     while (DesktopBusMessage(dbus_connection_pop_message(connection)).IsSet())
@@ -114,11 +115,15 @@ bool DesktopBusConnection::ConnectToSystemBus()
     DesktopBusError error;
     const auto pass = CallGate().Enter();
     connection.reset(GetSystemBus(error));
-    if (IsSet() && !IsAlive(Get()))
+    if (IsSet())
     {
+        const bool alive = IsAlive(Get());
         DropUnreadMessages(Get());
-        connection.reset();
-        connection.reset(GetSystemBus(error));
+        if (!alive)
+        {
+            connection.reset();
+            connection.reset(GetSystemBus(error));
+        }
     }
     if (error.IsSet())
     {

@@ -246,6 +246,23 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockThatACallerHoldsAcrossIt
     EXPECT_EQ(onCompleted, nullptr);
 }
 
+TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
+{
+    std::atomic<int> completions = 0;
+    onCompleted = [&] { ++completions; };
+    ASSERT_TRUE(connection.Open());
+    ASSERT_TRUE(connection.StopListenForSignals());
+    rauc.EmitCompleted(0);
+    // The answer comes behind the signal, which is in the connection's queue then.
+    ASSERT_TRUE(CallOnce());
+    connection.Close();
+    ASSERT_TRUE(connection.Open());
+    rauc.EmitCompleted(7);
+    EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=7"));
+    connection.Close();
+    EXPECT_EQ(completions, 1);
+}
+
 /// The bus daemon dies under an open connection and comes back.
 class BusDeathTest : public DesktopBusConnectionTest
 {
