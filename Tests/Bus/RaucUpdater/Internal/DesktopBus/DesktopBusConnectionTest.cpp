@@ -248,8 +248,6 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockThatACallerHoldsAcrossIt
 
 TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
 {
-    std::atomic<int> completions = 0;
-    onCompleted = [&] { ++completions; };
     ASSERT_TRUE(connection.Open());
     ASSERT_TRUE(connection.StopListenForSignals());
     rauc.EmitCompleted(0);
@@ -260,7 +258,7 @@ TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
     rauc.EmitCompleted(7);
     EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=7"));
     connection.Close();
-    EXPECT_EQ(completions, 1);
+    EXPECT_THAT(log->GetLines(), testing::Not(testing::Contains("debug RaucCompletedSignal: returnCode=0")));
 }
 
 /// The bus daemon dies under an open connection and comes back.
