@@ -20,7 +20,7 @@ const String ClearToLineEnd = "\x1B[K";
 } // namespace
 
 ProgressView::ProgressView(std::ostream& out, const Terminal& terminal, bool quiet, InstallationClock clock)
-    : out(out), terminal(terminal), quiet(quiet), clock(std::move(clock))
+    : out(out), terminal(terminal), quiet(quiet), clock(clock)
 {
 }
 

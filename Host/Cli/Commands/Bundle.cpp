@@ -17,7 +17,7 @@ FileDescriptor OpenBundle(const Session& session)
 String StageBundle(Session& session, BusClient& client, const FileDescriptor& bundle)
 {
     session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
-    const String version = client.Stage(bundle.Get());
+    String version = client.Stage(bundle.Get());
     client.Refresh();
     session.GetOutput().WriteLine(Format("The bundle is verified: version {0}.", version));
     return version;
