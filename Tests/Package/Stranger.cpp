@@ -45,6 +45,7 @@ void Call(sd_bus* bus, const std::string& method, const char* bundle)
     }
     const int result = sd_bus_call(bus, call, 0, &error, nullptr);
     std::cout << (result >= 0 ? "ok" : std::string(error.name) + ": " + error.message) << std::endl;
+    sd_bus_error_free(&error);
     sd_bus_message_unref(call);
 }
 
