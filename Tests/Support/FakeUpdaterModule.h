@@ -1,84 +1,120 @@
 #pragma once
 
-#include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
+#include "Support/Recorded.h"
 
+#include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
+#include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
+
+#include <gmock/gmock.h>
+
+#include <array>
 #include <functional>
-#include <map>
 #include <memory>
-#include <mutex>
-#include <vector>
 
 namespace Zel::Tests::Support
 {
 
-/// What a `FakeUpdaterModule` does, and what was asked of it. Set up before the module is used; the calls may
-/// be read at any time.
-class ModuleScript
+/// What `FakeUpdaterModule`s do, and what was asked of them. The handlers are set before they are used; the
+/// rest at any time.
+struct ModuleScript
 {
-public:
     using FileType = Services::SoftwareUpdate::SoftwareVersionFileType;
     using IUpdaterStatus = Services::SoftwareUpdate::IUpdaterStatus;
     using ResultCode = Services::SoftwareUpdate::ResultCode;
 
-    /// The versions there are; the others are not found.
-    void SetVersion(FileType fileType, const String& revision);
-    [[nodiscard]] String GetVersion(FileType fileType) const;
+    /// Sets a version from then on, to a literal; one of no text is not found.
+    void SetVersion(FileType type, const char* revision)
+    {
+        versions.at(static_cast<std::size_t>(type)) = revision;
+    }
 
-    /// The calls since the last `Clear`, for example "GetSoftwareVersion Pending".
-    [[nodiscard]] std::vector<String> GetCalls() const;
-    void AddCall(const String& call);
-    void Clear();
+    [[nodiscard]] String GetVersion(FileType type) const
+    {
+        return versions.at(static_cast<std::size_t>(type)).load();
+    }
 
-    /// Each may be empty, for a success that does nothing, and may throw.
-    std::function<void(IUpdaterStatus& status)> initialize;
-    std::function<void(FileType fileType)> read;
-    std::function<ResultCode(const String& path, String& message)> stage;
-    std::function<ResultCode(IUpdaterStatus& status, const String& revision, long long delay)> install;
-    std::function<ResultCode(IUpdaterStatus& status)> revert;
-    std::function<void()> destroy;
+    [[nodiscard]] std::vector<String> GetCalls() const { return calls.Get(); }
+
+    /// For example "GetSoftwareVersion Pending".
+    Recorded<String> calls;
+    /// Each may throw.
+    std::function<void(IUpdaterStatus& status)> initialize = [](auto&) {};
+    std::function<void(FileType fileType)> read = [](FileType) {};
+    std::function<ResultCode(const String& path, String& message)> stage = [](auto&, auto&)
+    { return ResultCode::Ok; };
+    std::function<ResultCode(IUpdaterStatus& status, const String& revision, long long delay)> install =
+        [](auto&, auto&, auto) { return ResultCode::Ok; };
 
 private:
-    mutable std::mutex mutex;
-    std::map<FileType, String> versions;
-    std::vector<String> calls;
+    std::array<std::atomic<const char*>, 3> versions = {"", "", ""};
 };
 
-/// An updater module that keeps to its script.
+/// An updater module that keeps to a script.
 class FakeUpdaterModule : public Services::SoftwareUpdate::IUpdaterModule
 {
 public:
     using FileType = ModuleScript::FileType;
-    using IUpdaterStatus = ModuleScript::IUpdaterStatus;
     using ResultCode = ModuleScript::ResultCode;
-    using SoftwareUpdateStatus = Services::SoftwareUpdate::SoftwareUpdateStatus;
-    using UpdateBehavior = Services::SoftwareUpdate::UpdateBehavior;
 
-    explicit FakeUpdaterModule(std::shared_ptr<ModuleScript> script);
-    ~FakeUpdaterModule() override;
+    explicit FakeUpdaterModule(std::shared_ptr<ModuleScript> script) : script(std::move(script)) {}
+
+    ~FakeUpdaterModule() override { script->calls.Add("Destroy"); }
+
     FakeUpdaterModule(const FakeUpdaterModule&) = delete;
     FakeUpdaterModule& operator=(const FakeUpdaterModule&) = delete;
 
-    void Initialize(const String& settingsPath, std::shared_ptr<IUpdaterStatus> updaterStatus) override;
-    ResultCode GetUpdateBehavior(const String& componentId, const String& manufacturerUri,
-                                 const String& softwareRevision, const std::vector<String>& patchIdentifiers,
-                                 UpdateBehavior& behavior) override;
-    ResultCode GetSoftwareVersion(const String& componentId, FileType fileType,
-                                  SoftwareVersionType& version) override;
-    ResultCode SetSoftwarePackage(const String& componentId, FileType fileType, const String& packagePath,
-                                  String& message) override;
-    ResultCode GetSoftwarePackage(const String& componentId, FileType fileType,
-                                  const String& packagePath) override;
-    ResultCode InstallSoftwarePackage(const String& componentId, const SoftwareVersionType& version,
-                                      long long delayMs) override;
-    ResultCode GetStatus(const String& componentId, SoftwareUpdateStatus& status) override;
-    ResultCode ResumeInstall(const String& componentId) override;
-    ResultCode SetUpdateKey(const String& componentId,
-                            const System::Rsc::Services::SecureString<512>& key) override;
-    ResultCode RevertInstall(const String& componentId) override;
+    void Initialize(const String& settings, std::shared_ptr<ModuleScript::IUpdaterStatus> given) override
+    {
+        script->calls.Add("Initialize " + settings);
+        status = std::move(given);
+        script->initialize(*status);
+    }
+
+    ResultCode GetSoftwareVersion(const String&, FileType type, SoftwareVersionType& version) override
+    {
+        script->calls.Add(String("GetSoftwareVersion ") + ToString(type));
+        script->read(type);
+        version = {};
+        version.softwareRevision = script->GetVersion(type);
+        return version.softwareRevision.IsEmpty() ? ResultCode::NotFound : ResultCode::Ok;
+    }
+
+    ResultCode SetSoftwarePackage(const String&, FileType, const String& path, String& message) override
+    {
+        script->calls.Add("SetSoftwarePackage");
+        return script->stage(path, message);
+    }
+
+    ResultCode InstallSoftwarePackage(const String&, const SoftwareVersionType& version,
+                                      long long delay) override
+    {
+        script->calls.Add("InstallSoftwarePackage " + version.softwareRevision.ToString());
+        return script->install(*status, version.softwareRevision.ToString(), delay);
+    }
+
+    ResultCode GetStatus(const String& id, Services::SoftwareUpdate::SoftwareUpdateStatus& value) override
+    {
+        return status->GetStatus(id, value) ? ResultCode::Ok : ResultCode::GeneralError;
+    }
+
+    ResultCode ResumeInstall(const String& id) override
+    {
+        return status->ResumeInstallation(id) ? ResultCode::Ok : ResultCode::InvalidState;
+    }
+
+    // Nobody calls these.
+    MOCK_METHOD(ResultCode, GetUpdateBehavior,
+                (const String&, const String&, const String&, const std::vector<String>&,
+                 Services::SoftwareUpdate::UpdateBehavior&),
+                (override));
+    MOCK_METHOD(ResultCode, GetSoftwarePackage, (const String&, FileType, const String&), (override));
+    MOCK_METHOD(ResultCode, SetUpdateKey, (const String&, const System::Rsc::Services::SecureString<512>&),
+                (override));
+    MOCK_METHOD(ResultCode, RevertInstall, (const String&), (override));
 
 private:
     const std::shared_ptr<ModuleScript> script;
-    std::shared_ptr<IUpdaterStatus> status;
+    std::shared_ptr<ModuleScript::IUpdaterStatus> status;
 };
 
 } // namespace Zel::Tests::Support

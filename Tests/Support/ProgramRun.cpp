@@ -3,12 +3,11 @@
 #include "Zel/Exception.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <pty.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -29,68 +28,39 @@ int Check(ssize_t result, const char* action)
     return static_cast<int>(result);
 }
 
-std::vector<char*> ToPointers(std::vector<String>& texts)
-{
-    std::vector<char*> pointers;
-    for (String& text : texts)
-    {
-        pointers.push_back(text.data());
-    }
-    pointers.push_back(nullptr);
-    return pointers;
-}
-
-/// The two ends of a pipe.
-struct Pipe
-{
-    Pipe() { Check(pipe2(ends.data(), O_CLOEXEC), "make a pipe"); }
-
-    std::array<int, 2> ends{};
-};
-
 } // namespace
 
-ProgramRun::ProgramRun(std::vector<String> arguments, Output output, std::vector<String> environment,
+ProgramRun::ProgramRun(std::vector<String> arguments, Output output, const std::vector<String>& environment,
                        const String& input)
 {
-    for (char** variable = environ; *variable != nullptr; ++variable)
-    {
-        environment.emplace_back(*variable);
-    }
-    const std::vector<char*> argumentPointers = ToPointers(arguments);
-    const std::vector<char*> variablePointers = ToPointers(environment);
-    const Pipe inPipe;
-    const Pipe outPipe;
-    const Pipe errPipe;
+    arguments.insert(arguments.begin(), environment.begin(), environment.end());
+    arguments.insert(arguments.begin(), "/usr/bin/env");
+    std::vector<char*> words;
+    std::ranges::transform(arguments, std::back_inserter(words), [](String& word) { return word.data(); });
+    words.push_back(nullptr);
+    std::array<std::array<int, 2>, 3> pipes{};
+    std::ranges::for_each(pipes, [](auto& ends) { Check(pipe2(ends.data(), O_CLOEXEC), "make a pipe"); });
     const winsize size{24, 60, 0, 0};
     int terminal = -1;
     process =
         Check(output == Output::Terminal ? forkpty(&terminal, nullptr, nullptr, &size) : fork(), "fork");
     if (process == 0)
     {
-        if (output == Output::Pipes)
+        for (std::size_t stream = 0; stream < pipes.size() && output == Output::Pipes; ++stream)
         {
-            dup2(inPipe.ends[0], STDIN_FILENO);
-            dup2(outPipe.ends[1], STDOUT_FILENO);
-            dup2(errPipe.ends[1], STDERR_FILENO);
+            dup2(pipes[stream][stream == 0 ? 0 : 1], static_cast<int>(stream));
         }
-        execve(argumentPointers.front(), argumentPointers.data(), variablePointers.data());
+        execv(words.front(), words.data());
         _exit(127);
     }
-    Check(write(inPipe.ends[1], input.data(), input.size()), "fill a pipe");
-    for (const int end : {inPipe.ends[0], inPipe.ends[1], outPipe.ends[1], errPipe.ends[1]})
-    {
-        close(end);
-    }
-    streams = {{terminal, &out}, {outPipe.ends[0], &out}, {errPipe.ends[0], &err}};
+    Check(write(pipes[0][1], input.data(), input.size()), "fill a pipe");
+    std::ranges::for_each(std::array{pipes[0][0], pipes[0][1], pipes[1][1], pipes[2][1]}, close);
+    streams = {{{terminal, POLLIN, 0}, {pipes[1][0], POLLIN, 0}, {pipes[2][0], POLLIN, 0}}};
 }
 
 ProgramRun::~ProgramRun()
 {
-    for (const Stream& stream : streams)
-    {
-        close(stream.descriptor);
-    }
+    std::ranges::for_each(streams, close, &pollfd::fd);
     if (process > 0)
     {
         kill(process, SIGKILL);
@@ -105,7 +75,7 @@ void ProgramRun::When(const String& text, std::function<void()> action)
 
 void ProgramRun::Type(const String& text) const
 {
-    Check(write(streams.front().descriptor, text.data(), text.size()), "type");
+    Check(write(streams.front().fd, text.data(), text.size()), "type");
 }
 
 void ProgramRun::Signal(int signalNumber) const
@@ -113,61 +83,58 @@ void ProgramRun::Signal(int signalNumber) const
     Check(kill(process, signalNumber), "send a signal");
 }
 
-void ProgramRun::Finish(const std::function<void()>& proceed)
+int ProgramRun::Finish()
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    std::erase_if(streams, [](const Stream& stream) { return stream.descriptor < 0; });
-    while (!streams.empty())
+    while (std::ranges::any_of(streams, [](const pollfd& stream) { return stream.fd >= 0; }))
     {
-        ReadOnce();
-        for (auto& [text, action] : actions)
-        {
-            if (action && out.find(text) != String::npos)
-            {
-                std::exchange(action, nullptr)();
-            }
-        }
-        if (proceed)
-        {
-            proceed();
-        }
+        poll(streams.data(), streams.size(), 1000);
+        std::ranges::for_each(streams, [this](pollfd& stream) { Read(stream); });
+        Act();
         if (std::chrono::steady_clock::now() > deadline)
         {
-            throw Exception("The program does not end. It wrote:\n" + out + err);
+            throw Exception("The program does not end. It wrote:\n" + written);
         }
+    }
+    if (!actions.empty())
+    {
+        throw Exception("'" + actions.front().first + "' was not written, but:\n" + written);
     }
     int result = 0;
     Check(waitpid(std::exchange(process, -1), &result, 0), "wait for the program");
-    status = WIFSIGNALED(result) ? 128 + WTERMSIG(result) : WEXITSTATUS(result);
+    return WIFSIGNALED(result) ? 128 + WTERMSIG(result) : WEXITSTATUS(result);
 }
 
-void ProgramRun::ReadOnce()
+void ProgramRun::Act()
 {
-    std::vector<pollfd> inputs;
-    for (const Stream& stream : streams)
+    for (std::size_t found = 0; !actions.empty() && found != String::npos;)
     {
-        inputs.push_back({stream.descriptor, POLLIN, 0});
-    }
-    poll(inputs.data(), inputs.size(), 1000);
-    for (std::size_t index = 0; index < inputs.size(); ++index)
-    {
-        if (inputs[index].revents != 0)
+        const auto [text, action] = actions.front();
+        found = written.find(text, position);
+        if (found != String::npos)
         {
-            Read(streams[index]);
+            position = found + text.size();
+            actions.erase(actions.begin());
+            action();
         }
     }
-    std::erase_if(streams, [](const Stream& stream) { return stream.descriptor < 0; });
 }
 
-void ProgramRun::Read(Stream& stream) const
+void ProgramRun::Read(pollfd& stream)
 {
+    if (stream.fd < 0 || stream.revents == 0)
+    {
+        return;
+    }
     std::array<char, 4096> buffer{};
-    const ssize_t count = read(stream.descriptor, buffer.data(), buffer.size());
-    stream.text->append(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    const ssize_t count = read(stream.fd, buffer.data(), buffer.size());
+    const String text(buffer.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+    (&stream == &streams.back() ? err : out) += text;
+    written += text;
     // A terminal whose other end is closed gives an error instead of the end.
     if (count <= 0)
     {
-        close(std::exchange(stream.descriptor, -1));
+        close(std::exchange(stream.fd, -1));
     }
 }
 

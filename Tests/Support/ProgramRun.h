@@ -2,8 +2,10 @@
 
 #include "Zel/String.h"
 
+#include <poll.h>
 #include <sys/types.h>
 
+#include <array>
 #include <functional>
 #include <vector>
 
@@ -24,13 +26,13 @@ public:
     /// Starts `arguments[0]`; `environment` adds "NAME=value" to the process's own. `input`, at most 64 KiB,
     /// is what it can read where it has no terminal. Throws `Exception`.
     explicit ProgramRun(std::vector<String> arguments, Output output = Output::Pipes,
-                        std::vector<String> environment = {}, const String& input = {});
+                        const std::vector<String>& environment = {}, const String& input = {});
     /// Kills the program when it still runs.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    /// Calls `action` once, as soon as standard output holds `text`.
+    /// Does `action` once `text` was written, behind the text of the action before this one.
     void When(const String& text, std::function<void()> action);
 
     /// Types on the terminal.
@@ -38,33 +40,28 @@ public:
 
     void Signal(int signalNumber) const;
 
-    /// Reads what the program writes until it has ended; `proceed` is called after each piece. Throws
-    /// `Exception` with the output so far when that takes more than 30 s.
-    void Finish(const std::function<void()>& proceed = {});
+    /// Reads what the program writes until it has ended. Returns the exit code, or 128 and the number of the
+    /// signal that ended it. Throws `Exception` with the output so far when that takes more than 30 s, or
+    /// when an action is left over.
+    int Finish();
 
     [[nodiscard]] const String& GetOut() const noexcept { return out; }
 
     [[nodiscard]] const String& GetErr() const noexcept { return err; }
 
-    /// The exit code, or 128 and the number of the signal that ended it.
-    [[nodiscard]] int GetStatus() const noexcept { return status; }
-
 private:
-    struct Stream
-    {
-        int descriptor;
-        String* text;
-    };
-
-    void Read(Stream& stream) const;
-    void ReadOnce();
+    void Read(pollfd& stream);
+    void Act();
 
     String out;
     String err;
-    std::vector<Stream> streams;
+    /// Both, as they came, and where to look for the next action's text.
+    String written;
+    std::size_t position = 0;
     std::vector<std::pair<String, std::function<void()>>> actions;
+    /// The terminal, standard output and standard error; -1 for what is not there.
+    std::array<pollfd, 3> streams{};
     pid_t process = -1;
-    int status = -1;
 };
 
 } // namespace Zel::Tests::Support

@@ -59,12 +59,6 @@ String ReadFile(const BusMessage& call)
     return content;
 }
 
-BusMessage NewDaemonCall(const String& member)
-{
-    return BusMessage::MethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, member)
-        .With([](BusWriter& writer) { writer.Text(ServiceName); });
-}
-
 } // namespace
 
 ScriptedUpdateService::ScriptedUpdateService()
@@ -77,6 +71,33 @@ void ScriptedUpdateService::On(const String& member, const Script& script)
 {
     const std::lock_guard lock(mutex);
     scripts[member] = script;
+}
+
+ScriptedUpdateService::Step ScriptedUpdateService::Answers(const std::vector<Json>& outputs)
+{
+    return [=](ScriptedUpdateService& service, const BusMessage& call)
+    {
+        BusMessage answer = call.Return();
+        for (std::size_t index = 0; index < outputs.size(); ++index)
+        {
+            const String type = service.GetType(call.GetMember() + " out", index);
+            answer =
+                std::move(answer).With([&](auto& writer) { service.Write(writer, type, outputs[index]); });
+        }
+        service.peer.Send(answer);
+    };
+}
+
+ScriptedUpdateService::Step ScriptedUpdateService::Refuses(const String& name, const String& text)
+{
+    const String prefix = name.find('.') == String::npos ? ServiceName + ".Error." : "";
+    return [=](auto& service, const BusMessage& call) { service.peer.Send(call.Error(prefix + name, text)); };
+}
+
+void ScriptedUpdateService::Appear(const Json& changes)
+{
+    Change(changes);
+    SetPresent(true);
 }
 
 std::vector<String> ScriptedUpdateService::TakeCalls()
@@ -107,34 +128,43 @@ void ScriptedUpdateService::Forge(const Json& forged)
         .Send(signal);
 }
 
-void ScriptedUpdateService::Vanish()
+void ScriptedUpdateService::SetPresent(bool value)
 {
     const std::lock_guard lock(mutex);
-    present = false;
-    peer.Send(NewDaemonCall("ReleaseName"));
-}
-
-void ScriptedUpdateService::Appear()
-{
-    const std::lock_guard lock(mutex);
-    present = true;
-    const BusMessage call = NewDaemonCall("RequestName");
-    const dbus_uint32_t flags = 0;
-    dbus_message_append_args(call.Get(), DBUS_TYPE_UINT32, &flags, DBUS_TYPE_INVALID);
-    peer.Send(call);
+    present = value;
+    const char* const member = present ? "RequestName" : "ReleaseName";
+    const auto write = [&](BusWriter& writer)
+    { present ? writer.Text(ServiceName).Uint32(0) : writer.Text(ServiceName); };
+    peer.Send(
+        BusMessage::MethodCall(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, member).With(write));
 }
 
 void ScriptedUpdateService::OnMessage(const BusMessage& message)
 {
     const std::lock_guard lock(mutex);
-    if (present && dbus_message_get_type(message.Get()) == DBUS_MESSAGE_TYPE_METHOD_CALL)
+    if (!present || dbus_message_get_type(message.Get()) != DBUS_MESSAGE_TYPE_METHOD_CALL)
     {
-        lastCaller = dbus_message_get_sender(message.Get());
-        message.GetMember() == "GetAll" ? AnswerGetAll(message) : Carry(message);
+        return;
+    }
+    lastCaller = dbus_message_get_sender(message.Get());
+    Script script;
+    if (message.GetMember() == "GetAll")
+    {
+        const String path = dbus_message_get_path(message.Get());
+        peer.Send(message.Return().With([&](auto& writer) { Write(writer, "a{sv}", GetProperties(path)); }));
+        script = path == ManagerPath ? Script() : std::exchange(scripts["GetAll"], {});
+    }
+    else
+    {
+        script = Record(message);
+    }
+    for (const Step& step : script)
+    {
+        step(*this, message);
     }
 }
 
-void ScriptedUpdateService::Carry(const BusMessage& call)
+ScriptedUpdateService::Script ScriptedUpdateService::Record(const BusMessage& call)
 {
     std::vector<String> words = call.GetArguments();
     if (call.GetSignature().starts_with("h"))
@@ -147,12 +177,11 @@ void ScriptedUpdateService::Carry(const BusMessage& call)
     const bool fits = call.GetSignature() == (inputs != types.end() ? Join(inputs->second, "") : "");
     const auto script = scripts.find(call.GetMember());
     const bool known = fits && script != scripts.end();
-    Follow(known ? script->second : Script{Refuses(DBUS_ERROR_UNKNOWN_METHOD, "unknown method")}, call);
+    return known ? script->second : Script{Refuses(DBUS_ERROR_UNKNOWN_METHOD, "unknown method")};
 }
 
-void ScriptedUpdateService::AnswerGetAll(const BusMessage& call)
+ScriptedUpdateService::Json ScriptedUpdateService::GetProperties(const String& path) const
 {
-    const String path = dbus_message_get_path(call.Get());
     Json values = {{"Version", "0.1.0"}, {"Modules", {"RaucUpdater"}}, {"Components", Json::array()}};
     for (const String& id : ids)
     {
@@ -164,51 +193,7 @@ void ScriptedUpdateService::AnswerGetAll(const BusMessage& call)
             break;
         }
     }
-    peer.Send(call.Return().With([&](BusWriter& writer) { Write(writer, "a{sv}", values); }));
-    Follow(path == ManagerPath ? Script() : std::exchange(scripts["GetAll"], {}), call);
-}
-
-void ScriptedUpdateService::Follow(const Script& script, const BusMessage& call)
-{
-    for (const Json& step : script)
-    {
-        const String kind = step.begin().key();
-        const Json& value = step.begin().value();
-        const auto writeOutputs = [&](BusWriter& writer)
-        {
-            for (std::size_t index = 0; index < value.size(); ++index)
-            {
-                Write(writer, GetType(call.GetMember() + " out", index), value.at(index));
-            }
-        };
-        if (kind == "answer")
-        {
-            peer.Send(call.Return().With(writeOutputs));
-        }
-        else if (kind == "refuse")
-        {
-            const String name = value.at(0);
-            const String prefix = name.find('.') == String::npos ? ServiceName + ".Error." : "";
-            peer.Send(call.Error(prefix + name, value.at(1)));
-        }
-        else if (kind == "change")
-        {
-            Change(value);
-        }
-        else if (kind == "then")
-        {
-            scripts["GetAll"] = value.get<Script>();
-        }
-        else if (kind == "appear")
-        {
-            Change(value);
-            Appear();
-        }
-        else
-        {
-            Vanish();
-        }
-    }
+    return values;
 }
 
 String ScriptedUpdateService::GetType(const String& name, std::size_t index) const
@@ -219,55 +204,38 @@ String ScriptedUpdateService::GetType(const String& name, std::size_t index) con
 
 void ScriptedUpdateService::Write(BusWriter& writer, const String& signature, const Json& value) const
 {
+    const char type = signature.front();
     const String element = signature.substr(1);
-    const auto write = [&](BusWriter& content)
+    const auto writeMembers = [&](BusWriter& content)
     {
         for (const auto& [key, member] : value.items())
         {
-            const String type = value.is_object()          ? GetType(key)
-                                : signature.front() == 'a' ? element
-                                                           : element.substr(std::stoul(key), 1);
-            const auto writeMember = [&, &held = member](BusWriter& inner) { Write(inner, type, held); };
-            value.is_object() ? static_cast<void>(content.Entry(key, type, writeMember))
-                              : writeMember(content);
+            const String inner = value.is_object() ? GetType(key)
+                                 : type == 'a'     ? element
+                                                   : element.substr(std::stoul(key), 1);
+            const auto write = [&, &held = member](BusWriter& entry) { Write(entry, inner, held); };
+            value.is_object() ? static_cast<void>(content.Entry(key, inner, write)) : write(content);
         }
     };
-    switch (signature.front())
-    {
-    case 'a':
-        writer.Array(element, write);
-        break;
-    case '(':
-        writer.Struct(write);
-        break;
-    case 'b':
-        writer.Boolean(value);
-        break;
-    case 'i':
-        writer.Int32(value);
-        break;
-    case 't':
-        writer.Uint64(value);
-        break;
-    case 'o':
-        writer.ObjectPath(value);
-        break;
-    default:
-        writer.Text(value);
-        break;
-    }
+    static_cast<void>(type == 'a'   ? writer.Array(element, writeMembers)
+                      : type == '(' ? writer.Struct(writeMembers)
+                      : type == 'b' ? writer.Boolean(value)
+                      : type == 'i' ? writer.Int32(value)
+                      : type == 't' ? writer.Uint64(value)
+                      : type == 'o' ? writer.ObjectPath(value)
+                                    : writer.Text(value));
 }
 
 BusMessage ScriptedUpdateService::NewChange(const Json& changes, const Json& names) const
 {
+    const auto write = [&](BusWriter& writer)
+    {
+        writer.Text(ServiceName + ".Component");
+        Write(writer, "a{sv}", changes);
+        Write(writer, "as", names);
+    };
     return BusMessage::Signal(GetPath(ids.front()), DBUS_INTERFACE_PROPERTIES, "PropertiesChanged")
-        .With(
-            [&](BusWriter& writer)
-            {
-                writer.Text(ServiceName + ".Component");
-                Write(writer, "a{sv}", changes);
-                Write(writer, "as", names);
-            });
+        .With(write);
 }
 
 } // namespace Zel::Tests::Support

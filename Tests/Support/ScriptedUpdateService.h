@@ -20,7 +20,8 @@ class ScriptedUpdateService
 {
 public:
     using Json = nlohmann::json;
-    using Script = std::vector<Json>;
+    using Step = std::function<void(ScriptedUpdateService& service, const BusMessage& call)>;
+    using Script = std::vector<Step>;
 
     /// Owns the service's name on the process's bus, with one component. Throws `Exception`.
     ScriptedUpdateService();
@@ -32,20 +33,37 @@ public:
     /// the next answer about a component's properties.
     void On(const String& member, const Script& script);
 
-    /// Steps of scripts: answers with the method's outputs; refuses with an error (of the service where it
-    /// has no dot); sets and announces properties; leaves the bus, as a service does whose device restarts;
-    /// is back, with properties that changed meanwhile.
-    static Json Answers(const std::vector<Json>& outputs = {}) { return {{"answer", outputs}}; }
+    /// \name Steps of scripts.
+    ///@{
+    /// Answers with the method's outputs.
+    static Step Answers(const std::vector<Json>& outputs = {});
+    /// Refuses with an error, of the service where it has no dot.
+    static Step Refuses(const String& name, const String& text);
 
-    static Json Refuses(const String& name, const String& text) { return {{"refuse", {name, text}}}; }
+    /// Sets and announces properties.
+    static Step Changes(const Json& changes)
+    {
+        return [=](auto& service, auto&) { service.Change(changes); };
+    }
 
-    static Json Changes(const Json& changes) { return {{"change", changes}}; }
+    /// Leaves the bus, as a service does whose device restarts.
+    static Step Vanishes()
+    {
+        return [](auto& service, auto&) { service.SetPresent(false); };
+    }
 
-    static Json Vanishes() { return {{"vanish", true}}; }
+    /// Is back, with properties that changed meanwhile.
+    static Step Appears(const Json& changes)
+    {
+        return [=](auto& service, auto&) { service.Appear(changes); };
+    }
 
-    static Json Then(const Script& script) { return {{"then", script}}; }
+    static Step Then(const Script& script)
+    {
+        return [=](auto& service, auto&) { service.On("GetAll", script); };
+    }
 
-    static Json Appears(const Json& changes) { return {{"appear", changes}}; }
+    ///@}
 
     /// The calls of components with their arguments, reading properties aside, in order; since the last time.
     /// A descriptor is the beginning of its file's content.
@@ -58,14 +76,14 @@ public:
     /// Announces properties to the last caller alone, as a stranger would: from another connection.
     void Forge(const Json& forged);
 
-    void Vanish();
-    void Appear();
+    /// Takes or leaves its name on the bus.
+    void SetPresent(bool value);
+    void Appear(const Json& changes);
 
 private:
     void OnMessage(const BusMessage& message);
-    void AnswerGetAll(const BusMessage& call);
-    void Carry(const BusMessage& call);
-    void Follow(const Script& script, const BusMessage& call);
+    [[nodiscard]] Json GetProperties(const String& path) const;
+    [[nodiscard]] Script Record(const BusMessage& call);
     [[nodiscard]] String GetType(const String& name, std::size_t index = 0) const;
     void Write(BusWriter& writer, const String& signature, const Json& value) const;
     [[nodiscard]] BusMessage NewChange(const Json& changes, const Json& names) const;

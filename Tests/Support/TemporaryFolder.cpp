@@ -7,17 +7,26 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <system_error>
 
 namespace Zel::Tests::Support
 {
 
-TemporaryFolder::TemporaryFolder(const String& parent) : path(parent + "/zel-test-XXXXXX")
+namespace
 {
-    if (::mkdtemp(path.data()) == nullptr)
+
+void Require(bool succeeded, const String& action)
+{
+    if (!succeeded)
     {
-        throw Exception("Failed to make a temporary folder in " + parent);
+        throw Exception("Failed to " + action);
     }
+}
+
+} // namespace
+
+TemporaryFolder::TemporaryFolder()
+{
+    Require(::mkdtemp(path.data()) != nullptr, "make " + path);
 }
 
 TemporaryFolder::~TemporaryFolder()
@@ -28,14 +37,9 @@ TemporaryFolder::~TemporaryFolder()
 
 String TemporaryFolder::Write(const String& name, const String& content) const
 {
-    String file = *this / name;
-    std::ofstream stream(file, std::ios::binary);
-    stream << content;
-    if (!stream.flush())
-    {
-        throw Exception("Failed to write " + file);
-    }
-    return file;
+    std::ofstream stream(*this / name, std::ios::binary);
+    Require(static_cast<bool>((stream << content).flush()), "write " + name);
+    return *this / name;
 }
 
 std::vector<String> TemporaryFolder::GetNames() const
@@ -52,13 +56,8 @@ std::vector<String> TemporaryFolder::GetNames() const
 String TemporaryFolder::Read(const String& path)
 {
     const std::ifstream stream(path, std::ios::binary);
-    if (!stream)
-    {
-        throw Exception("Failed to read " + path);
-    }
-    std::ostringstream content;
-    content << stream.rdbuf();
-    return content.str();
+    Require(static_cast<bool>(stream), "read " + path);
+    return (std::ostringstream() << stream.rdbuf()).str();
 }
 
 } // namespace Zel::Tests::Support

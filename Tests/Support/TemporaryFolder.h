@@ -2,18 +2,16 @@
 
 #include "Zel/String.h"
 
-#include <cstddef>
 #include <vector>
 
 namespace Zel::Tests::Support
 {
 
-/// A new folder that is deleted with everything in it.
+/// A new folder below /tmp that is deleted with everything in it. Failures throw `Exception`.
 class TemporaryFolder
 {
 public:
-    /// Makes it in `parent`. Throws `Exception` when that is impossible.
-    explicit TemporaryFolder(const String& parent = "/tmp");
+    TemporaryFolder();
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -29,11 +27,11 @@ public:
     /// Returns the names in the folder, sorted.
     [[nodiscard]] std::vector<String> GetNames() const;
 
-    /// Returns a file's content; throws `Exception` when it cannot be read.
+    /// Returns a file's content.
     [[nodiscard]] static String Read(const String& path);
 
 private:
-    String path;
+    String path = "/tmp/zel-test-XXXXXX";
 };
 
 } // namespace Zel::Tests::Support

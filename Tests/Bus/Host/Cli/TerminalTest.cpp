@@ -2,29 +2,16 @@
 
 #include "Cli/Commands/Verbs.h"
 
-#include <gmock/gmock.h>
-
 #include <csignal>
-#include <sstream>
 
 namespace Zel::Tests::Bus
 {
 
-namespace
-{
-
-using testing::AllOf;
-using testing::ElementsAre;
-using testing::EndsWith;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::Not;
-using testing::StartsWith;
+using namespace testing;
 
 /// What the program does while it runs: on a terminal, on signals of the system, on those of the bus.
-class TerminalTest : public ZelUpdateFixture
+struct TerminalTest : ZelUpdateFixture
 {
-protected:
     /// "Copying more" is shown when the program has read what there was before.
     TerminalTest()
     {
@@ -36,7 +23,7 @@ protected:
     void Restart()
     {
         service.Change(Running(100, "The device is going to reboot."));
-        service.Vanish();
+        service.SetPresent(false);
     }
 };
 
@@ -49,8 +36,7 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
     run.When("Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ",
              [&run] { run.Type("y\n"); });
     run.When("Copying more", [this] { Restart(); });
-    run.Finish();
-    EXPECT_EQ(run.GetStatus(), 0) << run.GetOut();
+    EXPECT_EQ(run.Finish(), 0) << run.GetOut();
     EXPECT_THAT(run.GetOut(),
                 AllOf(HasSubstr("\r[########-----------]  46 % 0:0"), HasSubstr(", ~1:"),
                       HasSubstr("\r[###################] 100 % 0:0"), Not(HasSubstr("\x1B[32m"))));
@@ -58,15 +44,13 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
 
 TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
 {
-    for (const auto& [keys, status] :
-         std::map<String, int>{{"\n", 1}, {"no\n", 1}, {"\x04", 1}, {"\x03", 130}})
+    for (const auto& [keys, status] : {std::pair{"\n", 1}, {"no\n", 1}, {"\x04", 1}, {"\x03", 130}})
     {
         for (const char* const verb : {"install", "revert"})
         {
             ProgramRun run(ToCall(verb), ProgramRun::Output::Terminal, {"TERM=xterm"});
             run.When("[y/N]", [&run, &typed = keys] { run.Type(typed); });
-            run.Finish();
-            EXPECT_EQ(run.GetStatus(), status) << run.GetOut();
+            EXPECT_EQ(run.Finish(), status) << run.GetOut();
         }
     }
     EXPECT_THAT(service.TakeCalls(), IsEmpty());
@@ -79,8 +63,7 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
         service.Change({{"State", "idle"}});
         ProgramRun run(ToCall("install"));
         run.When("Copying more", [&run, signalNumber] { run.Signal(signalNumber); });
-        run.Finish();
-        EXPECT_EQ(run.GetStatus(), 128 + signalNumber);
+        EXPECT_EQ(run.Finish(), 128 + signalNumber);
         EXPECT_EQ(
             run.GetErr(),
             "zelupdate: interrupted; the installation goes on without zelupdate\nNext: The installation "
@@ -91,61 +74,51 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     ProgramRun last(ToCall("install"));
     last.When("Copying more", [this] { service.Change(Running(100, "The device is going to reboot.")); });
     last.When("going to reboot", [&last] { last.Signal(SIGTERM); });
-    last.Finish();
-    EXPECT_EQ(last.GetStatus(), 0) << last.GetErr();
+    EXPECT_EQ(last.Finish(), 0) << last.GetErr();
 
     service.Change({{"State", "idle"}});
     service.On("Stage", {});
-    ProgramRun run(ToCall("install FILE"));
-    run.When("Handing over", [&run] { run.Signal(SIGINT); });
-    run.Finish();
-    EXPECT_THAT(run.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
+    ProgramRun early(ToCall("install FILE"));
+    early.When("Handing over", [&early] { early.Signal(SIGINT); });
+    EXPECT_EQ(early.Finish(), 130);
+    EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
 }
 
 TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallation)
 {
     ProgramRun run(ToCall("install"));
-    run.When("Copying more",
-             [this]
-             {
-                 service.Forge({{"State", "failed"}, {"Message", "forged"}});
-                 service.Change({{"Message", "after the forgery"}}, true);
-             });
+    const auto forge = [this]
+    {
+        service.Forge({{"State", "failed"}, {"Message", "forged"}});
+        service.Change({{"Message", "after the forgery"}}, true);
+    };
+    run.When("Copying more", forge);
     run.When("after the forgery", [this] { Restart(); });
-    run.Finish();
-    EXPECT_EQ(run.GetStatus(), 0) << run.GetErr();
+    EXPECT_EQ(run.Finish(), 0) << run.GetErr();
     EXPECT_THAT(run.GetOut(), Not(HasSubstr("forged")));
 }
 
 TEST_F(TerminalTest, AnInstallationAtATimeIsAskedForWithWhatIsLeftUntilThen)
 {
-    ProgramRun run(ToCall("install --no-wait --at 23:59"));
-    run.Finish();
+    EXPECT_EQ(ProgramRun(ToCall("install --no-wait --at 23:59")).Finish(), 0);
     EXPECT_THAT(service.TakeCalls(),
                 ElementsAre(AllOf(StartsWith("Install 1.1.0.0 [{delay="), EndsWith("}]"))));
 }
 
 TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
 {
-    for (const char* const call : {"status --watch", "status --watch --json"})
+    for (const bool json : {false, true})
     {
         service.Change({{"Message", ""}});
-        ProgramRun run(ToCall(call));
-        run.When("Controller 750", [this] { service.Change({{"Message", "one"}, {"Revertible", true}}); });
-        run.When("one", [this] { service.Vanish(); });
-        run.When("has gone",
-                 [this]
-                 {
-                     service.Change({{"Message", "two"}, {"Revertible", false}});
-                     service.Appear();
-                 });
-        run.When("two", [&run] { run.Signal(SIGINT); });
-        run.Finish();
-        EXPECT_EQ(run.GetStatus(), 130);
-        const bool json = run.GetOut().starts_with("{");
+        ProgramRun run(ToCall(json ? "status --watch --json" : "status --watch"));
+        run.When("Controller 750", [this] { service.Change({{"Message", "first"}, {"Revertible", true}}); });
+        run.When("first", [this] { service.SetPresent(false); });
+        run.When("has gone", [this] { service.Appear({{"Message", "second"}, {"Revertible", false}}); });
+        run.When("second", [&run] { run.Signal(SIGINT); });
+        EXPECT_EQ(run.Finish(), 130);
         EXPECT_THAT(run.GetOut(),
-                    AllOf(HasSubstr(json ? "\"message\":\"one\"" : "Z; Message: one; Revertible: yes\n"),
-                          HasSubstr(json ? "\"message\":\"two\"" : "Message:           two\n")));
+                    AllOf(HasSubstr(json ? "\"message\":\"first\"" : "Z; Message: first; Revertible: yes\n"),
+                          HasSubstr(json ? "\"message\":\"second\"" : "Message:           second\n")));
         std::istringstream lines(json ? run.GetOut() : "");
         for (String line; std::getline(lines, line);)
         {
@@ -156,23 +129,21 @@ TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
 
 TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 {
-    service.Vanish();
-    const std::map<String, String> inputs = {
-        {"inspect", "FILE"}, {"check", "FILE"}, {"stage", "FILE"}, {"explain", "7"}};
+    service.SetPresent(false);
+    const std::map<String, String> inputs = {{"inspect", " FILE"},
+                                             {"check", " FILE"},
+                                             {"stage", " FILE"},
+                                             {"explain", " 7"},
+                                             {"wait", " --timeout=0"}};
     for (const Host::Cli::Verb& verb : Host::Cli::GetVerbs())
     {
         const String name = verb.name;
-        const bool waits = name == "wait";
-        const String call = name + " " +
-                            (waits                   ? "--timeout=0"
-                             : inputs.contains(name) ? inputs.at(name)
-                                                     : "");
+        const String call = name + (inputs.contains(name) ? inputs.at(name) : "");
         for (const char* const variable : {"ANY=1", "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"})
         {
             ProgramRun run(ToCall(call), ProgramRun::Output::Pipes, {variable});
-            run.Finish();
-            const int absent = waits && variable == String("ANY=1") ? 9 : 7;
-            EXPECT_EQ(run.GetStatus(), name == "explain" ? 0 : absent) << call << ", " << variable;
+            const int absent = name == "wait" && variable == String("ANY=1") ? 9 : 7;
+            EXPECT_EQ(run.Finish(), name == "explain" ? 0 : absent) << call << ", " << variable;
         }
     }
 }
@@ -180,21 +151,18 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 TEST_F(TerminalTest, TheComponentIsTheOnlyOneOrTheOneThatIsNamed)
 {
     service.SetIds({"Controller_750", "Display/\xC3\xA4"});
-    const std::map<String, std::pair<int, String>> rows = {
-        {"status", {2, "choose one with --component: 'Controller_750', 'Display/\xC3\xA4'\n"}},
-        {"status --component Controller", {3, "The service has 'Controller_750',"}},
-        {"status --component controller_750", {0, "Component:         Controller_750\n"}},
-        {"components --component DISPLAY/\xC3\xA4", {0, "\nDisplay/\xC3\xA4"}},
-        {"components", {0, "\nController_750"}}};
-    for (const auto& [call, ending] : rows)
+    const std::vector<std::tuple<String, int, String>> rows = {
+        {"status", 2, "choose one with --component: 'Controller_750', 'Display/\xC3\xA4'\n"},
+        {"status --component Controller", 3, "The service has 'Controller_750',"},
+        {"status --component controller_750", 0, "Component:         Controller_750\n"},
+        {"components --component DISPLAY/\xC3\xA4", 0, "\nDisplay/\xC3\xA4"},
+        {"components", 0, "\nController_750"}};
+    for (const auto& [call, status, text] : rows)
     {
         ProgramRun run(ToCall(call));
-        run.Finish();
-        EXPECT_EQ(run.GetStatus(), ending.first) << call;
-        EXPECT_THAT(run.GetOut() + run.GetErr(), HasSubstr(ending.second));
+        EXPECT_EQ(run.Finish(), status) << call;
+        EXPECT_THAT(run.GetOut() + run.GetErr(), HasSubstr(text));
     }
 }
-
-} // namespace
 
 } // namespace Zel::Tests::Bus

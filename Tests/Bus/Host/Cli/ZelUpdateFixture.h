@@ -4,10 +4,9 @@
 #include "Support/ScriptedUpdateService.h"
 #include "Support/TemporaryFolder.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include <map>
-#include <vector>
+#include <sstream>
 
 namespace Zel::Tests::Bus
 {
@@ -21,32 +20,40 @@ protected:
     using Json = Service::Json;
     using Script = Service::Script;
 
-    ZelUpdateFixture();
-
-    /// What a call meets, and what it causes.
-    struct World
+    ZelUpdateFixture()
     {
-        /// The service's properties besides those of every test.
-        Json properties = Json::object();
-        std::map<String, Script> scripts = {};
-        /// All calls that the service gets, reading properties aside, with "; " between them.
-        String calls = {};
-        /// Facts of the JSON object.
-        Json facts = Json::object();
-    };
+        folder.Write("a.raucb", "a bundle");
+        Prepare();
+    }
 
-    /// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
-    /// same. `out` and `err` are all that is written, without spans of time. "FILE" is a file with "a bundle"
-    /// in it, as standard input has.
-    void Check(const String& call, int status, const String& out, const String& err, const World& world);
+    /// Returns the program's path and the arguments, given as words. "FILE" is a file with "a bundle" in it.
+    [[nodiscard]] std::vector<String> ToCall(const String& words) const
+    {
+        std::vector<String> call = {ZEL_UPDATE_PROGRAM};
+        std::istringstream stream(words);
+        for (String word; stream >> word;)
+        {
+            call.push_back(word == "FILE" ? folder / "a.raucb" : word);
+        }
+        return call;
+    }
 
-    /// Returns the program's path and the arguments.
-    [[nodiscard]] std::vector<String> ToCall(const String& words) const;
-
-    void Prepare(const World& world);
+    /// Lets the service be at rest, without a history.
+    void Prepare()
+    {
+        service.Appear(
+            R"({"State":"idle", "Message":"", "Progress":[0, "", 0], "Revertible":false, "NextStart":0,
+            "CurrentVersion":"1.0.0.0", "PendingVersion":"1.1.0.0", "FallbackVersion":"", "BootId":"0e1b2c",
+            "VersionsTime":1795244400000000,
+            "LastVerdict":["succeeded", "1.0.0.0", "", 1795244400000000]})"_json);
+        service.On("History", {Service::Answers({Json::array()})});
+    }
 
     /// Returns the properties of an installation that runs.
-    [[nodiscard]] static Json Running(int percent, const String& message);
+    [[nodiscard]] static Json Running(int percent, const String& message)
+    {
+        return {{"State", "installing"}, {"Message", message}, {"Progress", {percent, message, 1}}};
+    }
 
     Service service;
     const Support::TemporaryFolder folder;

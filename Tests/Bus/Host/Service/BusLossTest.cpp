@@ -2,10 +2,8 @@
 
 #include "Support/PrivateBus.h"
 #include "Support/ProgramRun.h"
-#include "Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <csignal>
 
@@ -13,84 +11,44 @@ namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
-using testing::HasSubstr;
-using Tests::Support::PrivateBus;
-using Tests::Support::ProgramRun;
-using Tests::Support::TemporaryFolder;
-
-namespace
-{
-
-const String Id = "Controller 750";
 
 /// The service's program with the module, on a bus without RAUC.
-class BusLossTest : public testing::Test
+struct BusLossTest : testing::Test
 {
-protected:
     BusLossTest()
     {
-        static_cast<void>(
-            folder.Write("device-info", "General.ArticleName=" + Id + "\nGeneral.VendorName=Vendor\n"));
-        static_cast<void>(folder.Write("boot-id", "this-boot\n"));
-        static_cast<void>(folder.Write("module.xml", "<RaucUpdaterSettingsDocument><PendingUpdatePath>"
-                                                     "${DataFolder}/pending</PendingUpdatePath>"
-                                                     "</RaucUpdaterSettingsDocument>"));
-        static_cast<void>(folder.Write(
-            "settings.xml", "<ZelUpdatedSettingsDocument><Module><Library>" ZEL_MODULE_LIBRARY
-                            "</Library><Name>RaucUpdater</Name><Settings>module.xml</Settings></Module>"
-                            "<DataFolder>state</DataFolder><DeviceInfoFile>device-info</DeviceInfoFile>"
-                            "<BootIdFile>boot-id</BootIdFile><LogSink>console</LogSink>"
-                            "</ZelUpdatedSettingsDocument>"));
+        folder.Write("device-info", "General.ArticleName=" + Id + "\nGeneral.VendorName=Vendor\n");
+        folder.Write("boot-id", "this-boot\n");
+        folder.Write("module.xml", "<RaucUpdaterSettingsDocument><PendingUpdatePath>${DataFolder}/pending"
+                                   "</PendingUpdatePath></RaucUpdaterSettingsDocument>");
+        folder.Write("settings.xml",
+                     "<ZelUpdatedSettingsDocument><Module><Library>" ZEL_MODULE_LIBRARY
+                     "</Library><Name>RaucUpdater</Name><Settings>module.xml</Settings></Module>"
+                     "<DataFolder>state</DataFolder><DeviceInfoFile>device-info</DeviceInfoFile>"
+                     "<BootIdFile>boot-id</BootIdFile><LogSink>console</LogSink>"
+                     "</ZelUpdatedSettingsDocument>");
     }
 
-    /// What is done once the log has a text, one step after the other.
-    struct Step
+    Tests::Support::ProgramRun NewRun() const
     {
-        const char* text;
-        std::function<void(ProgramRun& run)> action;
-    };
-
-    /// Runs the program to its end; returns its exit code.
-    int Run(std::vector<Step> steps)
-    {
-        ProgramRun run({ZEL_UPDATED_PROGRAM, "--settings", folder / "settings.xml"});
-        std::size_t position = 0;
-        const auto proceed = [&]
-        {
-            const std::size_t found =
-                steps.empty() ? String::npos : run.GetErr().find(steps.front().text, position);
-            if (found != String::npos)
-            {
-                position = found + 1;
-                steps.front().action(run);
-                steps.erase(steps.begin());
-            }
-        };
-        run.Finish(proceed);
-        EXPECT_TRUE(steps.empty()) << steps.front().text;
-        log = run.GetErr();
-        return run.GetStatus();
+        return Tests::Support::ProgramRun({ZEL_UPDATED_PROGRAM, "--settings", folder / "settings.xml"});
     }
 
-    PrivateBus& bus = PrivateBus::OfProcess();
-    const TemporaryFolder folder;
-    String log;
+    inline static const String Id = "Controller 750";
+    Tests::Support::PrivateBus& bus = Tests::Support::PrivateBus::OfProcess();
+    const Tests::Support::TemporaryFolder folder;
 };
-
-} // namespace
 
 TEST_F(BusLossTest, AtRestTheServiceWaitsForTheBusAndGoesOn)
 {
-    const auto kill = [this](ProgramRun&) { bus.Kill(); };
-    const auto start = [this](ProgramRun&) { bus.Start(); };
-    const auto end = [](ProgramRun& run) { run.Signal(SIGTERM); };
-    EXPECT_EQ(Run({{"Serving as 'zel.SoftwareUpdate1'", kill},
-                   {"The system bus is gone.", start},
-                   {"Serving as 'zel.SoftwareUpdate1'", kill},
-                   {"The system bus is gone.", start},
-                   {"Serving as 'zel.SoftwareUpdate1'", end}}),
-              0)
-        << log;
+    auto run = NewRun();
+    for (int round = 0; round < 2; ++round)
+    {
+        run.When("Serving as 'zel.SoftwareUpdate1'", [this] { bus.Kill(); });
+        run.When("The system bus is gone.", [this] { bus.Start(); });
+    }
+    run.When("Serving as 'zel.SoftwareUpdate1'", [&run] { run.Signal(SIGTERM); });
+    EXPECT_EQ(run.Finish(), 0) << run.GetErr();
 }
 
 TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
@@ -102,8 +60,10 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
         store.SetPrepared(Id);
     }
     // Without RAUC it cannot be told how far the installation came, so it goes on running.
-    EXPECT_EQ(Run({{"Serving as 'zel.SoftwareUpdate1'", [this](ProgramRun&) { bus.Kill(); }}}), 1) << log;
-    EXPECT_THAT(log, HasSubstr("The system bus is gone during an installation."));
+    auto run = NewRun();
+    run.When("Serving as 'zel.SoftwareUpdate1'", [this] { bus.Kill(); });
+    EXPECT_EQ(run.Finish(), 1) << run.GetErr();
+    EXPECT_THAT(run.GetErr(), testing::HasSubstr("The system bus is gone during an installation."));
     EXPECT_EQ(StatusStore(folder / "state").GetComponent(Id).state, InstallationState::Installing);
     bus.Start();
 }

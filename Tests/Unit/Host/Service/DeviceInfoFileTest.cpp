@@ -4,78 +4,43 @@
 #include "Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <utility>
-#include <vector>
 
 namespace Zel::Host::Service
 {
 
-using testing::ElementsAre;
-using Tests::Support::RecordingLog;
-using Tests::Support::TemporaryFolder;
-
 TEST(DeviceInfoFileTest, LinesBecomeFacts)
 {
-    const TemporaryFolder folder;
-    DeviceInfoFile file(folder.Write("device-info", "# Key=Comment\n"
-                                                    "General.ArticleName=Controller 750\r\n"
-                                                    "\n"
-                                                    " Blanks \t=\t in between \n"
-                                                    "Number=12\n"
-                                                    "Negative=-12\n"
-                                                    "Zeros=007\n"
-                                                    "Plus=+7\n"
-                                                    "Huge=9223372036854775808\n"
-                                                    "Date=2026-11-21\n"
-                                                    "Equals=a=b\n"
-                                                    "Empty=\n"
-                                                    "Twice=first\n"
-                                                    "Twice=second\n"
-                                                    "no fact\n"
-                                                    "Last=line"));
-    const std::vector<std::pair<const char*, Variant>> rows = {
-        {"General.ArticleName", "Controller 750"},
-        {"Blanks", "in between"},
-        {"Number", std::int64_t{12}},
-        {"Negative", std::int64_t{-12}},
-        {"Zeros", "007"},
-        {"Plus", "+7"},
-        {"Huge", "9223372036854775808"},
-        {"Date", "2026-11-21"},
-        {"Equals", "a=b"},
-        {"Empty", ""},
-        {"Twice", "second"},
-        {"Last", "line"},
+    const Tests::Support::TemporaryFolder folder;
+    DeviceInfoFile file(folder / "device-info");
+    // The line, the fact's key, and its value; none without one.
+    const std::vector<std::tuple<String, const char*, Variant>> rows = {
+        {"General.ArticleName=Controller 750\r", "General.ArticleName", "Controller 750"},
+        {" Blanks \t=\t in between ", "Blanks", "in between"},
+        {"Number=12", "Number", std::int64_t{12}},
+        {"Negative=-12", "Negative", std::int64_t{-12}},
+        {"Zeros=007", "Zeros", "007"},
+        {"Plus=+7", "Plus", "+7"},
+        {"Huge=9223372036854775808", "Huge", "9223372036854775808"},
+        {"Date=2026-11-21", "Date", "2026-11-21"},
+        {"Equals=a=b", "Equals", "a=b"},
+        {"Empty=\n", "Empty", ""},
+        {"Twice=first\nTwice=second", "Twice", "second"},
+        {"# Key=Comment", "Key", Variant()},
+        {"# Other=Comment", "# Other", Variant()},
+        {"no fact", "no fact", Variant()},
+        {"Case=1", "case", Variant()},
+        {"Last=line", "Last", "line"},
     };
-    for (const auto& [key, value] : rows)
+    for (const auto& [line, key, value] : rows)
     {
-        EXPECT_EQ(file.GetItem(key), value) << key;
+        // A changed file is read anew.
+        folder.Write("device-info", "First=1\n" + line);
+        EXPECT_EQ(file.GetItem(key), value) << line;
     }
-    for (const char* key : {"Key", "# Key", "no fact", "general.articlename"})
-    {
-        EXPECT_TRUE(file.GetItem(key).IsNone()) << key;
-    }
-}
-
-TEST(DeviceInfoFileTest, AChangedFileIsReadAnew)
-{
-    const TemporaryFolder folder;
-    DeviceInfoFile file(folder.Write("device-info", "Key=1"));
-    EXPECT_EQ(file.GetItem("Key"), std::int64_t{1});
-    static_cast<void>(folder.Write("device-info", "Key=2"));
-    EXPECT_EQ(file.GetItem("Key"), std::int64_t{2});
-}
-
-TEST(DeviceInfoFileTest, AMissingFileHasNoFacts)
-{
-    const TemporaryFolder folder;
-    const RecordingLog log;
-    DeviceInfoFile file(folder / "missing");
-    EXPECT_TRUE(file.GetItem("Key").IsNone());
-    EXPECT_THAT(log->GetLines(), ElementsAre("error DeviceInfoFile: Failed to open '" + folder.GetPath() +
-                                             "/missing': No such file or directory"));
+    const Tests::Support::RecordingLog log;
+    EXPECT_TRUE(DeviceInfoFile(folder / "missing").GetItem("Key").IsNone());
+    EXPECT_THAT(log->GetLines(), testing::ElementsAre("error DeviceInfoFile: Failed to open '" +
+                                                      folder / "missing" + "': No such file or directory"));
 }
 
 } // namespace Zel::Host::Service

@@ -1,11 +1,9 @@
 #include "Zel/DateTime.h"
 
-#include "Unit/Platform/Thrown.h"
+#include "Support/Thrown.h"
 
-#include <cstdint>
 #include <gtest/gtest.h>
 #include <limits>
-#include <vector>
 
 namespace Zel
 {
@@ -13,18 +11,12 @@ namespace Zel
 TEST(DateTimeTest, FromIso8601StringReadsEveryPermittedShape)
 {
     constexpr std::int64_t Epoch = DateTime::UnixEpochTicks;
-    constexpr std::int64_t Day = 86'400 * DateTime::TicksPerSecond;
-
-    const struct
-    {
-        const char* text;
-        std::int64_t ticks;
-        /// What `ToIso8601String` makes of it; with "Z" exactly where the kind is UTC.
-        const char* written;
-    } cases[] = {
+    constexpr std::int64_t Second = DateTime::TicksPerSecond;
+    // With the ticks, and what `ToIso8601String` makes of it: with "Z" exactly where the kind is UTC.
+    const std::tuple<const char*, std::int64_t, String> cases[] = {
         {"1970-01-01T00:00:00", Epoch, "1970-01-01T00:00:00"},
-        {"2000-02-29T00:00:00Z", Epoch + 11'016 * Day, "2000-02-29T00:00:00Z"},
-        {"2024-02-29T23:59:59Z", Epoch + 19'783 * Day - DateTime::TicksPerSecond, "2024-02-29T23:59:59Z"},
+        {"2000-02-29T00:00:00Z", Epoch + 11'016 * 86'400 * Second, "2000-02-29T00:00:00Z"},
+        {"2024-02-29T23:59:59Z", Epoch + (19'783 * 86'400 - 1) * Second, "2024-02-29T23:59:59Z"},
         {"1970-01-01T00:00:00.5Z", Epoch + 5'000'000, "1970-01-01T00:00:00.5000000Z"},
         {"1970-01-01T00:00:00.000000199", Epoch + 1, "1970-01-01T00:00:00.0000001"},
         {"1969-12-31T18:15:00.25-05:45", Epoch + 2'500'000, "1970-01-01T00:00:00.2500000Z"},
@@ -32,12 +24,12 @@ TEST(DateTimeTest, FromIso8601StringReadsEveryPermittedShape)
         {"9999-12-31T23:59:59.999999999Z", 3'155'378'975'999'999'999, "9999-12-31T23:59:59.9999999Z"},
     };
 
-    for (const auto& row : cases)
+    for (const auto& [text, ticks, written] : cases)
     {
-        const DateTime moment = DateTime::FromIso8601String(row.text);
-        EXPECT_EQ(moment.GetTicks(), row.ticks) << row.text;
-        EXPECT_EQ(moment.ToIso8601String(), row.written);
-        EXPECT_EQ(moment.GetKind() == DateTimeKind::Utc, String(row.written).back() == 'Z') << row.text;
+        const DateTime moment = DateTime::FromIso8601String(text);
+        EXPECT_EQ(moment.GetTicks(), ticks) << text;
+        EXPECT_EQ(moment.ToIso8601String(), written);
+        EXPECT_EQ(moment.GetKind() == DateTimeKind::Utc, written.back() == 'Z') << text;
     }
 }
 
@@ -59,7 +51,7 @@ TEST(DateTimeTest, FromIso8601StringRefusesEverythingElse)
     }
     for (const String& text : texts)
     {
-        EXPECT_EQ(Tests::GetThrown([&] { static_cast<void>(DateTime::FromIso8601String(text)); }),
+        EXPECT_EQ(Tests::Support::GetThrown([&] { static_cast<void>(DateTime::FromIso8601String(text)); }),
                   "Zel::Exception: '" + text + "' is not a date and time in ISO 8601 form");
     }
 }

@@ -1,8 +1,9 @@
 #include "Zel/Services/SoftwareUpdate/FileUtils.h"
 
-#include "Support/TemporaryFolder.h"
+#include "Zel/System/Commons/Io/File.h"
+
+#include "Support/Thrown.h"
 #include "Support/TmpfsMount.h"
-#include "Unit/Platform/Thrown.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -12,41 +13,34 @@
 namespace Zel::Services::SoftwareUpdate
 {
 
-using testing::ElementsAre;
-using testing::EndsWith;
-using Tests::GetThrown;
+using namespace testing;
+using Tests::Support::GetThrown;
 using Tests::Support::TemporaryFolder;
 
-namespace
-{
-
-constexpr std::size_t MiB = std::size_t{1024} * 1024;
-
-/// Text without a period.
-[[nodiscard]] String MakeContent(std::size_t size)
-{
-    String content;
-    while (content.size() < size)
-    {
-        content += std::to_string(content.size());
-    }
-    return content.substr(0, size);
-}
-
-[[nodiscard]] String Move(const String& source, const String& target, bool replace = true)
-{
-    return GetThrown([&] { FileUtils::RenameOrCopyDelete(source, target, false, replace); });
-}
-
 /// A folder on the disk and one on another file system.
-struct FileUtilsTest : testing::Test
+struct FileUtilsTest : Test
 {
+    /// Text without a period.
+    [[nodiscard]] static String MakeContent(std::size_t size)
+    {
+        String content;
+        while (content.size() < size)
+        {
+            content += std::to_string(content.size());
+        }
+        return content.substr(0, size);
+    }
+
+    [[nodiscard]] static String Move(const String& source, const String& target, bool replace = true)
+    {
+        return GetThrown([&] { FileUtils::RenameOrCopyDelete(source, target, false, replace); });
+    }
+
+    static constexpr std::size_t MiB = std::size_t{1024} * 1024;
     const TemporaryFolder disk;
     const Tests::Support::TmpfsMount memory{4 * MiB};
     const TemporaryFolder& other = memory.GetFolder();
 };
-
-} // namespace
 
 TEST_F(FileUtilsTest, RenameReplacesTheNameAndNotWhatALinkLeadsTo)
 {
@@ -60,8 +54,7 @@ TEST_F(FileUtilsTest, RenameReplacesTheNameAndNotWhatALinkLeadsTo)
     EXPECT_THAT(disk.GetNames(), ElementsAre("a", "victim"));
     EXPECT_THAT(GetThrown([&] { FileUtils::Rename(victim, other / "target", false, true); }),
                 EndsWith("Invalid cross-device link"));
-    EXPECT_TRUE(FileUtils::Exists(victim));
-    EXPECT_FALSE(FileUtils::Exists(disk / "target"));
+    EXPECT_TRUE(FileUtils::Exists(victim) && !FileUtils::Exists(disk / "target"));
 }
 
 TEST_F(FileUtilsTest, MoveOfAFileToItselfKeepsItAndToAnotherNameOfItLeavesOneName)
@@ -85,7 +78,7 @@ TEST_F(FileUtilsTest, CopyTakesTheWholeContentAndDeletesTheSource)
         FileUtils::RenameOrCopyDelete(disk.Write("source", content), target, true, true);
         EXPECT_TRUE(TemporaryFolder::Read(target) == content) << size;
         EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms{0640});
-        EXPECT_THAT(disk.GetNames(), ElementsAre());
+        EXPECT_THAT(disk.GetNames(), IsEmpty());
     }
     ::umask(earlierMask);
 }
@@ -104,7 +97,7 @@ TEST_F(FileUtilsTest, CopyReplacesTheTargetAndALeftOverCopyButFollowsNoLink)
         EXPECT_EQ(TemporaryFolder::Read(other / "target"), "new");
         EXPECT_EQ(TemporaryFolder::Read(victim), "precious") << link;
         EXPECT_THAT(other.GetNames(), ElementsAre("target", "victim"));
-        EXPECT_THAT(disk.GetNames(), ElementsAre());
+        EXPECT_THAT(disk.GetNames(), IsEmpty());
     }
 }
 
@@ -132,29 +125,48 @@ TEST_F(FileUtilsTest, MoveThatIsRefusedLeavesBothSides)
     EXPECT_THAT(sources.GetNames(), ElementsAre("file", "link", "pipe"));
 }
 
-TEST_F(FileUtilsTest, CopyWithoutEnoughSpaceLeavesBothSides)
+TEST_F(FileUtilsTest, CopyWithoutSpaceOrOfASourceThatCannotBeDeletedIsTakenBack)
 {
     const String content = MakeContent(5 * MiB);
-    const String source = disk.Write("source", content);
+    const String large = disk.Write("large", content);
     const String target = other.Write("target", "old");
-    EXPECT_THAT(Move(source, target), testing::StartsWith("Zel::System::Commons::OutOfMemoryException: "));
-    EXPECT_TRUE(TemporaryFolder::Read(source) == content);
+    EXPECT_THAT(Move(large, target), StartsWith("Zel::System::Commons::OutOfMemoryException: "));
+    EXPECT_TRUE(TemporaryFolder::Read(large) == content);
+    // The space that the attempt took is free again.
+    std::filesystem::remove(other.Write("filler", MakeContent(3 * MiB)));
+    const Tests::Support::PinnedFile pinned(disk.Write("source", "new"));
+    EXPECT_THAT(Move(disk / "source", target), EndsWith("Device or resource busy"));
+    EXPECT_THAT(Move(disk / "source", other / "missing"), EndsWith("Device or resource busy"));
+    EXPECT_EQ(TemporaryFolder::Read(disk / "source"), "new");
     EXPECT_EQ(TemporaryFolder::Read(target), "old");
     EXPECT_THAT(other.GetNames(), ElementsAre("target"));
-    // The space that the attempt took is free again.
-    other.Write("filler", MakeContent(3 * MiB));
 }
 
-TEST_F(FileUtilsTest, CopyOfASourceThatCannotBeDeletedIsTakenBack)
+TEST(FileTest, OnlyARegularFileIsAFileAndIsReadUpToTheLimitAlsoThroughALink)
 {
-    const String source = disk.Write("source", "new");
-    const Tests::Support::PinnedFile pinned(source);
-    const String target = other.Write("target", "old");
-    EXPECT_THAT(Move(source, target), EndsWith("Device or resource busy"));
-    EXPECT_THAT(Move(source, other / "missing"), EndsWith("Device or resource busy"));
-    EXPECT_EQ(TemporaryFolder::Read(source), "new");
-    EXPECT_EQ(TemporaryFolder::Read(target), "old");
-    EXPECT_THAT(other.GetNames(), ElementsAre("target"));
+    using System::Commons::Io::File;
+    const TemporaryFolder folder;
+    const String file = folder.Write("file", "content");
+    std::filesystem::create_symlink("file", folder / "link");
+    std::filesystem::create_symlink("nowhere", folder / "dangling");
+    ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+    EXPECT_TRUE(File::Exists(file));
+    for (const char* const name : {"", "link", "dangling", "pipe", "missing"})
+    {
+        EXPECT_FALSE(File::Exists(folder / name)) << name;
+    }
+    const auto read = [](const String& path, std::size_t limit)
+    { return GetThrown([&] { EXPECT_EQ(File::ReadAllText(path, limit), "content"); }); };
+    EXPECT_EQ(read(folder / "link", 7), "nothing");
+    EXPECT_THAT(read(file, 6), EndsWith("File too large"));
+    EXPECT_THAT(read(folder.GetPath(), 100), EndsWith("Invalid argument"));
+    EXPECT_THAT(read(folder / "pipe", 100), EndsWith("Invalid argument"));
+    EXPECT_THAT(read(folder / "dangling", 100), EndsWith("No such file or directory"));
+    File::Delete(folder / "link");
+    File::Delete(folder / "missing", true);
+    EXPECT_THAT(GetThrown([&] { File::Delete(folder / "missing"); }), EndsWith("No such file or directory"));
+    EXPECT_THAT(GetThrown([&] { File::Delete(folder.GetPath(), true); }), EndsWith("Is a directory"));
+    EXPECT_THAT(folder.GetNames(), ElementsAre("dangling", "file", "pipe"));
 }
 
 } // namespace Zel::Services::SoftwareUpdate

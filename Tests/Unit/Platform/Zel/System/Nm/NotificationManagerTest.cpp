@@ -2,12 +2,12 @@
 
 #include "Support/RecordingLogSink.h"
 #include "Support/RecordingNotificationSink.h"
+#include "Support/Thrown.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Nm/NotificationRegistration.h"
 #include "Zel/System/NmPayload/Security/SecurityNotificationPayload.h"
 
 #include <gtest/gtest.h>
-#include <memory>
 
 namespace Zel::System::Nm
 {
@@ -46,16 +46,9 @@ TEST_F(NotificationManagerTest, DeliversToEverySinkAndThenTellsOfOneThatThrew)
     manager.AddSink(sink);
     const DateTime timestamp(42, DateTimeKind::Utc);
     const Registration succeeded("Update.Succeeded", "Software Update", Severity::Information, manager);
-    try
-    {
-        succeeded.SendNotificationWithTimestamp(timestamp, "done");
-        FAIL();
-    }
-    catch (const Exception& exception)
-    {
-        EXPECT_EQ(exception.GetMessage(),
-                  "Failed to deliver notification Update.Succeeded: Zel::Exception: store is full");
-    }
+    EXPECT_EQ(
+        Tests::Support::GetThrown([&] { succeeded.SendNotificationWithTimestamp(timestamp, "done"); }),
+        "Zel::Exception: Failed to deliver notification Update.Succeeded: Zel::Exception: store is full");
     const String line = "Information Update.Succeeded (Software Update): done";
     EXPECT_EQ(sink->GetLines(), (Lines{line, line}));
     EXPECT_EQ(sink->GetNotifications().front().timestamp, timestamp);

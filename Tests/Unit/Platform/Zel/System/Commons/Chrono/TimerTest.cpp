@@ -1,6 +1,5 @@
 #include "Zel/System/Commons/Chrono/Timer.h"
 
-#include "Zel/Exception.h"
 #include "Zel/System/Commons/ArgumentException.h"
 
 #include "Support/RecordingLogSink.h"
@@ -8,7 +7,6 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <chrono>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -22,10 +20,9 @@ using Tests::Support::RecordingLog;
 namespace
 {
 
-constexpr std::int64_t Millisecond = 1000;
-
-/// Returns whether the condition came true before the deadline.
-[[nodiscard]] bool WaitUntil(const std::function<bool()>& condition)
+/// Returns whether the condition came true within 10 s.
+template <typename Condition>
+[[nodiscard]] bool WaitUntil(const Condition& condition)
 {
     const auto end = steady_clock::now() + std::chrono::seconds(10);
     while (!condition() && steady_clock::now() < end)
@@ -36,11 +33,10 @@ constexpr std::int64_t Millisecond = 1000;
 }
 
 /// Counts a timer's ticks and runs a body in each, given the tick's number from 1. Fails the test when two
-/// ticks run side by side.
+/// ticks run side by side. The period is in microseconds.
 struct Ticker
 {
-    explicit Ticker(
-        std::int64_t period, std::function<void(int)> body = [](int) {})
+    explicit Ticker(std::int64_t period, std::function<void(int)> body)
         : body(std::move(body)), timer(period, "ticker")
     {
         timer.Elapsed.Add(Delegate<>::Bind<&Ticker::OnElapsed>(this));
@@ -65,13 +61,10 @@ struct Ticker
 TEST(TimerTest, HandlerMayStopAndStartAgainButNotAgainstAStopThatWaitsForIt)
 {
     std::atomic<bool> finished{false};
-    Ticker ticker(Millisecond,
+    Ticker ticker(1000,
                   [&](int tick)
                   {
-                      if (tick < 3)
-                      {
-                          ticker.timer.Stop();
-                      }
+                      tick < 3 ? ticker.timer.Stop() : void();
                       EXPECT_TRUE(WaitUntil([&] { return !ticker.timer.IsRunning(); }));
                       EXPECT_EQ(ticker.timer.Start(), tick < 3);
                       finished = tick == 3;
@@ -88,16 +81,12 @@ TEST(TimerTest, AHandlerThatStoppedTheTimerIsWaitedForAndTakenOverByARestart)
     {
         std::atomic<bool> released{false};
         std::atomic<bool> finished{false};
-        Ticker ticker(Millisecond,
-                      [&](int tick)
-                      {
-                          if (tick > 1)
-                          {
-                              return;
-                          }
-                          ticker.timer.Stop();
-                          finished = WaitUntil([&] { return released.load(); });
-                      });
+        const auto body = [&](Timer& timer)
+        {
+            timer.Stop();
+            finished = WaitUntil([&] { return released.load(); });
+        };
+        Ticker ticker(1000, [&](int tick) { tick == 1 ? body(ticker.timer) : void(); });
         ASSERT_TRUE(ticker.timer.Start());
         ASSERT_TRUE(WaitUntil([&] { return !ticker.timer.IsRunning(); }));
         EXPECT_TRUE(!restarts || ticker.timer.Start());
@@ -122,11 +111,6 @@ TEST(TimerTest, NoHandlerRunsAfterStopHoweverShortThePeriod)
         ticker.timer.Stop();
         stopped = true;
     }
-}
-
-TEST(TimerTest, StartsAndStopsOfSeveralThreadsEndStopped)
-{
-    Ticker ticker(1);
     const auto startAndStop = [&]
     {
         for (int round = 0; round < 200; ++round)
@@ -135,6 +119,7 @@ TEST(TimerTest, StartsAndStopsOfSeveralThreadsEndStopped)
             ticker.timer.Stop();
         }
     };
+    stopped = false;
     std::thread other(startAndStop);
     startAndStop();
     other.join();
@@ -144,10 +129,9 @@ TEST(TimerTest, StartsAndStopsOfSeveralThreadsEndStopped)
 TEST(TimerTest, TicksFirstAfterAWholePeriodAndGoesOnBehindAnExceptionWhichIsLogged)
 {
     const RecordingLog log;
-    Ticker ticker(20 * Millisecond, [](int) { throw Exception("ours"); });
+    Ticker ticker(20'000, [](int) { throw Exception("ours"); });
     const auto begin = steady_clock::now();
-    ASSERT_TRUE(ticker.timer.Start());
-    EXPECT_TRUE(ticker.timer.Start());
+    ASSERT_TRUE(ticker.timer.Start() && ticker.timer.Start());
     EXPECT_TRUE(WaitUntil([&] { return ticker.ticks >= 1; }));
     EXPECT_GE(steady_clock::now() - begin, std::chrono::milliseconds(20));
     EXPECT_TRUE(WaitUntil([&] { return ticker.ticks >= 2; }));
@@ -160,8 +144,7 @@ TEST(TimerTest, RefusesAPeriodOutsideOfItsRangeAndAStartWithoutAThread)
     EXPECT_THROW(Timer(0, "wrong"), ArgumentException);
     EXPECT_THROW(Timer(Timer::MaximumPeriod + 1, "wrong"), ArgumentException);
     const RecordingLog log;
-    Timer stackless(Timer::MaximumPeriod, "stackless", 0, 1);
-    EXPECT_FALSE(stackless.Start());
+    EXPECT_FALSE(Timer(Timer::MaximumPeriod, "stackless", 0, 1).Start());
     EXPECT_EQ(log->GetLines().size(), 1U);
 }
 

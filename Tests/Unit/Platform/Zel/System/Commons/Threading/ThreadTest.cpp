@@ -7,9 +7,7 @@
 #include <gmock/gmock.h>
 #include <pthread.h>
 
-#include <chrono>
 #include <future>
-#include <memory>
 #include <stdexcept>
 
 namespace Zel::System::Commons::Threading
@@ -24,9 +22,9 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
     int policy = -1;
     const auto look = [&](void* thread)
     {
+        sched_param parameters{};
         EXPECT_TRUE(static_cast<Thread*>(thread)->IsCurrent());
         EXPECT_EQ(pthread_getname_np(pthread_self(), name, sizeof(name)), 0);
-        sched_param parameters{};
         EXPECT_EQ(pthread_getschedparam(pthread_self(), &policy, &parameters), 0);
     };
     const RecordingLog log;
@@ -38,8 +36,7 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
     EXPECT_FALSE(plain.IsJoinable());
     EXPECT_STREQ(name, "fourteen bytes");
     EXPECT_FALSE(plain.Start());
-    Thread stackless("stackless", look, nullptr, 0, 1);
-    EXPECT_FALSE(stackless.Start());
+    EXPECT_FALSE(Thread("stackless", look, nullptr, 0, 1).Start());
     EXPECT_THAT(log->GetLines(),
                 ElementsAre("error Thread: Thread 'fourteen bytes\u00e9' was started before.",
                             "error Thread: Failed to start thread 'stackless': Invalid argument"));
@@ -52,33 +49,29 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
 TEST(ThreadTest, ExceptionsOfTheEntryAreLoggedAndPthreadExitIsNone)
 {
     const RecordingLog log;
-    const Thread::Entry entries[] = {[](void*) { throw Exception("ours"); },
-                                     [](void*) { throw std::runtime_error("theirs"); },
-                                     [](void*) { throw 7; }, [](void*) { pthread_exit(nullptr); }};
-    for (const auto& entry : entries)
+    for (const Thread::Entry& entry :
+         {Thread::Entry([](void*) { throw Exception("ours"); }), Thread::Entry([](void*) { throw 7; }),
+          Thread::Entry([](void*) { throw std::runtime_error("theirs"); }), Thread::Entry(pthread_exit)})
     {
         Thread thread("worker", entry);
         ASSERT_TRUE(thread.Start());
         thread.Join();
     }
     const String prefix = "error Thread: Thread 'worker' ended by an exception: ";
-    EXPECT_THAT(log->GetLines(), ElementsAre(prefix + "Zel::Exception: ours", prefix + "theirs",
-                                             prefix + "unknown exception"));
+    EXPECT_THAT(log->GetLines(), ElementsAre(prefix + "Zel::Exception: ours", prefix + "unknown exception",
+                                             prefix + "theirs"));
 }
 
 TEST(ThreadTest, DestroyedUnjoinedItGoesOn)
 {
     std::promise<void> destroyed;
     const auto finished = std::make_shared<std::promise<void>>();
+    const auto entry = [finished, waiting = destroyed.get_future().share()](void*)
     {
-        Thread thread("detached",
-                      [finished, waiting = destroyed.get_future().share()](void*)
-                      {
-                          waiting.wait();
-                          finished->set_value();
-                      });
-        ASSERT_TRUE(thread.Start());
-    }
+        waiting.wait();
+        finished->set_value();
+    };
+    EXPECT_TRUE(Thread("detached", entry).Start());
     destroyed.set_value();
     EXPECT_EQ(finished->get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
 }

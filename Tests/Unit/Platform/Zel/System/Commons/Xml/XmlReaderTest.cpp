@@ -1,36 +1,36 @@
 #include "Zel/System/Commons/Xml/XmlReader.h"
 
-#include "Unit/Platform/Thrown.h"
+#include "Zel/AppDomain.h"
+#include "Zel/System/Commons/Xml/XmlSerializationContext.h"
 
-#include <gtest/gtest.h>
+#include "Support/Thrown.h"
 
-#include <utility>
+#include <gmock/gmock.h>
 
 namespace Zel::System::Commons::Xml
 {
 
-using Tests::GetThrown;
+using Tests::Support::GetThrown;
 
 namespace
 {
 
 const String Refused = "Zel::System::Commons::XmlException: file.xml:";
 
-void Enter(XmlReader& reader, const String& expected)
+String Enter(XmlReader& reader)
 {
-    String name;
-    EXPECT_TRUE(reader.TryReadStartElement(name, true));
-    EXPECT_EQ(name, expected);
+    String name = "none";
+    return reader.TryReadStartElement(name, true) ? name : "none";
 }
 
-/// Reads a document with the root "r" to its end and returns what it refused.
+/// Reads a document to its end and returns what it refused.
 [[nodiscard]] String ReadAll(const String& document)
 {
     return GetThrown(
         [&]
         {
             XmlReader reader(document, "file.xml");
-            Enter(reader, "r");
+            EXPECT_EQ(Enter(reader), "r");
             reader.SkipElementContent();
             reader.ReadEndElement();
             reader.ReadEndDocument();
@@ -85,8 +85,8 @@ TEST(XmlReaderTest, ReadsChildrenInOrderWithAttributesTextAndLines)
         "file.xml");
     String text = "unchanged";
     EXPECT_FALSE(reader.TryGetAttributeValue("a", text));
-    Enter(reader, "r");
-    Enter(reader, "a");
+    EXPECT_EQ(Enter(reader), "r");
+    EXPECT_EQ(Enter(reader), "a");
     EXPECT_TRUE(reader.TryGetAttributeValue("a", text));
     EXPECT_EQ(text, "inner");
     EXPECT_EQ(reader.GetLine(), 4U);
@@ -95,35 +95,43 @@ TEST(XmlReaderTest, ReadsChildrenInOrderWithAttributesTextAndLines)
     reader.ReadEndElement();
     EXPECT_TRUE(reader.TryGetAttributeValue("a", text));
     EXPECT_EQ(text, "outer & \"");
-    Enter(reader, "b");
+    EXPECT_EQ(Enter(reader), "b");
     EXPECT_EQ(reader.ReadElementContent(), "");
     reader.ReadEndElement();
-    Enter(reader, "c");
+    EXPECT_EQ(Enter(reader), "c");
     reader.SkipElementContent();
     reader.ReadEndElement();
-    EXPECT_FALSE(reader.TryReadStartElement(text, true));
-    EXPECT_EQ(text, "outer & \"");
+    EXPECT_EQ(Enter(reader), "none");
     reader.ReadEndElement();
     reader.ReadEndDocument();
 }
 
-TEST(XmlReaderTest, RefusesStepsThatTheDocumentDoesNotAllow)
+TEST(XmlSerializationContextTest, ResolvePathExpandsVariablesAndStartsAtTheDocumentsFolder)
 {
-    XmlReader reader("<r>\n<a>\n<b/>text</a>\n<c></r>", "file.xml");
-    const auto leave = [&] { reader.ReadEndElement(); };
-    const auto readContent = [&] { static_cast<void>(reader.ReadElementContent()); };
-    Enter(reader, "r");
-    EXPECT_EQ(GetThrown([&] { reader.ReadEndDocument(); }), Refused + "2: unexpected element 'a'");
-    Enter(reader, "a");
-    EXPECT_EQ(GetThrown(readContent), Refused + "3: unexpected element 'b'");
-    Enter(reader, "b");
-    leave();
-    EXPECT_EQ(GetThrown(leave), Refused + "3: unexpected text");
-    reader.SkipElementContent();
-    leave();
-    Enter(reader, "c");
-    EXPECT_EQ(GetThrown(readContent), Refused + "4: mismatched tag");
-    EXPECT_EQ(GetThrown(readContent), Refused + "4: mismatched tag");
+    AppDomain domain("test");
+    domain.SetPathVariable("STATE", "/var/lib/state");
+    domain.SetPathVariable("NAME", "bundle");
+    domain.SetPathVariable("LOOP", "${LOOP}");
+    domain.SetPathVariable("EMPTY", "");
+    Singleton<AppDomain>::SetInstance(&domain);
+    const XmlSerializationContext context("/etc/updater/settings.xml");
+    for (const auto& [path, resolved] : {std::pair{"../pending", "/etc/updater/../pending"},
+                                         {"/absolute", "/absolute"},
+                                         {"${STATE}/${NAME}.raucb", "/var/lib/state/bundle.raucb"},
+                                         {"${EMPTY}a/${NAME}", "/etc/updater/a/bundle"},
+                                         {"${LOOP}", "/etc/updater/${LOOP}"},
+                                         {"$NAME}", "/etc/updater/$NAME}"}})
+    {
+        EXPECT_EQ(context.ResolvePath(path), resolved);
+    }
+    const auto refuse = [&](const char* path)
+    { return GetThrown([&] { static_cast<void>(context.ResolvePath(path)); }); };
+    for (const char* const path : {"", "${EMPTY}", "${}", "${name}", "${STATE", "a${"})
+    {
+        EXPECT_THAT(refuse(path), testing::HasSubstr("XmlException")) << path;
+    }
+    Singleton<AppDomain>::SetInstance(nullptr);
+    EXPECT_THAT(refuse("${STATE}"), testing::HasSubstr("XmlException"));
 }
 
 } // namespace Zel::System::Commons::Xml

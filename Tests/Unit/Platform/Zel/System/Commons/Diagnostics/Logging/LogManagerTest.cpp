@@ -3,20 +3,16 @@
 #include "Support/RecordingLogSink.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
-#include <cstdlib>
-#include <gtest/gtest.h>
-#include <memory>
-#include <stdexcept>
-#include <vector>
+#include <gmock/gmock.h>
 
 namespace Zel::System::Commons::Diagnostics::Logging
 {
 
+using namespace testing;
+using Tests::Support::RecordingLog;
+
 namespace
 {
-
-using Tests::Support::RecordingLog;
-using Lines = std::vector<String>;
 
 struct Talker : private Loggable<Talker>
 {
@@ -25,7 +21,7 @@ struct Talker : private Loggable<Talker>
 
 struct ThrowingSink : ILogSink
 {
-    void Write(const LogRecord&) override { throw std::runtime_error("full"); }
+    void Write(const LogRecord&) override { throw Exception("full"); }
 };
 
 } // namespace
@@ -34,9 +30,9 @@ TEST(LogManagerTest, EachLevelWritesItselfAndWhatIsMoreSevereAlsoBehindASinkThat
 {
     const auto thrower = std::make_shared<ThrowingSink>();
     LogManager::AddSink(thrower);
-    const LogLevel levels[] = {LogLevel::Error, LogLevel::Warning, LogLevel::Info, LogLevel::Debug,
-                               LogLevel::Trace};
-    Lines expected;
+    using enum LogLevel;
+    const LogLevel levels[] = {Error, Warning, Info, Debug, Trace};
+    std::vector<String> expected;
     for (const LogLevel enabled : levels)
     {
         const RecordingLog log(enabled);
@@ -48,17 +44,6 @@ TEST(LogManagerTest, EachLevelWritesItselfAndWhatIsMoreSevereAlsoBehindASinkThat
         EXPECT_EQ(log->GetLines(), expected);
     }
     LogManager::RemoveSink(thrower);
-}
-
-TEST(LogManagerTest, ASwitchedOffLineFormatsNothing)
-{
-    const RecordingLog log(LogLevel::Info);
-    // A negative width makes formatting fail, which is logged as an error.
-    Talker::Log(LogLevel::Debug, "{0:{1}}", 1, -1);
-    EXPECT_EQ(log->GetLines(), Lines{});
-    Talker::Log(LogLevel::Info, "{0:{1}}", 1, -1);
-    EXPECT_EQ(log->GetLines(LogLevel::Error),
-              Lines{"error LogManager: Failed to format text '{0:{1}}': negative width"});
 }
 
 TEST(LogManagerTest, WithoutASinkOnlyWarningsAndErrorsGoToStandardError)
@@ -85,7 +70,29 @@ TEST(LogManagerDeathTest, DestructorsOfStaticObjectsMayLog)
         // NOLINTNEXTLINE(concurrency-mt-unsafe): the one thread of the child process
         std::exit(0);
     };
-    EXPECT_EXIT(logAndExit(), testing::ExitedWithCode(0), "Talker: first words\n.*Talker: last words");
+    EXPECT_EXIT(logAndExit(), ExitedWithCode(0), "Talker: first words\n.*Talker: last words");
+}
+
+TEST(EscapeControlCharactersTest, OnlyPrintableTextPasses)
+{
+    const std::pair<String, const char*> cases[] = {
+        {"plain ~ {0} \\x41", "plain ~ {0} \\x41"},
+        {"one\ntwo\r\tthree\x7F", "one\\x0Atwo\\x0D\\x09three\\x7F"},
+        {String("a\0b\x1B]0;", 7), "a\\x00b\\x1B]0;"},
+        // Characters of two, three and four bytes.
+        {"\u00A0\u00E4\u20AC\uD7FF\uE000\U0001F600", "\u00A0\u00E4\u20AC\uD7FF\uE000\U0001F600"},
+        // U+0080 to U+009F, among them the one-character form of ESC [.
+        {"\xC2\x80\xC2\x9B\x31m\xC2\x9F", "\\xC2\\x80\\xC2\\x9B1m\\xC2\\x9F"},
+        // No UTF-8: lone bytes, cut sequences, longer forms than needed, surrogates, beyond U+10FFFF.
+        {"\x9B\xFF\xBF", "\\x9B\\xFF\\xBF"},
+        {"\xE2\x82\x41\xC3\xC3\xA4\xC3", "\\xE2\\x82\x41\\xC3\u00E4\\xC3"},
+        {"\xC0\x9B\xE0\x82\x9B\xF0\x80\x82\x9B", "\\xC0\\x9B\\xE0\\x82\\x9B\\xF0\\x80\\x82\\x9B"},
+        {"\xED\xA0\x80\xF4\x90\x80\x80", "\\xED\\xA0\\x80\\xF4\\x90\\x80\\x80"},
+    };
+    for (const auto& [text, escaped] : cases)
+    {
+        EXPECT_EQ(EscapeControlCharacters(text), escaped);
+    }
 }
 
 } // namespace Zel::System::Commons::Diagnostics::Logging

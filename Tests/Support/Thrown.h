@@ -2,7 +2,7 @@
 
 #include "Zel/Exception.h"
 
-namespace Zel::Tests
+namespace Zel::Tests::Support
 {
 
 /// Returns the platform's exception that the operation throws, as text; "nothing" when it throws none.
@@ -20,4 +20,4 @@ template <typename Operation>
     return "nothing";
 }
 
-} // namespace Zel::Tests
+} // namespace Zel::Tests::Support

@@ -1,10 +1,9 @@
-#include "Cli/Printable.h"
-
 #include "Cli/Output.h"
+
+#include "Cli/Printable.h"
 
 #include <gtest/gtest.h>
 
-#include <map>
 #include <sstream>
 
 namespace Zel::Host::Cli
@@ -12,14 +11,12 @@ namespace Zel::Host::Cli
 
 TEST(PrintableTest, EscapesWhatSteersATerminalAndKeepsTheRest)
 {
-    const std::map<String, String> texts = {{" \r\n", ""},
-                                            {"Gr\xC3\xB6\xC3\x9F 5 %", "Gr\xC3\xB6\xC3\x9F 5 %"},
-                                            {"one\ntwo \n", "one\\x0Atwo"},
-                                            {"\x1B]0;owned\x07", "\\x1B]0;owned\\x07"},
-                                            {"a\x7F", "a\\x7F"},
-                                            {"\xC2\x9B 2J, \xC2\xA0 stays", "\\xC2\\x9B 2J, \xC2\xA0 stays"},
-                                            {"cut \xE2\x80", "cut \\xE2\\x80"}};
-    for (const auto& [text, expected] : texts)
+    for (const auto& [text, expected] : {std::pair{" \r\n", ""},
+                                         {"Gr\xC3\xB6\xC3\x9F 5 %", "Gr\xC3\xB6\xC3\x9F 5 %"},
+                                         {"one\ntwo \n", "one\\x0Atwo"},
+                                         {"\x1B]0;owned\x07\x7F", "\\x1B]0;owned\\x07\\x7F"},
+                                         {"\xC2\x9B 2J, \xC2\xA0 stays", "\\xC2\\x9B 2J, \xC2\xA0 stays"},
+                                         {"cut \xE2\x80", "cut \\xE2\\x80"}})
     {
         EXPECT_EQ(Printable(text), expected);
     }

@@ -1,0 +1,168 @@
+#pragma once
+
+#include "Support/FakeUpdaterModule.h"
+#include "Support/TemporaryFolder.h"
+
+#include "Service/Component.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <systemd/sd-event.h>
+
+#include <filesystem>
+#include <set>
+
+namespace Zel::Host::Service
+{
+
+/// An event loop that the test runs.
+class LoopFixture : public testing::Test
+{
+protected:
+    /// Runs the loop until `condition` holds; false when it does not within 10 s.
+    template <typename Condition>
+    [[nodiscard]] bool RunUntil(const Condition& condition)
+    {
+        constexpr std::uint64_t Step = 10000; // microseconds
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition() && std::chrono::steady_clock::now() < deadline)
+        {
+            sd_event_run(loop.Get(), Step);
+        }
+        return condition();
+    }
+
+    const Tests::Support::TemporaryFolder folder;
+    EventLoop loop;
+};
+
+/// A component over a fake module and a RAUC that answers as the test says.
+class ComponentFixture : public LoopFixture
+{
+protected:
+    using FileDescriptor = Delivery::FileDescriptor;
+    using FileType = Tests::Support::ModuleScript::FileType;
+    using InstallationState = Services::SoftwareUpdate::InstallationState;
+    using IUpdaterStatus = Tests::Support::ModuleScript::IUpdaterStatus;
+    using ResultCode = Tests::Support::ModuleScript::ResultCode;
+
+    inline static const String Id = "Controller 750";
+
+    ComponentFixture()
+    {
+        script->SetVersion(FileType::Current, "1.0.0.0");
+        component.SetChangeHandler(
+            [this](const std::vector<String>& properties)
+            {
+                ++announcements;
+                changed.insert(properties.begin(), properties.end());
+            });
+    }
+
+    /// Begins an installation, as a module does.
+    static ResultCode Begin(IUpdaterStatus& status, const String& revision, long long /*delay*/)
+    {
+        const bool begun = status.BeginInstallation(Id, true) &&
+                           status.WriteProperty(Id, StatusStore::TargetVersionProperty, revision, true) &&
+                           status.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.0", true);
+        return begun ? ResultCode::Ok : ResultCode::OperationFailed;
+    }
+
+    /// Leaves an installation behind in the store that began in the present boot on rootfs.0.
+    void BeginInThisBoot(std::int64_t dueTime = 0)
+    {
+        status->SetUpcoming(Id, {"A", false, "1.0.0.0", "2.0.0.0", dueTime});
+        ASSERT_EQ(Begin(*status, "2.0.0.0", 0), ResultCode::Ok);
+    }
+
+    /// Makes a request and runs the loop until it has ended.
+    template <typename Request>
+    RequestResult Ask(const Request& request)
+    {
+        std::optional<RequestResult> result;
+        request([&result](const RequestResult& given) { result = given; });
+        EXPECT_TRUE(RunUntil([&] { return result.has_value(); })) << "The request has no end.";
+        return result.value_or(RequestResult());
+    }
+
+    RequestResult Start()
+    {
+        starts.clear();
+        component.Start();
+        EXPECT_TRUE(RunUntil([this] { return !starts.empty(); })) << "The start has no end.";
+        return starts.empty() ? RequestResult() : starts.front();
+    }
+
+    /// Starts with a pending version and a module that begins what it is asked for, and asks for `request`.
+    void StartWithPending(const std::optional<InstallRequest>& request = {})
+    {
+        script->SetVersion(FileType::Pending, "2.0.0.0");
+        script->install = Begin;
+        ASSERT_TRUE(Start().IsOk() && (!request || Install(*request).IsOk()));
+        script->calls.Clear();
+    }
+
+    [[nodiscard]] FileDescriptor OpenBundle(const String& content = "content") const
+    {
+        return FileDescriptor::Open(folder.Write("bundle", content), O_RDONLY);
+    }
+
+    RequestResult Stage(const String& content = "content")
+    {
+        return Ask([&](const Completion& done) { component.Stage(OpenBundle(content), "A", done); });
+    }
+
+    RequestResult Install(const InstallRequest& request = {})
+    {
+        return Ask([&](const Completion& done) { component.Install(request, "A", done); });
+    }
+
+    RequestResult Cancel()
+    {
+        return Ask([this](auto done) { component.Cancel("A", done); });
+    }
+
+    RequestResult Resume()
+    {
+        return Ask([this](auto done) { component.Resume("A", done); });
+    }
+
+    [[nodiscard]] const ComponentSnapshot& Now() const { return component.GetSnapshot(); }
+
+    [[nodiscard]] bool IsDeliveryEmpty() const { return std::filesystem::is_empty(folder / "delivery"); }
+
+    Delivery delivery{folder / "delivery"};
+    const std::shared_ptr<Tests::Support::ModuleScript> script =
+        std::make_shared<Tests::Support::ModuleScript>();
+    RaucAnswer rauc = {RaucState::Resting, "rootfs.0", "A"};
+    /// What RAUC says of an inspected bundle, and the file that it was asked about.
+    std::optional<RaucBundle> bundle;
+    String inspected;
+    int restarts = 0;
+    int startDelays = 0;
+    std::vector<RequestResult> starts;
+    std::vector<String> interruptions;
+    int announcements = 0;
+    std::set<String> changed;
+    const std::shared_ptr<PersistentUpdaterStatus> status = std::make_shared<PersistentUpdaterStatus>(
+        std::make_shared<StatusStore>(folder / "state"), "boot", 0,
+        [this](auto&) { loop.Post([this] { component.OnStatusChanged(); }); });
+    Component component{
+        Id,
+        {loop, delivery, status,
+         [this] { return std::make_unique<Tests::Support::FakeUpdaterModule>(script); }, "settings.xml",
+         [this](const auto& handler) { handler(rauc); },
+         [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
+         {
+             inspected = path;
+             facts.bundle = bundle;
+             facts.refusal = bundle ? "" : "rauc info error";
+             facts.deviceCompatible = "Controller";
+             handler(facts);
+         },
+         [this] { ++restarts; }, [this](const RequestResult& result) { starts.push_back(result); },
+         [this](auto&) { ++startDelays; },
+         [this](auto& version, auto& reason) { interruptions.push_back(version + ": " + reason); }}};
+};
+
+} // namespace Zel::Host::Service
