@@ -24,7 +24,7 @@ void Require(bool succeeded, const String& action)
 
 } // namespace
 
-TemporaryFolder::TemporaryFolder()
+TemporaryFolder::TemporaryFolder(const String& parent) : path(parent + "/zel-test-XXXXXX")
 {
     Require(::mkdtemp(path.data()) != nullptr, "make " + path);
 }

@@ -7,11 +7,11 @@
 namespace Zel::Tests::Support
 {
 
-/// A new folder below /tmp that is deleted with everything in it. Failures throw `Exception`.
+/// A new folder below another one that is deleted with everything in it. Failures throw `Exception`.
 class TemporaryFolder
 {
 public:
-    TemporaryFolder();
+    explicit TemporaryFolder(const String& parent = "/tmp");
     ~TemporaryFolder();
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
@@ -31,7 +31,7 @@ public:
     [[nodiscard]] static String Read(const String& path);
 
 private:
-    String path = "/tmp/zel-test-XXXXXX";
+    String path;
 };
 
 } // namespace Zel::Tests::Support
