@@ -137,6 +137,11 @@ TEST_F(BusApiTest, ABundleIsStagedByItsDescriptor)
     };
     EXPECT_EQ(Ask("Stage", "ha{sv}", OpenBundle().Get(), 0), "2.0.0.0");
     EXPECT_EQ(staged, "content");
+    // The worker lets go of its copy a moment after the answer.
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!IsDeliveryEmpty() && std::chrono::steady_clock::now() < deadline)
+    {
+    }
     EXPECT_TRUE(IsDeliveryEmpty());
 }
 
