@@ -13,6 +13,7 @@ std::vector<String> ComponentSnapshot::GetChanges(const ComponentSnapshot& earli
             changes.emplace_back(name);
         }
     };
+    compare("Activity", activity == earlier.activity);
     compare("State", state == earlier.state);
     compare("Message", message == earlier.message);
     compare("Progress", progress == earlier.progress && progressText == earlier.progressText);
