@@ -16,9 +16,8 @@ namespace Zel::Host::Service
 {
 
 /// An event loop that the test runs.
-class LoopFixture : public testing::Test
+struct LoopRunner
 {
-protected:
     /// Runs the loop until `condition` holds; false when it does not within 10 s.
     template <typename Condition>
     [[nodiscard]] bool RunUntil(const Condition& condition)
@@ -37,9 +36,8 @@ protected:
 };
 
 /// A component over a fake module and a RAUC that answers as the test says.
-class ComponentFixture : public LoopFixture
+struct FakeDevice : LoopRunner
 {
-protected:
     using FileDescriptor = Delivery::FileDescriptor;
     using FileType = Tests::Support::ModuleScript::FileType;
     using InstallationState = Services::SoftwareUpdate::InstallationState;
@@ -48,7 +46,7 @@ protected:
 
     inline static const String Id = "Controller 750";
 
-    ComponentFixture()
+    FakeDevice()
     {
         script->SetVersion(FileType::Current, "1.0.0.0");
         component.SetChangeHandler(
@@ -144,25 +142,37 @@ protected:
     std::vector<String> interruptions;
     int announcements = 0;
     std::set<String> changed;
+    const std::shared_ptr<StatusStore> store = std::make_shared<StatusStore>(folder / "state");
     const std::shared_ptr<PersistentUpdaterStatus> status = std::make_shared<PersistentUpdaterStatus>(
-        std::make_shared<StatusStore>(folder / "state"), "boot", 0,
-        [this](auto&) { loop.Post([this] { component.OnStatusChanged(); }); });
-    Component component{
-        Id,
-        {loop, delivery, status,
-         [this] { return std::make_unique<Tests::Support::FakeUpdaterModule>(script); }, "settings.xml",
-         [this](const auto& handler) { handler(rauc); },
-         [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
-         {
-             inspected = path;
-             facts.bundle = bundle;
-             facts.refusal = bundle ? "" : "rauc info error";
-             facts.deviceCompatible = "Controller";
-             handler(facts);
-         },
-         [this] { ++restarts; }, [this](const RequestResult& result) { starts.push_back(result); },
-         [this](auto&) { ++startDelays; },
-         [this](auto& version, auto& reason) { interruptions.push_back(version + ": " + reason); }}};
+        store, "boot", 0, [this](auto&) { loop.Post([this] { component.OnStatusChanged(); }); });
+    Component component{Id, MakeEnvironment()};
+
+    /// Returns what a component of this device needs.
+    [[nodiscard]] ComponentEnvironment MakeEnvironment()
+    {
+        return {loop,
+                delivery,
+                status,
+                [this] { return std::make_unique<Tests::Support::FakeUpdaterModule>(script); },
+                "settings.xml",
+                [this](const auto& handler) { handler(rauc); },
+                [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
+                {
+                    inspected = path;
+                    facts.bundle = bundle;
+                    facts.refusal = bundle ? "" : "rauc info error";
+                    facts.deviceCompatible = "Controller";
+                    handler(facts);
+                },
+                [this] { ++restarts; },
+                [this](const RequestResult& result) { starts.push_back(result); },
+                [this](auto&) { ++startDelays; },
+                [this](auto& version, auto& reason) { interruptions.push_back(version + ": " + reason); }};
+    }
+};
+
+struct ComponentFixture : testing::Test, FakeDevice
+{
 };
 
 } // namespace Zel::Host::Service

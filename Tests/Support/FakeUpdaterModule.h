@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Support/Recorded.h"
+#include "Support/TemporaryFolder.h"
 
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
@@ -44,6 +45,7 @@ struct ModuleScript
     { return ResultCode::Ok; };
     std::function<ResultCode(IUpdaterStatus& status, const String& revision, long long delay)> install =
         [](auto&, auto&, auto) { return ResultCode::Ok; };
+    std::function<ResultCode(IUpdaterStatus& status)> revert = [](auto&) { return ResultCode::Ok; };
 
 private:
     std::array<std::atomic<const char*>, 3> versions = {"", "", ""};
@@ -81,14 +83,15 @@ public:
 
     ResultCode SetSoftwarePackage(const String&, FileType, const String& path, String& message) override
     {
-        script->calls.Add("SetSoftwarePackage");
+        script->calls.Add("SetSoftwarePackage " + TemporaryFolder::Read(path));
         return script->stage(path, message);
     }
 
     ResultCode InstallSoftwarePackage(const String&, const SoftwareVersionType& version,
                                       long long delay) override
     {
-        script->calls.Add("InstallSoftwarePackage " + version.softwareRevision.ToString());
+        const String start = delay == 0 ? "" : " in " + std::to_string(delay) + " ms";
+        script->calls.Add("InstallSoftwarePackage " + version.softwareRevision.ToString() + start);
         return script->install(*status, version.softwareRevision.ToString(), delay);
     }
 
@@ -102,6 +105,12 @@ public:
         return status->ResumeInstallation(id) ? ResultCode::Ok : ResultCode::InvalidState;
     }
 
+    ResultCode RevertInstall(const String&) override
+    {
+        script->calls.Add("RevertInstall");
+        return script->revert(*status);
+    }
+
     // Nobody calls these.
     MOCK_METHOD(ResultCode, GetUpdateBehavior,
                 (const String&, const String&, const String&, const std::vector<String>&,
@@ -110,7 +119,6 @@ public:
     MOCK_METHOD(ResultCode, GetSoftwarePackage, (const String&, FileType, const String&), (override));
     MOCK_METHOD(ResultCode, SetUpdateKey, (const String&, const System::Rsc::Services::SecureString<512>&),
                 (override));
-    MOCK_METHOD(ResultCode, RevertInstall, (const String&), (override));
 
 private:
     const std::shared_ptr<ModuleScript> script;

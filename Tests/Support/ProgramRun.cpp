@@ -83,14 +83,24 @@ void ProgramRun::Signal(int signalNumber) const
     Check(kill(process, signalNumber), "send a signal");
 }
 
+bool ProgramRun::HasEnded() const
+{
+    return std::ranges::all_of(streams, [](const pollfd& stream) { return stream.fd < 0; });
+}
+
+void ProgramRun::Read(int timeout)
+{
+    poll(streams.data(), streams.size(), timeout);
+    std::ranges::for_each(streams, [this](pollfd& stream) { ReadFrom(stream); });
+    Act();
+}
+
 int ProgramRun::Finish()
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (std::ranges::any_of(streams, [](const pollfd& stream) { return stream.fd >= 0; }))
+    while (!HasEnded())
     {
-        poll(streams.data(), streams.size(), 1000);
-        std::ranges::for_each(streams, [this](pollfd& stream) { Read(stream); });
-        Act();
+        Read(1000);
         if (std::chrono::steady_clock::now() > deadline)
         {
             throw Exception("The program does not end. It wrote:\n" + written);
@@ -120,7 +130,7 @@ void ProgramRun::Act()
     }
 }
 
-void ProgramRun::Read(pollfd& stream)
+void ProgramRun::ReadFrom(pollfd& stream)
 {
     if (stream.fd < 0 || stream.revents == 0)
     {

@@ -40,6 +40,12 @@ public:
 
     void Signal(int signalNumber) const;
 
+    /// Reads what the program has written, and waits for it up to `timeout` milliseconds.
+    void Read(int timeout);
+
+    /// Whether all of it is read, because the program has ended.
+    [[nodiscard]] bool HasEnded() const;
+
     /// Reads what the program writes until it has ended. Returns the exit code, or 128 and the number of the
     /// signal that ended it. Throws `Exception` with the output so far when that takes more than 30 s, or
     /// when an action is left over.
@@ -50,7 +56,7 @@ public:
     [[nodiscard]] const String& GetErr() const noexcept { return err; }
 
 private:
-    void Read(pollfd& stream);
+    void ReadFrom(pollfd& stream);
     void Act();
 
     String out;

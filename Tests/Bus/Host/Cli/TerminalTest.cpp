@@ -1,6 +1,9 @@
-#include "Bus/Host/Cli/ZelUpdateFixture.h"
+#include "Bus/Host/Device.h"
 
 #include "Cli/Commands/Verbs.h"
+#include "Service/Database.h"
+
+#include <nlohmann/json.hpp>
 
 #include <csignal>
 
@@ -10,33 +13,30 @@ namespace Zel::Tests::Bus
 using namespace testing;
 
 /// What the program does while it runs: on a terminal, on signals of the system, on those of the bus.
-struct TerminalTest : ZelUpdateFixture
+struct TerminalTest : Test, Device
 {
     /// "Copying more" is shown when the program has read what there was before.
     TerminalTest()
     {
-        service.On("Install", {Service::Changes(Running(46, "Copying")), Service::Answers(),
-                               Service::Then({Service::Changes({{"Message", "Copying more"}})})});
+        story = [this] { Tell(46, "Copying more"); };
     }
 
-    /// Ends the installation with the restart.
-    void Restart()
-    {
-        service.Change(Running(100, "The device is going to reboot."));
-        service.SetPresent(false);
-    }
+    static constexpr const char* Properties = "org.freedesktop.DBus.Properties";
+    static constexpr const char* Interface = "zel.SoftwareUpdate1.Component";
 };
 
 TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
 {
-    const Json steps = {{1'000'000, "Installing"}, {101'000'000, "Restart ordered"}};
-    const Json entry = {{"kind", "install"}, {"result", "succeeded"}, {"steps", steps}};
-    service.On("History", {Service::Answers({Json::array({entry})})});
+    ASSERT_TRUE(store->Begin(Id, {}));
+    Tell(0, "Installing");
+    Tell(100, "Restart ordered");
+    End(HistoryEntry::Succeeded, "");
+    Host::Service::Database(folder / "state/status.sqlite").Execute("UPDATE step SET time = key * 100000000");
     ProgramRun run(ToCall("install"), ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
     run.When("Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ",
              [&run] { run.Type("y\n"); });
     run.When("Copying more", [this] { Restart(); });
-    EXPECT_EQ(run.Finish(), 0) << run.GetOut();
+    EXPECT_EQ(Finish(run), 0) << run.GetOut();
     EXPECT_THAT(run.GetOut(),
                 AllOf(HasSubstr("\r[########-----------]  46 % 0:0"), HasSubstr(", ~1:"),
                       HasSubstr("\r[###################] 100 % 0:0"), Not(HasSubstr("\x1B[32m"))));
@@ -50,86 +50,105 @@ TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
         {
             ProgramRun run(ToCall(verb), ProgramRun::Output::Terminal, {"TERM=xterm"});
             run.When("[y/N]", [&run, &typed = keys] { run.Type(typed); });
-            EXPECT_EQ(run.Finish(), status) << run.GetOut();
+            EXPECT_EQ(Finish(run), status) << run.GetOut();
         }
     }
-    EXPECT_THAT(service.TakeCalls(), IsEmpty());
+    EXPECT_EQ(GetOrders(), "");
 }
 
 TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
 {
+    const auto copies = story;
     for (const int signalNumber : {SIGINT, SIGTERM})
     {
-        service.Change({{"State", "idle"}});
         ProgramRun run(ToCall("install"));
         run.When("Copying more", [&run, signalNumber] { run.Signal(signalNumber); });
-        EXPECT_EQ(run.Finish(), 128 + signalNumber);
+        EXPECT_EQ(Finish(run), 128 + signalNumber);
         EXPECT_EQ(
             run.GetErr(),
             "zelupdate: interrupted; the installation goes on without zelupdate\nNext: The installation "
             "goes on by itself and ends with a restart; 'zelupdate status' shows how it goes.\n");
+        End(HistoryEntry::Succeeded, "");
+        story = copies;
     }
     // The device's own shutdown ends the program as well.
-    service.Change({{"State", "idle"}});
     ProgramRun last(ToCall("install"));
-    last.When("Copying more", [this] { service.Change(Running(100, "The device is going to reboot.")); });
+    last.When("Copying more", [this] { Tell(100, "The device is going to reboot."); });
     last.When("going to reboot", [&last] { last.Signal(SIGTERM); });
-    EXPECT_EQ(last.Finish(), 0) << last.GetErr();
+    EXPECT_EQ(Finish(last), 0) << last.GetErr();
 
-    service.Change({{"State", "idle"}});
-    service.On("Stage", {});
+    End(HistoryEntry::Succeeded, "");
+    refusals["Stage"] = "";
     ProgramRun early(ToCall("install FILE"));
     early.When("Handing over", [&early] { early.Signal(SIGINT); });
-    EXPECT_EQ(early.Finish(), 130);
+    EXPECT_EQ(Finish(early), 130);
     EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
 }
 
-TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallation)
+TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValuesAreLookedInto)
 {
-    ProgramRun run(ToCall("install"));
     const auto forge = [this]
     {
-        service.Forge({{"State", "failed"}, {"Message", "forged"}});
-        service.Change({{"Message", "after the forgery"}}, true);
+        sd_bus* stranger = nullptr;
+        sd_bus_message* signal = nullptr;
+        sd_bus_open_system(&stranger);
+        sd_bus_message_new_signal(stranger, &signal, path.c_str(), Properties, "PropertiesChanged");
+        sd_bus_message_append(signal, "sa{sv}as", Interface, 2, "State", "s", "failed", "Message", "s",
+                              "forged", 0);
+        EXPECT_GE(sd_bus_send_to(stranger, signal, lastCaller.c_str(), nullptr), 0);
+        sd_bus_message_unref(signal);
+        sd_bus_flush_close_unref(stranger);
+
+        component.SetChangeHandler({});
+        Tell(100, "The device is going to reboot.");
+        sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
+                           Interface, 0, 1, "Message");
     };
+    ProgramRun run(ToCall("install"));
     run.When("Copying more", forge);
-    run.When("after the forgery", [this] { Restart(); });
-    EXPECT_EQ(run.Finish(), 0) << run.GetErr();
+    run.When("going to reboot", [this] { Vanish(); });
+    EXPECT_EQ(Finish(run), 0) << run.GetErr();
     EXPECT_THAT(run.GetOut(), Not(HasSubstr("forged")));
 }
 
 TEST_F(TerminalTest, AnInstallationAtATimeIsAskedForWithWhatIsLeftUntilThen)
 {
-    EXPECT_EQ(ProgramRun(ToCall("install --no-wait --at 23:59")).Finish(), 0);
-    EXPECT_THAT(service.TakeCalls(),
-                ElementsAre(AllOf(StartsWith("Install 1.1.0.0 [{delay="), EndsWith("}]"))));
+    ProgramRun run(ToCall("install --no-wait --at 23:59"));
+    EXPECT_EQ(Finish(run), 0);
+    EXPECT_THAT(GetOrders(), MatchesRegex("InstallSoftwarePackage 1.1.0.0 in [0-9]+ ms"));
 }
 
 TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
 {
     for (const bool json : {false, true})
     {
-        service.Change({{"Message", ""}});
+        Tell(0, "");
         ProgramRun run(ToCall(json ? "status --watch --json" : "status --watch"));
-        run.When("Controller 750", [this] { service.Change({{"Message", "first"}, {"Revertible", true}}); });
-        run.When("first", [this] { service.SetPresent(false); });
-        run.When("has gone", [this] { service.Appear({{"Message", "second"}, {"Revertible", false}}); });
+        run.When("Controller 750", [this] { Tell(7, "first"); });
+        run.When("first", [this] { Vanish(); });
+        const auto comeBack = [this]
+        {
+            Tell(8, "second");
+            Appear();
+        };
+        run.When("has gone", comeBack);
         run.When("second", [&run] { run.Signal(SIGINT); });
-        EXPECT_EQ(run.Finish(), 130);
-        EXPECT_THAT(run.GetOut(),
-                    AllOf(HasSubstr(json ? "\"message\":\"first\"" : "Z; Message: first; Revertible: yes\n"),
-                          HasSubstr(json ? "\"message\":\"second\"" : "Message:           second\n")));
+        EXPECT_EQ(Finish(run), 130);
+        EXPECT_THAT(
+            run.GetOut(),
+            AllOf(HasSubstr(json ? "\"message\":\"first\"" : "Z; Message: first; Progress: 7 %, first\n"),
+                  HasSubstr(json ? "\"message\":\"second\"" : "Message:           second\n")));
         std::istringstream lines(json ? run.GetOut() : "");
         for (String line; std::getline(lines, line);)
         {
-            EXPECT_EQ(Json::parse(line).at("command"), "status");
+            EXPECT_EQ(nlohmann::json::parse(line).at("command"), "status");
         }
     }
 }
 
 TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 {
-    service.SetPresent(false);
+    Vanish();
     const std::map<String, String> inputs = {{"inspect", " FILE"},
                                              {"check", " FILE"},
                                              {"stage", " FILE"},
@@ -150,17 +169,18 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 
 TEST_F(TerminalTest, TheComponentIsTheOnlyOneOrTheOneThatIsNamed)
 {
-    service.SetIds({"Controller_750", "Display/\xC3\xA4"});
+    Vanish();
+    Appear(true);
     const std::vector<std::tuple<String, int, String>> rows = {
-        {"status", 2, "choose one with --component: 'Controller_750', 'Display/\xC3\xA4'\n"},
-        {"status --component Controller", 3, "The service has 'Controller_750',"},
-        {"status --component controller_750", 0, "Component:         Controller_750\n"},
+        {"status", 2, "choose one with --component: 'Controller 750', 'Display/\xC3\xA4'\n"},
+        {"status --component Controller", 3, "The service has 'Controller 750',"},
+        {"status --component display/\xC3\xA4", 0, "Component:         Display/\xC3\xA4\n"},
         {"components --component DISPLAY/\xC3\xA4", 0, "\nDisplay/\xC3\xA4"},
-        {"components", 0, "\nController_750"}};
+        {"components", 0, "\nController 750"}};
     for (const auto& [call, status, text] : rows)
     {
         ProgramRun run(ToCall(call));
-        EXPECT_EQ(run.Finish(), status) << call;
+        EXPECT_EQ(Finish(run), status) << call;
         EXPECT_THAT(run.GetOut() + run.GetErr(), HasSubstr(text));
     }
 }

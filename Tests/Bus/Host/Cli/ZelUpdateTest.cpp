@@ -1,50 +1,95 @@
-#include "Bus/Host/Cli/ZelUpdateFixture.h"
+#include "Bus/Host/Device.h"
 
 #include "Cli/Commands/Verbs.h"
 #include "Cli/Printable.h"
+#include "Service/Database.h"
 
-#include <map>
-#include <regex>
+#include <nlohmann/json.hpp>
+
 #include <set>
 
 namespace Zel::Tests::Bus
 {
 
 using namespace testing;
+using Json = nlohmann::json;
+
+namespace
+{
+
+using Deed = std::function<void(Device& device)>;
 
 /// What a call meets, and what it causes.
 struct World
 {
-    /// The service's properties besides those of every test.
-    nlohmann::json properties = nlohmann::json::object();
-    std::map<String, Support::ScriptedUpdateService::Script> scripts = {};
-    /// All calls that the service gets, reading properties aside, with "; " between them.
-    String calls = {};
+    /// What is done to the device before the call.
+    Deed before = [](auto&) {};
+    /// What happens once the program has read that an installation goes on.
+    Deed story = [](auto&) {};
+    /// All that the module is asked to change, with "; " between.
+    String orders = {};
     /// Facts of the JSON object.
-    nlohmann::json facts = nlohmann::json::object();
+    Json facts = Json::object();
 };
 
-/// Each call in words and as JSON, with its exit code.
-class ZelUpdateTest : public ZelUpdateFixture
+const String InstallOrder = "InstallSoftwarePackage 1.1.0.0";
+const String StageOrder = "SetSoftwarePackage a bundle";
+const String InstallNext = "\nNext: 'zelupdate install' installs version 1.1.0.0.\n";
+const String ResumeNext =
+    "\nNext: 'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
+const String Started = "Installing version 1.1.0.0 ...\n  0 % Installing\n";
+const String Progress = Started + " 46 % Copying image to rootfs.1\n";
+
+/// Lets an installation begin as the service does it.
+void Begin(Device& device)
 {
-protected:
+    device.status->SetUpcoming(Device::Id, {"user 0", false, "1.0.0.0", "1.1.0.0", 0});
+    EXPECT_EQ(device.script->install(*device.status, "1.1.0.0", 0), Device::ResultCode::Ok);
+    device.Tell(46, "Copying");
+}
+
+/// Has one happen that ended with a verdict.
+Deed Ends(const String& result, const String& reason)
+{
+    return [=](Device& device)
+    {
+        Begin(device);
+        device.End(result, reason);
+    };
+}
+
+Deed Fails(const String& message)
+{
+    return [=](Device& device)
+    {
+        device.status->SetMessage(Device::Id, message, false);
+        device.status->EndInstallation(Device::Id, false);
+        device.Announce();
+    };
+}
+
+/// An installation that copies, and then what is done.
+World Installs(const Deed& end, const String& orders = InstallOrder, const Json& facts = Json::object())
+{
+    const auto story = [=](Device& device)
+    {
+        device.Tell(46, "Copying image to rootfs.1");
+        end(device);
+    };
+    return {.story = story, .orders = orders, .facts = facts};
+}
+
+} // namespace
+
+/// Each call in words and as JSON, with its exit code.
+struct ZelUpdateTest : Test
+{
     /// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
-    /// same. `out` and `err`, behind the program's name, stand in what is written, without spans of time;
-    /// where one is empty, nothing is written. Standard input has "a bundle".
+    /// same. `out` and `err`, behind the program's name, stand in what is written, as `Device::ToSteady`
+    /// leaves it; where one is empty, nothing is written. Standard input has "a
+    /// bundle".
     void Check(const String& call, int status, const String& out, const String& err = "",
                const World& world = {});
-
-    /// A service that carries one method out, the calls that it then gets, and facts of the answer.
-    static World Does(const String& member, const Script& script, const String& calls,
-                      const Json& facts = Json::object())
-    {
-        return {{}, {{member, script}}, calls, facts};
-    }
-
-    static Json Verdict(const String& state, const String& result, const String& reason)
-    {
-        return {{"State", state}, {"LastVerdict", {result, "1.1.0.0", reason, 1'795'244'460'000'000}}};
-    }
 
     void CheckReading();
     void CheckBundles();
@@ -53,15 +98,6 @@ protected:
     void CheckChanging();
     void CheckWaiting();
 
-    const String installNext = "\nNext: 'zelupdate install' installs version 1.1.0.0.\n";
-    const String resumeNext =
-        "\nNext: 'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
-    const String progress =
-        "Installing version 1.1.0.0 ...\n  0 % Installing\n 46 % Copying image to rootfs.1\n";
-    const Json restarting = {{"State", "installing"}, {"Message", "The device is going to reboot."}};
-    const Json waiting = {{"State", "installing"}, {"NextStart", 1'795'244'490'000'000}};
-    const Script installBegin = {Service::Changes(Running(0, "Installing")), Service::Answers(),
-                                 Service::Changes(Running(46, "Copying image to rootfs.1"))};
     std::set<String> verbs;
     std::set<int> codes;
 };
@@ -72,31 +108,29 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
     SCOPED_TRACE(call + " = " + std::to_string(status));
     verbs.insert(call.substr(0, call.find(' ')));
     codes.insert(status);
-    const std::regex unsteady(" \\(\\d+:\\d\\d[^)]*\\)(?=\n)|" + folder.GetPath() + "/");
     std::vector<String> texts;
     for (const char* const form : {"", " --json"})
     {
-        Prepare();
-        service.Change(world.properties.is_null() ? Json::object() : world.properties);
-        for (const auto& [member, script] : world.scripts)
-        {
-            service.On(member, script);
-        }
-        ProgramRun run(ToCall(call + form), ProgramRun::Output::Pipes, {}, "a bundle");
-        EXPECT_EQ(run.Finish(), status);
+        Device device;
+        world.before(device);
+        device.story = [&] { world.story(device); };
+        Device::ProgramRun run(device.ToCall(call + form), Device::ProgramRun::Output::Pipes, {}, "a bundle");
+        EXPECT_EQ(device.Finish(run), status);
         EXPECT_THAT(run.GetErr(), StartsWith(err.empty() ? "" : "zelupdate: " + err + "\n"));
         EXPECT_EQ(run.GetErr().empty(), err.empty());
-        std::vector<String> calls = service.TakeCalls();
-        std::erase(calls, "History 20"); // for the remaining time
-        EXPECT_EQ(Join(calls, "; "), world.calls);
-        texts.insert(texts.end(), {run.GetOut(), run.GetErr()});
+        EXPECT_EQ(device.GetOrders(), world.orders);
+        EXPECT_TRUE(device.RunUntil([&device] { return device.IsDeliveryEmpty(); }));
+        for (const String& text : {run.GetOut(), run.GetErr()})
+        {
+            texts.push_back(device.ToSteady(text));
+        }
     }
-    EXPECT_THAT(std::regex_replace(texts[0], unsteady, ""), HasSubstr(out));
+    EXPECT_THAT(texts[0], HasSubstr(out));
     EXPECT_EQ(texts[0].empty(), out.empty());
     EXPECT_EQ(texts[1], texts[3]);
     Json object = Json::parse(texts[2]);
     Json expected = object;
-    expected.merge_patch(world.facts.is_null() ? Json::object() : world.facts);
+    expected.merge_patch(world.facts);
     expected["exitCode"] = status;
     EXPECT_EQ(object, expected);
     // Words about the call itself are no facts.
@@ -118,36 +152,43 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
 void ZelUpdateTest::CheckReading()
 {
     const String versions =
-        "Running version:   1.0.0.0\nPending version:   1.1.0.0\nFallback version:  none\n"
-        "Versions as of:    2026-11-21T07:00:00Z\n";
-    Check(
-        "status", 0,
-        "Component:         Controller 750\nState:             failed\nMessage:           none\n"
-        "Progress:          0 %\nStarts at:         none\n" +
-            versions +
-            "Revertible:        no\nLast verdict:      switched-back (the device runs its earlier "
-            "version), version 1.1.0.0, 2026-11-21T07:01:00Z: not confirmed\nBoot:              0e1b2c" +
-            resumeNext,
-        "",
-        {Verdict("failed", "switched-back", "not confirmed"),
-         {},
-         "",
-         R"({"schema":1, "state":"failed", "revertible":false, "lastVerdict":{"switchedBack":true}})"_json});
+        "Running version:   1.0.0.0\nPending version:   1.1.0.0\nFallback version:  0.9.0.0\n"
+        "Versions as of:    NOW\n";
+    // Two installations in the past, of which the last one began at 07:00:00 and ended a minute later.
+    const auto live = [](Device& device)
+    {
+        Ends("succeeded", "")(device);
+        Ends("switched-back", "not confirmed")(device);
+        Host::Service::Database(device.folder / "state/status.sqlite")
+            .Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"
+                     "UPDATE step SET time = 1005807600000000");
+        device.Announce();
+    };
+    Check("status", 0,
+          "Component:         Controller 750\nState:             failed\nMessage:           Copying\n"
+          "Progress:          46 %, Copying\nStarts at:         none\n" +
+              versions +
+              "Revertible:        yes\nLast verdict:      switched-back (the device runs its earlier "
+              "version), version 1.1.0.0, 2001-11-15T07:01:00Z: not confirmed\nBoot:              boot" +
+              ResumeNext,
+          "",
+          {.before = live,
+           .facts = R"({"schema":1, "state":"failed", "revertible":true, "progress":{"percent":46},
+                        "lastVerdict":{"switchedBack":true}})"_json});
     Check("versions --quiet", 0, "Component:         Controller 750\n" + versions, "",
-          {{}, {}, "", {{"component", "Controller 750"}, {"versions", {{"current", "1.0.0.0"}}}}});
+          {.facts = {{"component", "Controller 750"}, {"versions", {{"current", "1.0.0.0"}}}}});
     const Json entry =
         R"({"kind":"install", "caller":"user 0", "from":"1.0.0.0", "to":"1.1.0.0", "slot":"rootfs.0",
-        "begun":1795244400000000, "ended":1795244460000000, "steps":[[1795244400000000, "Installing"]],
-        "result":"failed", "reason":"no space"})"_json;
-    const String row = "\n2026-11-21T07:00:00Z  2026-11-21T07:01:00Z  install  1.0.0.0  1.1.0.0  rootfs.0  "
-                       "failed  user 0  no space";
-    Check("history 3 --steps", 0,
-          row + "\n    Time                  Step\n    2026-11-21T07:00:00Z  Installing" + installNext, "",
-          Does("History", {Service::Answers({Json::array({entry})})}, "History 3"));
-    Check("history", 0, "Nothing was installed yet.\n", "", {{}, {}, "History 10"});
+        "begun":"2001-11-15T07:00:00Z", "ended":"2001-11-15T07:01:00Z", "result":"switched-back",
+        "steps":[{"time":"2001-11-15T07:00:00Z", "what":"Installing"},
+                 {"time":"2001-11-15T07:00:00Z", "what":"Copying"}], "reason":"not confirmed"})"_json;
+    Check("history 1 --steps", 0,
+          "\n2001-11-15T07:00:00Z  2001-11-15T07:01:00Z  install  1.0.0.0  1.1.0.0  rootfs.0  switched-back  "
+          "user 0  not confirmed\n    Time                  Step\n    2001-11-15T07:00:00Z  Installing\n",
+          "", {.before = live, .facts = {{"entries", {entry}}}});
+    Check("history", 0, "Nothing was installed yet.\n");
     Check("components", 0,
-          "Service version:   0.1.0\nModules:           RaucUpdater\nComponent       State  Running "
-          "version\n"
+          "Service version:   0.1.0\nModules:           Fake\nComponent       State  Running version\n"
           "Controller 750  idle   1.0.0.0\nNext: ");
     Check("explain busy", 0,
           "Exit code:         5\nError:             zel.SoftwareUpdate1.Error.Busy\n"
@@ -157,133 +198,168 @@ void ZelUpdateTest::CheckReading()
 
 void ZelUpdateTest::CheckBundles()
 {
-    const auto inspects = [](bool fits, const Json& check) -> World
+    const auto holds = [](const char* compatible, Host::Service::RaucState rauc) -> World
     {
-        Json bundle = R"({"version":"1.1.0.0", "compatible":"Controller", "size":4096})"_json;
-        bundle.update({{"fits", fits}, {"deviceCompatible", fits ? "Controller" : "Display"}});
-        bundle["checks"] = {{"rauc", "pass", ""}, check};
-        return Does("Inspect", {Service::Answers({bundle})}, "Inspect a bundle []");
+        return {.before = [=](Device& device)
+                {
+                    device.bundle = Host::Service::RaucBundle{"1.2.0.0", compatible};
+                    device.rauc.state = rauc;
+                }};
     };
-    const Json clock = {"clock", "warn", "It is wrong."};
-    const String facts = "Version:           1.1.0.0\nCompatible:        Controller\nThis device:       ";
+    using enum Host::Service::RaucState;
+    const String facts = "Version:           1.2.0.0\nCompatible:        ";
     Check("inspect FILE", 0,
-          facts + "Controller\nFits:              yes\nSize:              4096 bytes\nNext: ", "",
-          inspects(true, clock));
-    Check("inspect FILE", 6, facts + "Display\nFits:              no\n",
-          "the bundle is not trusted, or not for this device", inspects(false, clock));
-    const String checks = "Version:           1.1.0.0\nCheck  Result  What to do\nrauc   pass    -\n";
-    Check("check -", 0,
-          checks + "clock  warn    It is wrong.\nThe bundle could be installed now.\nNext: ", "",
-          inspects(true, clock));
-    Check("check FILE", 6, "\nsignature  fail    Bad.\n", "the bundle would be rejected",
-          inspects(false, {"signature", "fail", "Bad."}));
-    Check("check FILE", 5, checks + "space  fail    Make room.\n", "the bundle cannot be installed now",
-          inspects(true, {"space", "fail", "Make room."}));
-    const auto stages = [](const Service::Step& answer)
-    { return Does("Stage", {answer}, "Stage a bundle []"); };
-    const String staged =
-        " ...\nThe bundle is verified: version 1.1.0.0.\nStaged version:    1.1.0.0" + installNext;
-    Check("stage FILE", 0, "Handing over a.raucb" + staged, "", stages(Service::Answers({"1.1.0.0"})));
-    Check("stage FILE --quiet", 6, "", "Not signed.",
-          stages(Service::Refuses("InvalidArgument", "Not signed.")));
+          facts + "Controller\nThis device:       Controller\nFits:              yes\nSize:              8 "
+                  "bytes\nNext: ",
+          "", holds("Controller", Resting));
+    Check("inspect FILE", 6, facts + "Display\nThis device:       Controller\nFits:              no\n",
+          "the bundle is not trusted, or not for this device", holds("Display", Resting));
+    const String checks = "Version:           1.2.0.0\nCheck        Result  What to do\n";
+    Check("check -", 0, checks + "signature    pass    -\ncompatible   pass    -\n", "",
+          holds("Controller", Resting));
+    Check("check FILE", 6, "\ncompatible   fail    The bundle is for 'Display', this device is 'Controller'.",
+          "the bundle would be rejected", holds("Display", Resting));
+    Check("check FILE", 5, checks, "the bundle cannot be installed now", holds("Controller", Busy));
+    const auto refuses = [](Device& device)
+    {
+        device.script->stage = [](auto&, String& message)
+        {
+            message = "Not signed.";
+            return Device::ResultCode::InvalidArgument;
+        };
+    };
+    Check("stage FILE", 0,
+          "Handing over FILE ...\nThe bundle is verified: version 1.1.0.0.\nStaged version:    1.1.0.0" +
+              InstallNext,
+          "", {.orders = StageOrder});
+    Check("stage - --quiet", 6, "", "Not signed. Use a bundle that is built and signed for this device.",
+          {.before = refuses, .orders = StageOrder});
+    const auto forbids = [](Device& device)
+    { device.refusals["Stage"] = "org.freedesktop.DBus.Error.AccessDenied"; };
     Check("stage FILE --quiet", 10, "", "No.\nNext: Call as root, or as a user who may update this device.",
-          stages(Service::Refuses("org.freedesktop.DBus.Error.AccessDenied", "No.")));
+          {.before = forbids});
     Check("stage missing", 3, "", "there is no file 'missing'\nNext: Check the path.");
 }
 
 void ZelUpdateTest::CheckInstalling()
 {
-    Script script = installBegin;
-    script.insert(script.end(), {Service::Changes(Running(100, "Installing done.")),
-                                 Service::Changes(restarting), Service::Vanishes()});
+    const auto restarts = [](Device& device)
+    {
+        device.Tell(100, "Installing done.");
+        device.Restart();
+    };
     const String next = "Next: After the restart 'zelupdate status' tells the verdict.\n";
-    const String restart = progress +
+    const String restart = Progress +
                            " 99 % Installing done.\n100 % The device is going to reboot.\n"
                            "The device restarts into version 1.1.0.0.\n" +
                            next;
-    Check("install FILE", 0, "Handing over a.raucb ...\nThe bundle is verified: version 1.1.0.0.\n" + restart,
-          "",
-          {{},
-           {{"Stage", {Service::Answers({"1.1.0.0"})}}, {"Install", script}},
-           "Stage a bundle []; Install 1.1.0.0 []",
-           {{"outcome", "restarting"}}});
-    Check("install --restart-exit-code", 4, restart, "", Does("Install", script, "Install 1.1.0.0 []"));
-    Check("install --fallback", 0, "The device restarts into the fallback version.\n" + next, "",
-          Does("Install", {Service::Changes(restarting), Service::Vanishes()}, "Install  [{fallback=true}]"));
-    Check(
-        "install --delay 90s --no-wait", 0,
-        "The installation of version 1.1.0.0 is accepted and waits until 2026-11-21T07:01:30Z.\nNext: ", "",
-        Does("Install", {Service::Changes(waiting), Service::Answers()}, "Install 1.1.0.0 [{delay=90000}]"));
+    Check("install FILE", 0, "Handing over FILE ...\nThe bundle is verified: version 1.1.0.0.\n" + restart,
+          "", Installs(restarts, StageOrder + "; " + InstallOrder, {{"outcome", "restarting"}}));
+    Check("install --restart-exit-code", 4, restart, "", Installs(restarts));
+    // The answer is lost with the service.
+    const auto vanishes = [](Device& device)
+    {
+        device.script->install = [&device](auto& status, const String& version, long long delay)
+        {
+            const auto result = Device::Begin(status, version, delay);
+            device.loop.Post([&device] { device.Restart(); });
+            return result;
+        };
+    };
+    Check("install --fallback", 0, "The device restarts into version 0.9.0.0.\n" + next, "",
+          {.before = vanishes, .orders = "InstallSoftwarePackage 0.9.0.0"});
+    Check("install --delay 90s --no-wait", 0,
+          "The installation of version 1.1.0.0 is accepted and waits until NOW.\nNext: ", "",
+          {.orders = InstallOrder + " in 90000 ms"});
 }
 
 void ZelUpdateTest::CheckFailing()
 {
-    const auto installs = [this](const Script& end) -> World
-    {
-        Script script = installBegin;
-        script.insert(script.end(), end.begin(), end.end());
-        return Does("Install", script, "Install 1.1.0.0 []");
-    };
-    const auto says = [](const char* state, const char* message) {
-        return Service::Changes({{"State", state}, {"Message", message}});
-    };
     Check("install --quiet", 1, "",
-          "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + resumeNext,
-          installs({says("failed", "no \x1B[2Jspace")}));
-    Check("install", 8, progress, "the device switched back: not confirmed" + resumeNext,
-          installs({says("installing", ""),
-                    Service::Changes(Verdict("failed", "switched-back", "not confirmed"))}));
-    Check("install", 1, progress, "the installation of version 1.1.0.0 was called off: called off by user 0",
-          installs({says("idle", "called off by user 0")}));
-    Check("install", 1, progress + "100 % Failed to reboot device. Nobody answers.\n",
-          "version 1.1.0.0 is in place, but the device could not be restarted",
-          installs({says("installing", "Failed to reboot device. Nobody answers.")}));
-    Check("install", 7, progress, "the update service has gone while version 1.1.0.0 was being installed",
-          installs({Service::Vanishes()}));
-    Check("install FILE", 5, "", "refused: the last installation has failed: no space" + resumeNext,
-          {Verdict("failed", "failed", "no space")});
-    Check("install", 5, "Installing version 1.1.0.0 ...\n", "Stage runs.",
-          Does("Install", {Service::Refuses("Busy", "Stage runs.")}, "Install 1.1.0.0 []",
-               {{"error", "Busy"}}));
+          "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
+          Installs(Fails("no \x1B[2Jspace")));
+    const auto switchesBack = [](Device& device)
+    {
+        device.Tell(46, "");
+        device.End("switched-back", "not confirmed");
+    };
+    Check("install", 8, Progress, "the device switched back: not confirmed" + ResumeNext,
+          Installs(switchesBack));
+    const auto isCalledOff = [](Device& device)
+    {
+        device.status->SetMessage(Device::Id, "called off by user 0", true);
+        EXPECT_TRUE(device.status->CallOff(Device::Id, ""));
+    };
+    Check("install", 1, Progress, "the installation of version 1.1.0.0 was called off: called off by user 0",
+          Installs(isCalledOff));
+    const auto stays = [](Device& device) { device.Tell(100, "Failed to reboot device. Nobody answers."); };
+    Check("install", 1, Progress + "100 % Failed to reboot device. Nobody answers.\n",
+          "version 1.1.0.0 is in place, but the device could not be restarted", Installs(stays));
+    Check("install", 7, Progress, "the update service has gone while version 1.1.0.0 was being installed",
+          Installs([](Device& device) { device.Vanish(); }));
+    Check("install FILE", 5, "", "refused: the last installation has failed: Copying" + ResumeNext,
+          {.before = Ends("failed", "no space")});
+    const auto isBusy = [](Device& device) { device.rauc.state = Host::Service::RaucState::Busy; };
+    Check("install", 5, "Installing version 1.1.0.0 ...\n",
+          "RAUC is busy. Nothing was changed; try again later.",
+          {.before = isBusy, .facts = {{"error", "TryLater"}}});
     Check("install FILE --fallback", 2, "", "FILE and --fallback exclude each other; see 'zelupdate --help'");
 }
 
 void ZelUpdateTest::CheckChanging()
 {
-    const auto carries = [](const String& member, const Script& script, const Json& properties = {}) -> World
-    {
-        return {properties, {{member, script}}, member};
-    };
-    const Script toIdle = {Service::Changes({{"State", "idle"}, {"NextStart", 0}}), Service::Answers()};
-    Check("cancel", 0, "The installation is called off." + installNext, "",
-          carries("Cancel", toIdle, waiting));
-    Check("cancel", 0, "No installation waits: there is nothing to call off." + installNext);
-    Check("resume", 0, "The failed state is left.", "", carries("Resume", toIdle, {{"State", "failed"}}));
+    const auto waits = [](Device& device) { EXPECT_TRUE(device.Install({"", false, 60000}).IsOk()); };
+    Check("cancel", 0, "The installation is called off." + InstallNext, "",
+          {.before = waits, .orders = InstallOrder + " in 60000 ms"});
+    Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
+    Check("resume", 0, "The failed state is left.", "", {.before = Ends("failed", "no space")});
     Check("resume", 0, "The last installation has not failed: there is nothing to resume.");
+
+    const auto reverts = [](bool vanishes) -> Deed
+    {
+        return [=](Device& device)
+        {
+            device.script->revert = [=, &device](auto& status)
+            {
+                const bool begun = status.BeginInstallation(Device::Id, false);
+                vanishes ? device.loop.Post([&device] { device.Restart(); }) : void();
+                return begun ? Device::ResultCode::Ok : Device::ResultCode::InvalidState;
+            };
+        };
+    };
+    const auto answers = [](Device::ResultCode code) -> World
+    {
+        return {.before = [=](Device& device) { device.script->revert = [=](auto&) { return code; }; },
+                .orders = "RevertInstall"};
+    };
     const String restart = "The device goes back to the version that the last installation started from, and "
                            "restarts.\nNext: ";
-    const Service::Step begun = Service::Changes(Running(0, ""));
-    Check("revert", 0, restart, "", carries("Revert", {begun, Service::Vanishes()}));
-    Check("revert --restart-exit-code", 4, restart, "", carries("Revert", {begun, Service::Answers()}));
+    Check("revert", 0, restart, "", {.before = reverts(true), .orders = "RevertInstall"});
+    Check("revert --restart-exit-code", 4, restart, "",
+          {.before = reverts(false), .orders = "RevertInstall"});
     const String nothing = "There is no installation to go back from.";
-    Check("revert", 0, nothing, "", carries("Revert", {Service::Answers()}));
-    Check("revert", 0, nothing, "", carries("Revert", {Service::Refuses("InvalidState", "")}));
-    Check("revert", 0, "Before.\n", "", carries("Revert", {Service::Refuses("AlreadyReverted", "Before.")}));
+    Check("revert", 0, nothing, "", answers(Device::ResultCode::Ok));
+    Check("revert", 0, nothing, "", answers(Device::ResultCode::InvalidState));
+    Check("revert", 0, "The last installation is reverted already.", "",
+          answers(Device::ResultCode::AlreadyReverted));
 }
 
 void ZelUpdateTest::CheckWaiting()
 {
-    const Script comesBack = {Service::Vanishes(), Service::Appears(Verdict("idle", "succeeded", ""))};
-    const Script fails = {Service::Changes(Verdict("failed", "failed", "no space"))};
+    const auto comesBack = [](Device& device)
+    {
+        device.Vanish();
+        device.End("succeeded", "");
+        device.Appear();
+    };
     Check("wait", 8, "", "the device switched back: not confirmed",
-          {Verdict("idle", "switched-back", "not confirmed")});
-    Check("wait", 0, "Nothing is being installed, and there is no verdict.", "",
-          {{{"LastVerdict", {"", "", "", 0}}}});
+          {.before = Ends("switched-back", "not confirmed")});
+    Check("wait", 0, "Nothing is being installed, and there is no verdict.");
     Check("wait --timeout 0", 9, " 46 % Copying\n", "the time to wait is over, and the installation goes on",
-          {Running(46, "Copying")});
-    Check("wait --timeout 60 --quiet", 0, "", "", {Running(46, "Copying"), {{"GetAll", comesBack}}});
-    Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no space" + resumeNext,
-          {{{"State", "installing"}}, {{"GetAll", fails}}});
+          {.before = Begin});
+    Check("wait --timeout 60 --quiet", 0, "", "", {.before = Begin, .story = comesBack});
+    Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no space" + ResumeNext,
+          {.before = Begin, .story = Fails("no space")});
 }
 
 TEST_F(ZelUpdateTest, EachCallGivesItsExitCodeAndTheSameFactsInWordsAndAsJson)

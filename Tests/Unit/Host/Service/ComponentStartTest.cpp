@@ -84,7 +84,7 @@ TEST_F(ComponentStartTest, AnInstallationThatWaitedIsAskedForAgainWithWhatRemain
     { return Begin(given, revision, remaining = delay); };
     EXPECT_TRUE(Start().IsOk());
     EXPECT_TRUE(RunUntil([this] { return Now().nextStart != 0; }));
-    EXPECT_THAT(script->GetCalls(), Contains("InstallSoftwarePackage 2.0.0.0"));
+    EXPECT_THAT(script->GetCalls(), Contains(StartsWith("InstallSoftwarePackage 2.0.0.0 in ")));
     EXPECT_THAT(remaining, AllOf(Gt(50'000), Le(60'000)));
     EXPECT_NEAR(static_cast<double>(Now().nextStart), static_cast<double>(dueTime), 2e6);
     EXPECT_THAT(interruptions, IsEmpty());

@@ -57,7 +57,7 @@ TEST_F(ComponentTest, ASecondRequestIsRefusedWithWhoIsBusyAndOneThatLosesItsModu
     };
     std::optional<RequestResult> first;
     component.Stage(OpenBundle(), "user 7", [&first](const RequestResult& result) { first = result; });
-    ASSERT_TRUE(RunUntil([this] { return script->GetCalls().back() == "SetSoftwarePackage"; }));
+    ASSERT_TRUE(RunUntil([this] { return script->GetCalls().back() == "SetSoftwarePackage content"; }));
     const RequestResult second = Install();
     EXPECT_EQ(second.error, "Busy");
     EXPECT_THAT(second.text, HasSubstr("The request of user 7 to stage a bundle is still under way."));

@@ -10,7 +10,7 @@ namespace Zel::Host::Service
 
 using namespace testing;
 
-struct DeviceControlTest : LoopFixture
+struct DeviceControlTest : Test, LoopRunner
 {
     DeviceControlTest() { EventLoop::BlockSignals(); }
 

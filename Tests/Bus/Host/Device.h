@@ -1,0 +1,160 @@
+#pragma once
+
+#include "Support/ComponentFixture.h"
+#include "Support/PrivateBus.h"
+#include "Support/ProgramRun.h"
+
+#include "Service/BusApi.h"
+#include "Service/BusConnection.h"
+
+#include <systemd/sd-bus.h>
+
+#include <map>
+#include <regex>
+#include <sstream>
+
+namespace Zel::Tests::Bus
+{
+
+/// A device at rest with the versions 1.0.0.0, 1.1.0.0 that is pending and 0.9.0.0 to fall back to, whose
+/// service is on the bus, and the command line's program as a child.
+struct Device : Host::Service::FakeDevice
+{
+    using HistoryEntry = Host::Service::HistoryEntry;
+    using ProgramRun = Support::ProgramRun;
+    using RaucState = Host::Service::RaucState;
+
+    Device()
+    {
+        static_cast<void>(Support::PrivateBus::OfProcess());
+        folder.Write("a.raucb", "a bundle");
+        script->SetVersion(FileType::Pending, "1.1.0.0");
+        script->SetVersion(FileType::Fallback, "0.9.0.0");
+        script->install = [](IUpdaterStatus& given, const String& version, long long delay)
+        {
+            const ResultCode result = Begin(given, version, delay);
+            given.SetMessage(Id, "Installing", true);
+            given.SetProgress(Id, 0);
+            return result;
+        };
+        EXPECT_TRUE(Start().IsOk());
+        Appear();
+    }
+
+    /// Has the interface on the bus, with the first component or both; the other one was never started.
+    void Appear(bool both = false)
+    {
+        const auto components = both ? std::vector{&component, &other} : std::vector{&component};
+        connection.emplace(loop, Host::Service::EventLoop::Task());
+        sd_bus_add_filter(connection->Get(), nullptr, OnMessage, this);
+        api.emplace(*connection, Host::Service::BusApi::Content{"0.1.0", "boot", {"Fake"}, components, ""});
+    }
+
+    /// Leaves the bus, as a service does whose device restarts.
+    void Vanish()
+    {
+        api.reset();
+        connection.reset();
+    }
+
+    /// Returns the program's path and the arguments, given as words. "FILE" is a file with "a bundle" in it.
+    [[nodiscard]] std::vector<String> ToCall(const String& words) const
+    {
+        std::vector<String> call = {ZEL_UPDATE_PROGRAM};
+        std::istringstream stream(words);
+        for (String word; stream >> word;)
+        {
+            call.push_back(word == "FILE" ? folder / "a.raucb" : word);
+        }
+        return call;
+    }
+
+    /// Returns a text without spans of time, with NOW for what the clock says and FILE for the file.
+    [[nodiscard]] String ToSteady(const String& text) const
+    {
+        static const std::regex Span(" \\(\\d+:\\d\\d[^)]*\\)(?=\n)");
+        static const std::regex Clock("20[2-9]\\d-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ");
+        const String timeless = std::regex_replace(std::regex_replace(text, Span, ""), Clock, "NOW");
+        return std::regex_replace(timeless, std::regex(folder / "a.raucb"), "FILE");
+    }
+
+    /// Serves the program until it has ended, and returns its exit code. Does `story` once the program has
+    /// read that an installation goes on.
+    int Finish(ProgramRun& run)
+    {
+        const auto look = [&]
+        {
+            const bool toTell = Now().state == InstallationState::Installing && lastCall == "GetAll";
+            const auto next = toTell ? std::exchange(story, {}) : nullptr;
+            next ? next() : void();
+            run.Read(0);
+            return run.HasEnded();
+        };
+        EXPECT_TRUE(RunUntil(look)) << run.GetOut() << run.GetErr();
+        return run.Finish();
+    }
+
+    /// Returns all that the module was asked to change.
+    [[nodiscard]] String GetOrders() const
+    {
+        std::vector<String> orders = script->GetCalls();
+        const std::regex order("(Set|Install)SoftwarePackage .*|RevertInstall");
+        std::erase_if(orders, [&](const String& call) { return !std::regex_match(call, order); });
+        return Join(orders, "; ");
+    }
+
+    /// Has what the store knows announced at once, and not together with what comes soon.
+    void Announce() { static_cast<void>(component.IsInstalling()); }
+
+    /// Tells how far the installation is.
+    void Tell(int percent, const String& message)
+    {
+        status->SetMessage(Id, message, false);
+        status->SetProgress(Id, percent);
+        Announce();
+    }
+
+    /// Ends what is running with a verdict.
+    void End(const String& result, const String& reason)
+    {
+        EXPECT_TRUE(store->End(Id, result == HistoryEntry::Succeeded, result, reason));
+        Announce();
+    }
+
+    /// Ends the installation with the restart.
+    void Restart()
+    {
+        Tell(100, "The device is going to reboot.");
+        Vanish();
+    }
+
+    const String path = Host::Service::ComponentObject::GetPath(Id);
+    std::function<void()> story;
+    /// The errors that methods are refused with; without a name there is no answer at all.
+    std::map<String, String> refusals;
+    /// The last method that was called of the component, and by whom.
+    String lastCall;
+    String lastCaller;
+    Host::Service::Component other{"Display/\u00e4", MakeEnvironment()};
+    std::optional<Host::Service::BusConnection> connection;
+    std::optional<Host::Service::BusApi> api;
+
+private:
+    static int OnMessage(sd_bus_message* message, void* userdata, sd_bus_error* error)
+    {
+        auto& device = *static_cast<Device*>(userdata);
+        const bool isCall = sd_bus_message_is_method_call(message, nullptr, nullptr) > 0;
+        if (!isCall || device.path != sd_bus_message_get_path(message))
+        {
+            return 0;
+        }
+        device.lastCall = sd_bus_message_get_member(message);
+        device.lastCaller = sd_bus_message_get_sender(message);
+        const auto refusal = device.refusals.find(device.lastCall);
+        const bool isRefused = refusal != device.refusals.end();
+        const bool isAnswered = isRefused && !refusal->second.empty();
+        return isAnswered ? sd_bus_error_set(error, refusal->second.c_str(), "No.") : isRefused ? 1 : 0;
+    }
+};
+
+} // namespace Zel::Tests::Bus
