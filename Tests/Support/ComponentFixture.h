@@ -73,22 +73,28 @@ struct FakeDevice : LoopRunner
         ASSERT_EQ(Begin(*status, "2.0.0.0", 0), ResultCode::Ok);
     }
 
-    /// Makes a request and runs the loop until it has ended.
-    template <typename Request>
-    RequestResult Ask(const Request& request)
+    /// Returns "ERROR: text", or nothing for a success.
+    static String ToText(const RequestResult& result)
     {
-        std::optional<RequestResult> result;
-        request([&result](const RequestResult& given) { result = given; });
-        EXPECT_TRUE(RunUntil([&] { return result.has_value(); })) << "The request has no end.";
-        return result.value_or(RequestResult());
+        return result.IsOk() ? "" : result.error + ": " + result.text;
     }
 
-    RequestResult Start()
+    /// Makes a request and runs the loop until it has ended. Returns how, as text.
+    template <typename Request>
+    String Ask(const Request& request)
+    {
+        std::optional<String> end;
+        request([&end](const RequestResult& result) { end = ToText(result); });
+        EXPECT_TRUE(RunUntil([&] { return end.has_value(); })) << "The request has no end.";
+        return end.value_or("no end");
+    }
+
+    String Start()
     {
         starts.clear();
         component.Start();
         EXPECT_TRUE(RunUntil([this] { return !starts.empty(); })) << "The start has no end.";
-        return starts.empty() ? RequestResult() : starts.front();
+        return starts.empty() ? "no end" : starts.front();
     }
 
     /// Starts with a pending version and a module that begins what it is asked for, and asks for `request`.
@@ -96,7 +102,8 @@ struct FakeDevice : LoopRunner
     {
         script->SetVersion(FileType::Pending, "2.0.0.0");
         script->install = Begin;
-        ASSERT_TRUE(Start().IsOk() && (!request || Install(*request).IsOk()));
+        ASSERT_EQ(Start(), "");
+        ASSERT_EQ(request ? Install(*request) : "", "");
         script->calls.Clear();
     }
 
@@ -105,22 +112,22 @@ struct FakeDevice : LoopRunner
         return FileDescriptor::Open(folder.Write("bundle", content), O_RDONLY);
     }
 
-    RequestResult Stage(const String& content = "content")
+    String Stage(const String& content = "content")
     {
         return Ask([&](const Completion& done) { component.Stage(OpenBundle(content), "A", done); });
     }
 
-    RequestResult Install(const InstallRequest& request = {})
+    String Install(const InstallRequest& request = {})
     {
         return Ask([&](const Completion& done) { component.Install(request, "A", done); });
     }
 
-    RequestResult Cancel()
+    String Cancel()
     {
         return Ask([this](auto done) { component.Cancel("A", done); });
     }
 
-    RequestResult Resume()
+    String Resume()
     {
         return Ask([this](auto done) { component.Resume("A", done); });
     }
@@ -138,7 +145,7 @@ struct FakeDevice : LoopRunner
     String inspected;
     int restarts = 0;
     int startDelays = 0;
-    std::vector<RequestResult> starts;
+    std::vector<String> starts;
     std::vector<String> interruptions;
     int announcements = 0;
     std::set<String> changed;
@@ -165,7 +172,7 @@ struct FakeDevice : LoopRunner
                     handler(facts);
                 },
                 [this] { ++restarts; },
-                [this](const RequestResult& result) { starts.push_back(result); },
+                [this](const RequestResult& result) { starts.push_back(ToText(result)); },
                 [this](auto&) { ++startDelays; },
                 [this](auto& version, auto& reason) { interruptions.push_back(version + ": " + reason); }};
     }

@@ -37,7 +37,7 @@ struct Device : Host::Service::FakeDevice
             given.SetProgress(Id, 0);
             return result;
         };
-        EXPECT_TRUE(Start().IsOk());
+        EXPECT_EQ(Start(), "");
         Appear();
     }
 

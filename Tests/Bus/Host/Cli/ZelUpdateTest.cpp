@@ -308,7 +308,7 @@ void ZelUpdateTest::CheckFailing()
 
 void ZelUpdateTest::CheckChanging()
 {
-    const auto waits = [](Device& device) { EXPECT_TRUE(device.Install({"", false, 60000}).IsOk()); };
+    const auto waits = [](Device& device) { EXPECT_EQ(device.Install({"", false, 60000}), ""); };
     Check("cancel", 0, "The installation is called off." + InstallNext, "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
