@@ -30,12 +30,19 @@ struct Device : Host::Service::FakeDevice
         folder.Write("a.raucb", "a bundle");
         script->SetVersion(FileType::Pending, "1.1.0.0");
         script->SetVersion(FileType::Fallback, "0.9.0.0");
-        script->install = [](IUpdaterStatus& given, const String& version, long long delay)
+        script->install = [this](IUpdaterStatus& given, const String& version, long long delay)
         {
             const ResultCode result = Begin(given, version, delay);
             given.SetMessage(Id, "Installing", true);
             given.SetProgress(Id, 0);
+            LoseAnswer();
             return result;
+        };
+        script->revert = [this](IUpdaterStatus& given)
+        {
+            const bool begun = given.BeginInstallation(Id, false);
+            LoseAnswer();
+            return begun ? ResultCode::Ok : ResultCode::InvalidState;
         };
         EXPECT_EQ(Start(), "");
         Appear();
@@ -114,6 +121,17 @@ struct Device : Host::Service::FakeDevice
         Announce();
     }
 
+    /// Lets the installation copy, and begin where none runs.
+    void Copy()
+    {
+        if (Now().state == InstallationState::Idle)
+        {
+            status->SetUpcoming(Id, {"user 0", false, "1.0.0.0", "1.1.0.0", 0});
+            EXPECT_EQ(script->install(*status, "1.1.0.0", 0), ResultCode::Ok);
+        }
+        Tell(46, "Copying image");
+    }
+
     /// Ends what is running with a verdict.
     void End(const String& result, const String& reason)
     {
@@ -124,12 +142,15 @@ struct Device : Host::Service::FakeDevice
     /// Ends the installation with the restart.
     void Restart()
     {
+        Tell(100, "Installing done.");
         Tell(100, "The device is going to reboot.");
         Vanish();
     }
 
     const String path = Host::Service::ComponentObject::GetPath(Id);
     std::function<void()> story;
+    /// Whether the device restarts before a request is answered.
+    std::atomic<bool> losesAnswers = false;
     /// The errors that methods are refused with; without a name there is no answer at all.
     std::map<String, String> refusals;
     /// The last method that was called of the component, and by whom.
@@ -140,6 +161,11 @@ struct Device : Host::Service::FakeDevice
     std::optional<Host::Service::BusApi> api;
 
 private:
+    void LoseAnswer()
+    {
+        losesAnswers ? loop.Post([this] { Restart(); }) : void();
+    }
+
     static int OnMessage(sd_bus_message* message, void* userdata, sd_bus_error* error)
     {
         auto& device = *static_cast<Device*>(userdata);

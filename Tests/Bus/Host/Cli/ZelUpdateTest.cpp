@@ -24,7 +24,7 @@ struct World
 {
     /// What is done to the device before the call.
     Deed before = [](auto&) {};
-    /// What happens once the program has read that an installation goes on.
+    /// What happens once the program has read that an installation goes on, which copies then.
     Deed story = [](auto&) {};
     /// All that the module is asked to change, with "; " between.
     String orders = {};
@@ -37,46 +37,17 @@ const String StageOrder = "SetSoftwarePackage a bundle";
 const String InstallNext = "\nNext: 'zelupdate install' installs version 1.1.0.0.\n";
 const String ResumeNext =
     "\nNext: 'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
-const String Started = "Installing version 1.1.0.0 ...\n  0 % Installing\n";
-const String Progress = Started + " 46 % Copying image to rootfs.1\n";
+const String Progress = "Installing version 1.1.0.0 ...\n  0 % Installing\n 46 % Copying image\n";
 
-/// Lets an installation begin as the service does it.
-void Begin(Device& device)
-{
-    device.status->SetUpcoming(Device::Id, {"user 0", false, "1.0.0.0", "1.1.0.0", 0});
-    EXPECT_EQ(device.script->install(*device.status, "1.1.0.0", 0), Device::ResultCode::Ok);
-    device.Tell(46, "Copying");
-}
-
-/// Has one happen that ended with a verdict.
-Deed Ends(const String& result, const String& reason)
+/// Has an installation end with a verdict, and the message that stands then.
+Deed Ends(const String& result, const String& reason, const String& message = "")
 {
     return [=](Device& device)
     {
-        Begin(device);
+        device.Copy();
+        device.status->SetMessage(Device::Id, message, false);
         device.End(result, reason);
     };
-}
-
-Deed Fails(const String& message)
-{
-    return [=](Device& device)
-    {
-        device.status->SetMessage(Device::Id, message, false);
-        device.status->EndInstallation(Device::Id, false);
-        device.Announce();
-    };
-}
-
-/// An installation that copies, and then what is done.
-World Installs(const Deed& end, const String& orders = InstallOrder, const Json& facts = Json::object())
-{
-    const auto story = [=](Device& device)
-    {
-        device.Tell(46, "Copying image to rootfs.1");
-        end(device);
-    };
-    return {.story = story, .orders = orders, .facts = facts};
 }
 
 } // namespace
@@ -98,6 +69,7 @@ struct ZelUpdateTest : Test
     void CheckChanging();
     void CheckWaiting();
 
+    const Deed losesAnswer = [](Device& device) { device.losesAnswers = true; };
     std::set<String> verbs;
     std::set<int> codes;
 };
@@ -113,7 +85,11 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
     {
         Device device;
         world.before(device);
-        device.story = [&] { world.story(device); };
+        device.story = [&]
+        {
+            device.Copy();
+            world.story(device);
+        };
         Device::ProgramRun run(device.ToCall(call + form), Device::ProgramRun::Output::Pipes, {}, "a bundle");
         EXPECT_EQ(device.Finish(run), status);
         EXPECT_THAT(run.GetErr(), StartsWith(err.empty() ? "" : "zelupdate: " + err + "\n"));
@@ -165,8 +141,8 @@ void ZelUpdateTest::CheckReading()
         device.Announce();
     };
     Check("status", 0,
-          "Component:         Controller 750\nState:             failed\nMessage:           Copying\n"
-          "Progress:          46 %, Copying\nStarts at:         none\n" +
+          "Component:         Controller 750\nState:             failed\nMessage:           none\n"
+          "Progress:          46 %, Copying image\nStarts at:         none\n" +
               versions +
               "Revertible:        yes\nLast verdict:      switched-back (the device runs its earlier "
               "version), version 1.1.0.0, 2001-11-15T07:01:00Z: not confirmed\nBoot:              boot" +
@@ -181,7 +157,7 @@ void ZelUpdateTest::CheckReading()
         R"({"kind":"install", "caller":"user 0", "from":"1.0.0.0", "to":"1.1.0.0", "slot":"rootfs.0",
         "begun":"2001-11-15T07:00:00Z", "ended":"2001-11-15T07:01:00Z", "result":"switched-back",
         "steps":[{"time":"2001-11-15T07:00:00Z", "what":"Installing"},
-                 {"time":"2001-11-15T07:00:00Z", "what":"Copying"}], "reason":"not confirmed"})"_json;
+                 {"time":"2001-11-15T07:00:00Z", "what":"Copying image"}], "reason":"not confirmed"})"_json;
     Check("history 1 --steps", 0,
           "\n2001-11-15T07:00:00Z  2001-11-15T07:01:00Z  install  1.0.0.0  1.1.0.0  rootfs.0  switched-back  "
           "user 0  not confirmed\n    Time                  Step\n    2001-11-15T07:00:00Z  Installing\n",
@@ -243,31 +219,19 @@ void ZelUpdateTest::CheckBundles()
 
 void ZelUpdateTest::CheckInstalling()
 {
-    const auto restarts = [](Device& device)
-    {
-        device.Tell(100, "Installing done.");
-        device.Restart();
-    };
     const String next = "Next: After the restart 'zelupdate status' tells the verdict.\n";
     const String restart = Progress +
                            " 99 % Installing done.\n100 % The device is going to reboot.\n"
                            "The device restarts into version 1.1.0.0.\n" +
                            next;
     Check("install FILE", 0, "Handing over FILE ...\nThe bundle is verified: version 1.1.0.0.\n" + restart,
-          "", Installs(restarts, StageOrder + "; " + InstallOrder, {{"outcome", "restarting"}}));
-    Check("install --restart-exit-code", 4, restart, "", Installs(restarts));
-    // The answer is lost with the service.
-    const auto vanishes = [](Device& device)
-    {
-        device.script->install = [&device](auto& status, const String& version, long long delay)
-        {
-            const auto result = Device::Begin(status, version, delay);
-            device.loop.Post([&device] { device.Restart(); });
-            return result;
-        };
-    };
+          "",
+          {.story = &Device::Restart,
+           .orders = StageOrder + "; " + InstallOrder,
+           .facts = {{"outcome", "restarting"}}});
+    Check("install --restart-exit-code", 4, restart, "", {.story = &Device::Restart, .orders = InstallOrder});
     Check("install --fallback", 0, "The device restarts into version 0.9.0.0.\n" + next, "",
-          {.before = vanishes, .orders = "InstallSoftwarePackage 0.9.0.0"});
+          {.before = losesAnswer, .orders = "InstallSoftwarePackage 0.9.0.0"});
     Check("install --delay 90s --no-wait", 0,
           "The installation of version 1.1.0.0 is accepted and waits until NOW.\nNext: ", "",
           {.orders = InstallOrder + " in 90000 ms"});
@@ -275,34 +239,30 @@ void ZelUpdateTest::CheckInstalling()
 
 void ZelUpdateTest::CheckFailing()
 {
+    const auto installs = [](const Deed& end) -> World { return {.story = end, .orders = InstallOrder}; };
     Check("install --quiet", 1, "",
           "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
-          Installs(Fails("no \x1B[2Jspace")));
-    const auto switchesBack = [](Device& device)
-    {
-        device.Tell(46, "");
-        device.End("switched-back", "not confirmed");
-    };
+          installs(Ends("failed", "", "no \x1B[2Jspace")));
     Check("install", 8, Progress, "the device switched back: not confirmed" + ResumeNext,
-          Installs(switchesBack));
+          installs(Ends("switched-back", "not confirmed")));
     const auto isCalledOff = [](Device& device)
     {
         device.status->SetMessage(Device::Id, "called off by user 0", true);
         EXPECT_TRUE(device.status->CallOff(Device::Id, ""));
     };
     Check("install", 1, Progress, "the installation of version 1.1.0.0 was called off: called off by user 0",
-          Installs(isCalledOff));
+          installs(isCalledOff));
     const auto stays = [](Device& device) { device.Tell(100, "Failed to reboot device. Nobody answers."); };
     Check("install", 1, Progress + "100 % Failed to reboot device. Nobody answers.\n",
-          "version 1.1.0.0 is in place, but the device could not be restarted", Installs(stays));
+          "version 1.1.0.0 is in place, but the device could not be restarted", installs(stays));
     Check("install", 7, Progress, "the update service has gone while version 1.1.0.0 was being installed",
-          Installs([](Device& device) { device.Vanish(); }));
-    Check("install FILE", 5, "", "refused: the last installation has failed: Copying" + ResumeNext,
+          installs(&Device::Vanish));
+    Check("install FILE", 5, "", "refused: the last installation has failed: no space" + ResumeNext,
           {.before = Ends("failed", "no space")});
-    const auto isBusy = [](Device& device) { device.rauc.state = Host::Service::RaucState::Busy; };
     Check("install", 5, "Installing version 1.1.0.0 ...\n",
           "RAUC is busy. Nothing was changed; try again later.",
-          {.before = isBusy, .facts = {{"error", "TryLater"}}});
+          {.before = [](Device& device) { device.rauc.state = Device::RaucState::Busy; },
+           .facts = {{"error", "TryLater"}}});
     Check("install FILE --fallback", 2, "", "FILE and --fallback exclude each other; see 'zelupdate --help'");
 }
 
@@ -315,18 +275,6 @@ void ZelUpdateTest::CheckChanging()
     Check("resume", 0, "The failed state is left.", "", {.before = Ends("failed", "no space")});
     Check("resume", 0, "The last installation has not failed: there is nothing to resume.");
 
-    const auto reverts = [](bool vanishes) -> Deed
-    {
-        return [=](Device& device)
-        {
-            device.script->revert = [=, &device](auto& status)
-            {
-                const bool begun = status.BeginInstallation(Device::Id, false);
-                vanishes ? device.loop.Post([&device] { device.Restart(); }) : void();
-                return begun ? Device::ResultCode::Ok : Device::ResultCode::InvalidState;
-            };
-        };
-    };
     const auto answers = [](Device::ResultCode code) -> World
     {
         return {.before = [=](Device& device) { device.script->revert = [=](auto&) { return code; }; },
@@ -334,9 +282,8 @@ void ZelUpdateTest::CheckChanging()
     };
     const String restart = "The device goes back to the version that the last installation started from, and "
                            "restarts.\nNext: ";
-    Check("revert", 0, restart, "", {.before = reverts(true), .orders = "RevertInstall"});
-    Check("revert --restart-exit-code", 4, restart, "",
-          {.before = reverts(false), .orders = "RevertInstall"});
+    Check("revert", 0, restart, "", {.before = losesAnswer, .orders = "RevertInstall"});
+    Check("revert --restart-exit-code", 4, restart, "", {.orders = "RevertInstall"});
     const String nothing = "There is no installation to go back from.";
     Check("revert", 0, nothing, "", answers(Device::ResultCode::Ok));
     Check("revert", 0, nothing, "", answers(Device::ResultCode::InvalidState));
@@ -355,11 +302,11 @@ void ZelUpdateTest::CheckWaiting()
     Check("wait", 8, "", "the device switched back: not confirmed",
           {.before = Ends("switched-back", "not confirmed")});
     Check("wait", 0, "Nothing is being installed, and there is no verdict.");
-    Check("wait --timeout 0", 9, " 46 % Copying\n", "the time to wait is over, and the installation goes on",
-          {.before = Begin});
-    Check("wait --timeout 60 --quiet", 0, "", "", {.before = Begin, .story = comesBack});
+    Check("wait --timeout 0", 9, " 46 % Copying image\n",
+          "the time to wait is over, and the installation goes on", {.before = &Device::Copy});
+    Check("wait --timeout 60 --quiet", 0, "", "", {.before = &Device::Copy, .story = comesBack});
     Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no space" + ResumeNext,
-          {.before = Begin, .story = Fails("no space")});
+          {.before = &Device::Copy, .story = Ends("failed", "no space")});
 }
 
 TEST_F(ZelUpdateTest, EachCallGivesItsExitCodeAndTheSameFactsInWordsAndAsJson)
