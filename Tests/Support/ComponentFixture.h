@@ -24,11 +24,13 @@ struct LoopRunner
     {
         constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!condition() && std::chrono::steady_clock::now() < deadline)
+        bool holds = condition();
+        while (!holds && std::chrono::steady_clock::now() < deadline)
         {
             sd_event_run(loop.Get(), Step);
+            holds = condition();
         }
-        return condition();
+        return holds;
     }
 
     const Tests::Support::TemporaryFolder folder;

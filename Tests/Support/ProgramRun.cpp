@@ -68,11 +68,6 @@ ProgramRun::~ProgramRun()
     }
 }
 
-void ProgramRun::When(const String& text, std::function<void()> action)
-{
-    actions.emplace_back(text, std::move(action));
-}
-
 void ProgramRun::Type(const String& text) const
 {
     Check(write(streams.front().fd, text.data(), text.size()), "type");
@@ -92,41 +87,38 @@ void ProgramRun::Read(int timeout)
 {
     poll(streams.data(), streams.size(), timeout);
     std::ranges::for_each(streams, [this](pollfd& stream) { ReadFrom(stream); });
-    Act();
+}
+
+bool ProgramRun::Shows(const String& text)
+{
+    const std::size_t found = written.find(text, position);
+    position = found != String::npos ? found + text.size() : position;
+    return found != String::npos;
+}
+
+void ProgramRun::Await(const String& text)
+{
+    ReadUntil([&] { return Shows(text); });
 }
 
 int ProgramRun::Finish()
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!HasEnded())
-    {
-        Read(1000);
-        if (std::chrono::steady_clock::now() > deadline)
-        {
-            throw Exception("The program does not end. It wrote:\n" + written);
-        }
-    }
-    if (!actions.empty())
-    {
-        throw Exception("'" + actions.front().first + "' was not written, but:\n" + written);
-    }
+    ReadUntil([this] { return HasEnded(); });
     int result = 0;
     Check(waitpid(std::exchange(process, -1), &result, 0), "wait for the program");
     return WIFSIGNALED(result) ? 128 + WTERMSIG(result) : WEXITSTATUS(result);
 }
 
-void ProgramRun::Act()
+void ProgramRun::ReadUntil(const std::function<bool()>& condition)
 {
-    for (std::size_t found = 0; !actions.empty() && found != String::npos;)
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition())
     {
-        const auto [text, action] = actions.front();
-        found = written.find(text, position);
-        if (found != String::npos)
+        if (HasEnded() || std::chrono::steady_clock::now() > deadline)
         {
-            position = found + text.size();
-            actions.erase(actions.begin());
-            action();
+            throw Exception("The program does not do what is waited for. It wrote:\n" + written);
         }
+        Read(1000);
     }
 }
 

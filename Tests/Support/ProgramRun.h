@@ -32,9 +32,6 @@ public:
     ProgramRun(const ProgramRun&) = delete;
     ProgramRun& operator=(const ProgramRun&) = delete;
 
-    /// Does `action` once `text` was written, behind the text of the action before this one.
-    void When(const String& text, std::function<void()> action);
-
     /// Types on the terminal.
     void Type(const String& text) const;
 
@@ -43,12 +40,18 @@ public:
     /// Reads what the program has written, and waits for it up to `timeout` milliseconds.
     void Read(int timeout);
 
-    /// Whether all of it is read, because the program has ended.
+    /// Whether `text` was written and read, behind the text that was found the last time.
+    [[nodiscard]] bool Shows(const String& text);
+
+    /// Whether all that it writes is read, because the program has ended.
     [[nodiscard]] bool HasEnded() const;
 
+    /// Reads until the program shows `text`. Throws `Exception` with the output so far when it ends before,
+    /// or that takes more than 30 s.
+    void Await(const String& text);
+
     /// Reads what the program writes until it has ended. Returns the exit code, or 128 and the number of the
-    /// signal that ended it. Throws `Exception` with the output so far when that takes more than 30 s, or
-    /// when an action is left over.
+    /// signal that ended it. Throws `Exception` with the output so far when that takes more than 30 s.
     int Finish();
 
     [[nodiscard]] const String& GetOut() const noexcept { return out; }
@@ -57,14 +60,13 @@ public:
 
 private:
     void ReadFrom(pollfd& stream);
-    void Act();
+    void ReadUntil(const std::function<bool()>& condition);
 
     String out;
     String err;
-    /// Both, as they came, and where to look for the next action's text.
+    /// Both, as they came, and where to look for the next text.
     String written;
     std::size_t position = 0;
-    std::vector<std::pair<String, std::function<void()>>> actions;
     /// The terminal, standard output and standard error; -1 for what is not there.
     std::array<pollfd, 3> streams{};
     pid_t process = -1;

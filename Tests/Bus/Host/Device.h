@@ -85,19 +85,16 @@ struct Device : Host::Service::FakeDevice
         return std::regex_replace(timeless, std::regex(folder / "a.raucb"), "FILE");
     }
 
-    /// Serves the program until it has ended, and returns its exit code. Does `story` once the program has
-    /// read that an installation goes on.
+    /// Serves the program until it shows a text behind the one of the last time.
+    void Await(ProgramRun& run, const String& text)
+    {
+        EXPECT_TRUE(Serve(run, [&] { return run.Shows(text); })) << run.GetOut() << run.GetErr();
+    }
+
+    /// Serves the program until it has ended, and returns its exit code.
     int Finish(ProgramRun& run)
     {
-        const auto look = [&]
-        {
-            const bool toTell = Now().state == InstallationState::Installing && lastCall == "GetAll";
-            const auto next = toTell ? std::exchange(story, {}) : nullptr;
-            next ? next() : void();
-            run.Read(0);
-            return run.HasEnded();
-        };
-        EXPECT_TRUE(RunUntil(look)) << run.GetOut() << run.GetErr();
+        EXPECT_TRUE(Serve(run, [&] { return run.HasEnded(); })) << run.GetOut() << run.GetErr();
         return run.Finish();
     }
 
@@ -147,8 +144,9 @@ struct Device : Host::Service::FakeDevice
         Vanish();
     }
 
-    const String path = Host::Service::ComponentObject::GetPath(Id);
+    /// What is done once the program has read that an installation goes on.
     std::function<void()> story;
+    const String path = Host::Service::ComponentObject::GetPath(Id);
     /// Whether the device restarts before a request is answered.
     std::atomic<bool> losesAnswers = false;
     /// The errors that methods are refused with; without a name there is no answer at all.
@@ -161,6 +159,19 @@ struct Device : Host::Service::FakeDevice
     std::optional<Host::Service::BusApi> api;
 
 private:
+    [[nodiscard]] bool Serve(ProgramRun& run, const std::function<bool()>& condition)
+    {
+        const auto look = [&]
+        {
+            const bool toTell = Now().state == InstallationState::Installing && lastCall == "GetAll";
+            const auto next = toTell ? std::exchange(story, {}) : nullptr;
+            next ? next() : void();
+            run.Read(0);
+            return condition();
+        };
+        return RunUntil(look);
+    }
+
     void LoseAnswer()
     {
         losesAnswers ? loop.Post([this] { Restart(); }) : void();

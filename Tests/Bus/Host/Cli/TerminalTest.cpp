@@ -33,9 +33,10 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
     End(HistoryEntry::Succeeded, "");
     Host::Service::Database(folder / "state/status.sqlite").Execute("UPDATE step SET time = key * 100000000");
     ProgramRun run(ToCall("install"), ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
-    run.When("Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ",
-             [&run] { run.Type("y\n"); });
-    run.When("Copying more", [this] { Restart(); });
+    Await(run, "Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ");
+    run.Type("y\n");
+    Await(run, "Copying more");
+    Restart();
     EXPECT_EQ(Finish(run), 0) << run.GetOut();
     EXPECT_THAT(run.GetOut(),
                 AllOf(HasSubstr("\r[########-----------]  46 % 0:0"), HasSubstr(", ~1:"),
@@ -49,7 +50,8 @@ TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
         for (const char* const verb : {"install", "revert"})
         {
             ProgramRun run(ToCall(verb), ProgramRun::Output::Terminal, {"TERM=xterm"});
-            run.When("[y/N]", [&run, &typed = keys] { run.Type(typed); });
+            Await(run, "[y/N]");
+            run.Type(keys);
             EXPECT_EQ(Finish(run), status) << run.GetOut();
         }
     }
@@ -62,7 +64,8 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     for (const int signalNumber : {SIGINT, SIGTERM})
     {
         ProgramRun run(ToCall("install"));
-        run.When("Copying more", [&run, signalNumber] { run.Signal(signalNumber); });
+        Await(run, "Copying more");
+        run.Signal(signalNumber);
         EXPECT_EQ(Finish(run), 128 + signalNumber);
         EXPECT_EQ(
             run.GetErr(),
@@ -73,40 +76,41 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     }
     // The device's own shutdown ends the program as well.
     ProgramRun last(ToCall("install"));
-    last.When("Copying more", [this] { Tell(100, "The device is going to reboot."); });
-    last.When("going to reboot", [&last] { last.Signal(SIGTERM); });
+    Await(last, "Copying more");
+    Tell(100, "The device is going to reboot.");
+    Await(last, "going to reboot");
+    last.Signal(SIGTERM);
     EXPECT_EQ(Finish(last), 0) << last.GetErr();
 
     End(HistoryEntry::Succeeded, "");
     refusals["Stage"] = "";
     ProgramRun early(ToCall("install FILE"));
-    early.When("Handing over", [&early] { early.Signal(SIGINT); });
+    Await(early, "Handing over");
+    early.Signal(SIGINT);
     EXPECT_EQ(Finish(early), 130);
     EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
 }
 
 TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValuesAreLookedInto)
 {
-    const auto forge = [this]
-    {
-        sd_bus* stranger = nullptr;
-        sd_bus_message* signal = nullptr;
-        sd_bus_open_system(&stranger);
-        sd_bus_message_new_signal(stranger, &signal, path.c_str(), Properties, "PropertiesChanged");
-        sd_bus_message_append(signal, "sa{sv}as", Interface, 2, "State", "s", "failed", "Message", "s",
-                              "forged", 0);
-        EXPECT_GE(sd_bus_send_to(stranger, signal, lastCaller.c_str(), nullptr), 0);
-        sd_bus_message_unref(signal);
-        sd_bus_flush_close_unref(stranger);
-
-        component.SetChangeHandler({});
-        Tell(100, "The device is going to reboot.");
-        sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
-                           Interface, 0, 1, "Message");
-    };
     ProgramRun run(ToCall("install"));
-    run.When("Copying more", forge);
-    run.When("going to reboot", [this] { Vanish(); });
+    Await(run, "Copying more");
+    sd_bus* stranger = nullptr;
+    sd_bus_message* signal = nullptr;
+    sd_bus_open_system(&stranger);
+    sd_bus_message_new_signal(stranger, &signal, path.c_str(), Properties, "PropertiesChanged");
+    sd_bus_message_append(signal, "sa{sv}as", Interface, 2, "State", "s", "failed", "Message", "s", "forged",
+                          0);
+    EXPECT_GE(sd_bus_send_to(stranger, signal, lastCaller.c_str(), nullptr), 0);
+    sd_bus_message_unref(signal);
+    sd_bus_flush_close_unref(stranger);
+
+    component.SetChangeHandler({});
+    Tell(100, "The device is going to reboot.");
+    sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
+                       Interface, 0, 1, "Message");
+    Await(run, "going to reboot");
+    Vanish();
     EXPECT_EQ(Finish(run), 0) << run.GetErr();
     EXPECT_THAT(run.GetOut(), Not(HasSubstr("forged")));
 }
@@ -124,15 +128,15 @@ TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
     {
         Tell(0, "");
         ProgramRun run(ToCall(json ? "status --watch --json" : "status --watch"));
-        run.When("Controller 750", [this] { Tell(7, "first"); });
-        run.When("first", [this] { Vanish(); });
-        const auto comeBack = [this]
-        {
-            Tell(8, "second");
-            Appear();
-        };
-        run.When("has gone", comeBack);
-        run.When("second", [&run] { run.Signal(SIGINT); });
+        Await(run, "Controller 750");
+        Tell(7, "first");
+        Await(run, "first");
+        Vanish();
+        Await(run, "has gone");
+        Tell(8, "second");
+        Appear();
+        Await(run, "second");
+        run.Signal(SIGINT);
         EXPECT_EQ(Finish(run), 130);
         EXPECT_THAT(
             run.GetOut(),

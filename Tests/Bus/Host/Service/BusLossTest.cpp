@@ -44,10 +44,13 @@ TEST_F(BusLossTest, AtRestTheServiceWaitsForTheBusAndGoesOn)
     auto run = NewRun();
     for (int round = 0; round < 2; ++round)
     {
-        run.When("Serving as 'zel.SoftwareUpdate1'", [this] { bus.Kill(); });
-        run.When("The system bus is gone.", [this] { bus.Start(); });
+        run.Await("Serving as 'zel.SoftwareUpdate1'");
+        bus.Kill();
+        run.Await("The system bus is gone.");
+        bus.Start();
     }
-    run.When("Serving as 'zel.SoftwareUpdate1'", [&run] { run.Signal(SIGTERM); });
+    run.Await("Serving as 'zel.SoftwareUpdate1'");
+    run.Signal(SIGTERM);
     EXPECT_EQ(run.Finish(), 0) << run.GetErr();
 }
 
@@ -61,7 +64,8 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
     }
     // Without RAUC it cannot be told how far the installation came, so it goes on running.
     auto run = NewRun();
-    run.When("Serving as 'zel.SoftwareUpdate1'", [this] { bus.Kill(); });
+    run.Await("Serving as 'zel.SoftwareUpdate1'");
+    bus.Kill();
     EXPECT_EQ(run.Finish(), 1) << run.GetErr();
     EXPECT_THAT(run.GetErr(), testing::HasSubstr("The system bus is gone during an installation."));
     EXPECT_EQ(StatusStore(folder / "state").GetComponent(Id).state, InstallationState::Installing);
