@@ -115,13 +115,6 @@ TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValu
     EXPECT_THAT(run.GetOut(), Not(HasSubstr("forged")));
 }
 
-TEST_F(TerminalTest, AnInstallationAtATimeIsAskedForWithWhatIsLeftUntilThen)
-{
-    ProgramRun run(ToCall("install --no-wait --at 23:59"));
-    EXPECT_EQ(Finish(run), 0);
-    EXPECT_THAT(GetOrders(), MatchesRegex("InstallSoftwarePackage 1.1.0.0 in [0-9]+ ms"));
-}
-
 TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
 {
     for (const bool json : {false, true})
@@ -168,24 +161,6 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
             const int absent = name == "wait" && variable == String("ANY=1") ? 9 : 7;
             EXPECT_EQ(run.Finish(), name == "explain" ? 0 : absent) << call << ", " << variable;
         }
-    }
-}
-
-TEST_F(TerminalTest, TheComponentIsTheOnlyOneOrTheOneThatIsNamed)
-{
-    Vanish();
-    Appear(true);
-    const std::vector<std::tuple<String, int, String>> rows = {
-        {"status", 2, "choose one with --component: 'Controller 750', 'Display/\xC3\xA4'\n"},
-        {"status --component Controller", 3, "The service has 'Controller 750',"},
-        {"status --component display/\xC3\xA4", 0, "Component:         Display/\xC3\xA4\n"},
-        {"components --component DISPLAY/\xC3\xA4", 0, "\nDisplay/\xC3\xA4"},
-        {"components", 0, "\nController 750"}};
-    for (const auto& [call, status, text] : rows)
-    {
-        ProgramRun run(ToCall(call));
-        EXPECT_EQ(Finish(run), status) << call;
-        EXPECT_THAT(run.GetOut() + run.GetErr(), HasSubstr(text));
     }
 }
 

@@ -1,6 +1,5 @@
 #include "Bus/Host/Device.h"
 
-#include "Cli/Commands/Verbs.h"
 #include "Cli/Printable.h"
 #include "Service/Database.h"
 
@@ -26,7 +25,7 @@ struct World
     Deed before = [](auto&) {};
     /// What happens once the program has read that an installation goes on, which copies then.
     Deed story = [](auto&) {};
-    /// All that the module is asked to change, with "; " between.
+    /// All that the module is asked to change, with "; " between, as a pattern.
     String orders = {};
     /// Facts of the JSON object.
     Json facts = Json::object();
@@ -57,29 +56,17 @@ struct ZelUpdateTest : Test
 {
     /// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
     /// same. `out` and `err`, behind the program's name, stand in what is written, as `Device::ToSteady`
-    /// leaves it; where one is empty, nothing is written. Standard input has "a
-    /// bundle".
+    /// leaves it; where one is empty, nothing is written. Standard input has "a bundle".
     void Check(const String& call, int status, const String& out, const String& err = "",
                const World& world = {});
 
-    void CheckReading();
-    void CheckBundles();
-    void CheckInstalling();
-    void CheckFailing();
-    void CheckChanging();
-    void CheckWaiting();
-
     const Deed losesAnswer = [](Device& device) { device.losesAnswers = true; };
-    std::set<String> verbs;
-    std::set<int> codes;
 };
 
 void ZelUpdateTest::Check(const String& call, int status, const String& out, const String& err,
                           const World& world)
 {
     SCOPED_TRACE(call + " = " + std::to_string(status));
-    verbs.insert(call.substr(0, call.find(' ')));
-    codes.insert(status);
     std::vector<String> texts;
     for (const char* const form : {"", " --json"})
     {
@@ -94,7 +81,7 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
         EXPECT_EQ(device.Finish(run), status);
         EXPECT_THAT(run.GetErr(), StartsWith(err.empty() ? "" : "zelupdate: " + err + "\n"));
         EXPECT_EQ(run.GetErr().empty(), err.empty());
-        EXPECT_EQ(device.GetOrders(), world.orders);
+        EXPECT_THAT(device.GetOrders(), MatchesRegex(world.orders));
         EXPECT_TRUE(device.RunUntil([&device] { return device.IsDeliveryEmpty(); }));
         for (const String& text : {run.GetOut(), run.GetErr()})
         {
@@ -125,7 +112,7 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
     }
 }
 
-void ZelUpdateTest::CheckReading()
+TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
 {
     const String versions =
         "Running version:   1.0.0.0\nPending version:   1.1.0.0\nFallback version:  0.9.0.0\n"
@@ -166,13 +153,27 @@ void ZelUpdateTest::CheckReading()
     Check("components", 0,
           "Service version:   0.1.0\nModules:           Fake\nComponent       State  Running version\n"
           "Controller 750  idle   1.0.0.0\nNext: ");
+    const auto twice = [](Device& device)
+    {
+        device.Vanish();
+        device.Appear(true);
+    };
+    Check("components", 0, "\nController 750  idle   1.0.0.0\nDisplay/\u00e4       idle   -\nNext: ", "",
+          {.before = twice});
+    Check("versions --component DISPLAY/\u00e4", 0, "Component:         Display/\u00e4\n", "",
+          {.before = twice});
+    Check("status", 2, "",
+          "there are several components: choose one with --component: 'Controller 750', 'Display/\u00e4'",
+          {.before = twice});
+    Check("status --component Controller", 3, "",
+          "there is no component 'Controller'\nNext: The service has 'Controller 750'.");
     Check("explain busy", 0,
           "Exit code:         5\nError:             zel.SoftwareUpdate1.Error.Busy\n"
           "Meaning:           another request is under way\nWhat to do:        Call again in a moment;");
     Check("explain 77", 3, "", "there is no exit code or error '77'");
 }
 
-void ZelUpdateTest::CheckBundles()
+TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
 {
     const auto holds = [](const char* compatible, Host::Service::RaucState rauc) -> World
     {
@@ -217,7 +218,7 @@ void ZelUpdateTest::CheckBundles()
     Check("stage missing", 3, "", "there is no file 'missing'\nNext: Check the path.");
 }
 
-void ZelUpdateTest::CheckInstalling()
+TEST_F(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
 {
     const String next = "Next: After the restart 'zelupdate status' tells the verdict.\n";
     const String restart = Progress +
@@ -235,9 +236,12 @@ void ZelUpdateTest::CheckInstalling()
     Check("install --delay 90s --no-wait", 0,
           "The installation of version 1.1.0.0 is accepted and waits until NOW.\nNext: ", "",
           {.orders = InstallOrder + " in 90000 ms"});
+    Check("install --at 23:59 --no-wait", 0,
+          "The installation of version 1.1.0.0 is accepted and waits until NOW.", "",
+          {.orders = InstallOrder + " in [0-9]+ ms"});
 }
 
-void ZelUpdateTest::CheckFailing()
+TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
 {
     const auto installs = [](const Deed& end) -> World { return {.story = end, .orders = InstallOrder}; };
     Check("install --quiet", 1, "",
@@ -266,7 +270,7 @@ void ZelUpdateTest::CheckFailing()
     Check("install FILE --fallback", 2, "", "FILE and --fallback exclude each other; see 'zelupdate --help'");
 }
 
-void ZelUpdateTest::CheckChanging()
+TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
 {
     const auto waits = [](Device& device) { EXPECT_EQ(device.Install({"", false, 60000}), ""); };
     Check("cancel", 0, "The installation is called off." + InstallNext, "",
@@ -291,7 +295,7 @@ void ZelUpdateTest::CheckChanging()
           answers(Device::ResultCode::AlreadyReverted));
 }
 
-void ZelUpdateTest::CheckWaiting()
+TEST_F(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
 {
     const auto comesBack = [](Device& device)
     {
@@ -307,18 +311,6 @@ void ZelUpdateTest::CheckWaiting()
     Check("wait --timeout 60 --quiet", 0, "", "", {.before = &Device::Copy, .story = comesBack});
     Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no space" + ResumeNext,
           {.before = &Device::Copy, .story = Ends("failed", "no space")});
-}
-
-TEST_F(ZelUpdateTest, EachCallGivesItsExitCodeAndTheSameFactsInWordsAndAsJson)
-{
-    CheckReading();
-    CheckBundles();
-    CheckInstalling();
-    CheckFailing();
-    CheckChanging();
-    CheckWaiting();
-    EXPECT_EQ(verbs.size(), Host::Cli::GetVerbs().size());
-    EXPECT_EQ(codes, (std::set<int>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10}));
 }
 
 } // namespace Zel::Tests::Bus
