@@ -129,10 +129,19 @@ struct Device : Host::Service::FakeDevice
         Tell(46, "Copying image");
     }
 
-    /// Ends what is running with a verdict.
-    void End(const String& result, const String& reason)
+    /// Ends the installation with a verdict whose reason stands as the message.
+    void End(bool success, const String& reason = "")
     {
-        EXPECT_TRUE(store->End(Id, result == HistoryEntry::Succeeded, result, reason));
+        status->SetMessage(Id, reason, false);
+        status->EndInstallation(Id, success);
+        Announce();
+    }
+
+    /// Ends it with the verdict that comes after a restart.
+    void SwitchBack()
+    {
+        status->SetMessage(Id, "", false);
+        EXPECT_TRUE(store->End(Id, false, HistoryEntry::SwitchedBack, "not confirmed"));
         Announce();
     }
 

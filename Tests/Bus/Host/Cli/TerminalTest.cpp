@@ -30,7 +30,7 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
     ASSERT_TRUE(store->Begin(Id, {}));
     Tell(0, "Installing");
     Tell(100, "Restart ordered");
-    End(HistoryEntry::Succeeded, "");
+    End(true);
     Host::Service::Database(folder / "state/status.sqlite").Execute("UPDATE step SET time = key * 100000000");
     ProgramRun run(ToCall("install"), ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
     Await(run, "Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ");
@@ -71,7 +71,7 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
             run.GetErr(),
             "zelupdate: interrupted; the installation goes on without zelupdate\nNext: The installation "
             "goes on by itself and ends with a restart; 'zelupdate status' shows how it goes.\n");
-        End(HistoryEntry::Succeeded, "");
+        End(true);
         story = copies;
     }
     // The device's own shutdown ends the program as well.
@@ -82,7 +82,7 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     last.Signal(SIGTERM);
     EXPECT_EQ(Finish(last), 0) << last.GetErr();
 
-    End(HistoryEntry::Succeeded, "");
+    End(true);
     refusals["Stage"] = "";
     ProgramRun early(ToCall("install FILE"));
     Await(early, "Handing over");

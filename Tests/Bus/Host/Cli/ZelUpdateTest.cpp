@@ -38,16 +38,18 @@ const String ResumeNext =
     "\nNext: 'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
 const String Progress = "Installing version 1.1.0.0 ...\n  0 % Installing\n 46 % Copying image\n";
 
-/// Has an installation end with a verdict, and the message that stands then.
-Deed Ends(const String& result, const String& reason, const String& message = "")
+/// Has an installation fail.
+const Deed Fails = [](Device& device)
 {
-    return [=](Device& device)
-    {
-        device.Copy();
-        device.status->SetMessage(Device::Id, message, false);
-        device.End(result, reason);
-    };
-}
+    device.Copy();
+    device.End(false, "no \x1B[2Jspace");
+};
+
+const Deed SwitchesBack = [](Device& device)
+{
+    device.Copy();
+    device.SwitchBack();
+};
 
 } // namespace
 
@@ -120,8 +122,9 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
     // Two installations in the past, of which the last one began at 07:00:00 and ended a minute later.
     const auto live = [](Device& device)
     {
-        Ends("succeeded", "")(device);
-        Ends("switched-back", "not confirmed")(device);
+        device.Copy();
+        device.End(true);
+        SwitchesBack(device);
         Host::Service::Database(device.folder / "state/status.sqlite")
             .Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"
                      "UPDATE step SET time = 1005807600000000");
@@ -245,10 +248,9 @@ TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
 {
     const auto installs = [](const Deed& end) -> World { return {.story = end, .orders = InstallOrder}; };
     Check("install --quiet", 1, "",
-          "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
-          installs(Ends("failed", "", "no \x1B[2Jspace")));
+          "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext, installs(Fails));
     Check("install", 8, Progress, "the device switched back: not confirmed" + ResumeNext,
-          installs(Ends("switched-back", "not confirmed")));
+          installs(SwitchesBack));
     const auto isCalledOff = [](Device& device)
     {
         device.status->SetMessage(Device::Id, "called off by user 0", true);
@@ -261,8 +263,8 @@ TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
           "version 1.1.0.0 is in place, but the device could not be restarted", installs(stays));
     Check("install", 7, Progress, "the update service has gone while version 1.1.0.0 was being installed",
           installs(&Device::Vanish));
-    Check("install FILE", 5, "", "refused: the last installation has failed: no space" + ResumeNext,
-          {.before = Ends("failed", "no space")});
+    Check("install FILE", 5, "", "refused: the last installation has failed: not confirmed" + ResumeNext,
+          {.before = SwitchesBack});
     Check("install", 5, "Installing version 1.1.0.0 ...\n",
           "RAUC is busy. Nothing was changed; try again later.",
           {.before = [](Device& device) { device.rauc.state = Device::RaucState::Busy; },
@@ -276,7 +278,7 @@ TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
     Check("cancel", 0, "The installation is called off." + InstallNext, "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
-    Check("resume", 0, "The failed state is left.", "", {.before = Ends("failed", "no space")});
+    Check("resume", 0, "The failed state is left.", "", {.before = Fails});
     Check("resume", 0, "The last installation has not failed: there is nothing to resume.");
 
     const auto answers = [](Device::ResultCode code) -> World
@@ -300,17 +302,16 @@ TEST_F(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
     const auto comesBack = [](Device& device)
     {
         device.Vanish();
-        device.End("succeeded", "");
+        device.End(true);
         device.Appear();
     };
-    Check("wait", 8, "", "the device switched back: not confirmed",
-          {.before = Ends("switched-back", "not confirmed")});
+    Check("wait", 8, "", "the device switched back: not confirmed", {.before = SwitchesBack});
     Check("wait", 0, "Nothing is being installed, and there is no verdict.");
     Check("wait --timeout 0", 9, " 46 % Copying image\n",
           "the time to wait is over, and the installation goes on", {.before = &Device::Copy});
     Check("wait --timeout 60 --quiet", 0, "", "", {.before = &Device::Copy, .story = comesBack});
-    Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no space" + ResumeNext,
-          {.before = &Device::Copy, .story = Ends("failed", "no space")});
+    Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
+          {.before = &Device::Copy, .story = Fails});
 }
 
 } // namespace Zel::Tests::Bus
