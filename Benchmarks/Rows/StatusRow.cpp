@@ -36,7 +36,7 @@ public:
         : path(platform.folder.Write(name + ".raucb", "bundle"))
     {
         std::filesystem::resize_file(path, size);
-        rauc.AddBundle(path, "2.0.0.0");
+        rauc->bundles[path] = {"Controller", "2.0.0.0"};
         VersionManager::RaucUpdaterSettings settings;
         System::Commons::Xml::XmlConfigDocument(settings.XmlRootElement, settings)
             .Load(platform.folder.Write(name + ".xml", "<RaucUpdaterSettingsDocument><PendingUpdatePath>" +
@@ -89,12 +89,12 @@ Results MeasureStatusCached(const String& row, const Effort& effort)
     ScriptedRauc rauc(PrivateBus::OfProcess());
     KnownBundle small(platform, rauc, "small", std::uint64_t{1} << 20);
     KnownBundle large(platform, rauc, "large", std::uint64_t{1} << 30);
-    rauc.ClearCalls();
+    rauc->calls.clear();
     const auto medians = CompareProcessorTime({{"small", [&small] { small.Ask(); }},
                                                {"large", [&large] { large.Ask(); }},
                                                {"stat", [&small] { AskFileSystem(small.GetPath()); }}},
                                               effort);
-    const auto messages = rauc.GetCalls().size() + rauc.GetPropertyCalls().size();
+    const auto messages = rauc->calls.size();
     const double growth = medians[1] / medians[0];
     return {AtMostTimes(row, "own / three stat calls", medians[0] / medians[2], 5.0),
             Judged(row, "D-Bus messages", std::to_string(messages), "none", messages == 0),

@@ -3,6 +3,7 @@
 #include "Zel/Services/Device/DeviceControlServiceProxyFactory.h"
 #include "Zel/Services/Device/DeviceInfoServiceProxyFactory.h"
 #include "Zel/Singleton.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Rsc/ServiceManager.h"
 
 namespace Zel::Tests::Support
@@ -13,19 +14,34 @@ using Services::Device::DeviceInfoServiceProxyFactory;
 using System::Nm::INotificationManager;
 using System::Rsc::ServiceManager;
 
+namespace
+{
+
+/// Tells the log of each notification: "info NotificationLog: {severity} {name} ({sender}): {message}".
+class NotificationLog : public System::Nm::INotificationSink,
+                        private System::Commons::Diagnostics::Logging::Loggable<NotificationLog>
+{
+public:
+    void Write(const System::Nm::Notification& notification) override
+    {
+        Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "{0} {1} ({2}): {3}",
+            ToString(notification.severity), notification.name, notification.sender, notification.message);
+    }
+};
+
+} // namespace
+
 ModulePlatform::ModulePlatform()
 {
-    notificationManager->AddSink(notifications);
+    notificationManager->AddSink(std::make_shared<NotificationLog>());
     appDomain.SetSingleton<INotificationManager>(notificationManager);
     Singleton<AppDomain>::SetInstance(&appDomain);
-    ServiceManager::RegisterService("Zel", DeviceInfoServiceProxyFactory::GetInstance(), deviceInfo);
-    ServiceManager::RegisterService("Zel", DeviceControlServiceProxyFactory::GetInstance(), deviceControl);
+    Register(deviceInfo, deviceControl);
 }
 
 ModulePlatform::~ModulePlatform()
 {
-    UnregisterDeviceInfo();
-    UnregisterDeviceControl();
+    Register(nullptr, nullptr);
     Singleton<AppDomain>::SetInstance(nullptr);
 }
 
@@ -38,14 +54,10 @@ String ModulePlatform::WriteSettings(const String& elements) const
                             "</RaucUpdaterSettingsDocument>");
 }
 
-void ModulePlatform::UnregisterDeviceInfo()
+void ModulePlatform::Register(const std::shared_ptr<IService>& info, const std::shared_ptr<IService>& control)
 {
-    ServiceManager::RegisterService("Zel", DeviceInfoServiceProxyFactory::GetInstance(), nullptr);
-}
-
-void ModulePlatform::UnregisterDeviceControl()
-{
-    ServiceManager::RegisterService("Zel", DeviceControlServiceProxyFactory::GetInstance(), nullptr);
+    ServiceManager::RegisterService("Zel", DeviceInfoServiceProxyFactory::GetInstance(), info);
+    ServiceManager::RegisterService("Zel", DeviceControlServiceProxyFactory::GetInstance(), control);
 }
 
 } // namespace Zel::Tests::Support

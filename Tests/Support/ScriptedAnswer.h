@@ -44,6 +44,8 @@ struct ScriptedAnswer
 
     /// Makes the answer; empty for none.
     std::function<BusMessage(const BusMessage& call)> make;
+    /// Whether the call after that gets the normal answer again.
+    bool isOnce = false;
 };
 
 } // namespace Zel::Tests::Support

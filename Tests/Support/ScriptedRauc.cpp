@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <tuple>
+#include <utility>
 
 namespace Zel::Tests::Support
 {
@@ -16,13 +16,16 @@ namespace
 
 const String Installer = "de.pengutronix.rauc.Installer";
 
-/// Percentage, text and nesting depth of "Progress", in order, some of those of RAUC 1.8.
-using Steps = std::vector<std::tuple<std::int32_t, String, std::int32_t>>;
-
-const Steps InfoSteps = {{0, "Checking bundle", 1}, {100, "Checking bundle done.", 1}};
+/// Percentage, text and nesting depth of "Progress", some of those of RAUC 1.8.
+struct Progress
+{
+    std::int32_t percentage;
+    String message;
+    std::int32_t nestingDepth;
+};
 
 /// A bundle that cannot be verified ends them after three.
-Steps InstallationSteps(const String& slot)
+std::vector<Progress> InstallationSteps(const String& slot)
 {
     return {{0, "Installing", 1},
             {20, "Determining slot states done.", 2},
@@ -34,11 +37,11 @@ Steps InstallationSteps(const String& slot)
             {100, "Installing done.", 1}};
 }
 
-BusWriter::Write ProgressEntry(std::int32_t percentage, const String& message, std::int32_t nestingDepth)
+BusWriter& AddProgress(BusWriter& entries, const Progress& step)
 {
-    const auto members = [=](auto& writer) { writer.Int32(percentage).Text(message).Int32(nestingDepth); };
-    return [=](auto& entries)
-    { entries.Entry("Progress", "(isi)", [=](auto& writer) { writer.Struct(members); }); };
+    const auto members = [&](auto& writer)
+    { writer.Int32(step.percentage).Text(step.message).Int32(step.nestingDepth); };
+    return entries.Entry("Progress", "(isi)", [&](auto& writer) { writer.Struct(members); });
 }
 
 void WriteSlot(const ScriptedSlot& slot, BusWriter& slots)
@@ -52,9 +55,17 @@ void WriteSlot(const ScriptedSlot& slot, BusWriter& slots)
 
 } // namespace
 
-ScriptedRauc::ScriptedRauc(const PrivateBus& bus) : busAddress(bus.GetAddress())
+ScriptedSlot& RaucScript::FindSlot(const String& state)
 {
-    Start();
+    const auto found = std::ranges::find(slots, state, [](auto& slot) { return slot.GetText("state"); });
+    return found != slots.end() ? *found : throw Exception("No slot is " + state);
+}
+
+const std::pair<String, String>* RaucScript::FindBundle(const String& path) const
+{
+    const bool isFile = !bundles.contains(path) && std::filesystem::exists(path);
+    const auto bundle = bundles.find(isFile ? TemporaryFolder::Read(path) : path);
+    return bundle == bundles.end() ? nullptr : &bundle->second;
 }
 
 void ScriptedRauc::Vanish()
@@ -78,21 +89,17 @@ void ScriptedRauc::Start()
 void ScriptedRauc::Restart(const String& slotName)
 {
     Vanish();
-    Locked(
-        [&]
-        {
-            primary = slotName.empty() ? primary : slotName;
-            for (ScriptedSlot& slot : slots)
-            {
-                slot.Set("state", slot.GetName() == primary ? "booted" : "inactive");
-            }
-        });
+    for (auto script = operator->(); ScriptedSlot & slot : script->slots)
+    {
+        script->primary = slotName.empty() ? script->primary : slotName;
+        slot.Set("state", slot.GetName() == script->primary ? "booted" : "inactive");
+    }
     Start();
 }
 
 void ScriptedRauc::EmitProgress(std::int32_t percentage, const String& message, std::int32_t nestingDepth)
 {
-    EmitProperties(ProgressEntry(percentage, message, nestingDepth));
+    EmitProperties([&](auto& entries) { AddProgress(entries, {percentage, message, nestingDepth}); });
 }
 
 void ScriptedRauc::EmitOperation(const String& newOperation)
@@ -116,18 +123,12 @@ void ScriptedRauc::EmitProperties(const BusWriter::Write& entries, const String&
              .With([&](auto& w) { w.Text(interfaceName).Array("{sv}", entries).Array("s", [](auto&) {}); }));
 }
 
-void ScriptedRauc::EmitSignal(const String& interfaceName, const String& signalName)
-{
-    Send(BusMessage::Signal("/", interfaceName, signalName));
-}
-
 bool ScriptedRauc::WaitForCall(const String& member)
 {
     std::unique_lock lock(mutex);
-    const auto isIn = [&](const auto& received)
-    { return std::ranges::count(received, member, &Call::member) > 0; };
     return changed.wait_for(lock, std::chrono::seconds(10),
-                            [&] { return isIn(calls) || isIn(propertyCalls); });
+                            [&]
+                            { return std::ranges::count(script.calls, member, &ScriptedCall::member) > 0; });
 }
 
 void ScriptedRauc::Send(const BusMessage& message)
@@ -139,19 +140,6 @@ void ScriptedRauc::Send(const BusMessage& message)
     }
 }
 
-ScriptedSlot& ScriptedRauc::FindSlot(const String& state)
-{
-    const auto found = std::ranges::find(slots, state, [](auto& slot) { return slot.GetText("state"); });
-    return found != slots.end() ? *found : throw Exception("No slot is " + state);
-}
-
-const std::pair<String, String>* ScriptedRauc::FindBundle(const String& path) const
-{
-    const bool isFile = !bundles.contains(path) && std::filesystem::exists(path);
-    const auto bundle = bundles.find(isFile ? TemporaryFolder::Read(path) : path);
-    return bundle == bundles.end() ? nullptr : &bundle->second;
-}
-
 void ScriptedRauc::Handle(const BusMessage& message)
 {
     if (dbus_message_get_type(message.Get()) != DBUS_MESSAGE_TYPE_METHOD_CALL)
@@ -159,77 +147,81 @@ void ScriptedRauc::Handle(const BusMessage& message)
         return;
     }
     const std::lock_guard lock(mutex);
-    const Call call{message.GetMember(), message.GetArguments(), message.GetSignature()};
-    const bool isProperty = call.member == "Get" && call.arguments.size() == 2;
-    (isProperty ? propertyCalls : calls).push_back(call);
+    ScriptedCall call{message.GetMember(), message.GetArguments(), message.GetSignature()};
+    call.member = call.member == "Get" ? call.arguments.at(1) : call.member;
+    script.calls.push_back(call);
     changed.notify_all();
-    const auto answer = answers.find(isProperty ? call.arguments[1] : call.member);
-    if (answer == answers.end() && call.member.starts_with("Install"))
+    const auto found = script.answers.find(call.member);
+    const auto given = found != script.answers.end() ? found->second : Answer(call);
+    if (given.isOnce)
+    {
+        script.answers.erase(found);
+    }
+    if (found == script.answers.end() && call.member.starts_with("Install"))
     {
         Install(message, call.arguments.at(0));
     }
-    else if (const auto& given = answer != answers.end() ? answer->second : AnswerNormally(call); given.make)
+    else if (given.make)
     {
         Send(given.make(message));
     }
 }
 
-ScriptedAnswer ScriptedRauc::AnswerNormally(const Call& call)
+ScriptedAnswer ScriptedRauc::Answer(const ScriptedCall& call)
 {
-    if (call.member == "Get")
+    if (call.member == "Operation" || call.member == "Compatible")
     {
-        const String text = call.arguments.at(1) == "Operation" ? operation : "Controller";
-        return Answer::Values([=](auto& writer) { writer.Variant("s", [=](auto& w) { w.Text(text); }); });
+        const String text = call.member == "Operation" ? operation : "Controller";
+        return ScriptedAnswer::Values([=](auto& writer)
+                                      { writer.Variant("s", [=](auto& w) { w.Text(text); }); });
     }
     if (isBusy)
     {
-        return Answer::Refusal("already processing a different method");
+        return ScriptedAnswer::Refusal("already processing a different method");
     }
     if (call.member == "GetSlotStatus")
     {
         const auto writeSlots = [=, this](auto& writer)
-        { std::ranges::for_each(slots, [&](auto& slot) { WriteSlot(slot, writer); }); };
-        return Answer::Values([=](auto& writer) { writer.Array("(sa{sv})", writeSlots); });
+        { std::ranges::for_each(script.slots, [&](auto& slot) { WriteSlot(slot, writer); }); };
+        return ScriptedAnswer::Values([=](auto& writer) { writer.Array("(sa{sv})", writeSlots); });
     }
-    if (call.member == "GetPrimary")
+    if (call.member == "Info" || call.member == "Mark")
     {
-        return Answer::Texts({primary});
+        return call.member == "Info" ? Info(call.arguments.at(0))
+                                     : Mark(call.arguments.at(0), call.arguments.at(1));
     }
-    return call.member == "Info" ? Info(call.arguments.at(0))
-                                 : Mark(call.arguments.at(0), call.arguments.at(1));
+    return ScriptedAnswer::Texts({script.primary});
 }
 
 ScriptedAnswer ScriptedRauc::Info(const String& path)
 {
-    const auto* bundle = FindBundle(path);
+    const auto* bundle = script.FindBundle(path);
     if (bundle == nullptr)
     {
-        return Answer::Refusal(
+        return ScriptedAnswer::Refusal(
             "Invalid bundle format: Failed to open bundle for reading: Error opening file " + path +
             ": No such file or directory");
     }
-    for (const auto& [percentage, message, nestingDepth] : InfoSteps)
-    {
-        EmitProgress(percentage, message, nestingDepth);
-    }
-    return Answer::Texts({bundle->first, bundle->second});
+    EmitProgress(0, "Checking bundle", 1);
+    EmitProgress(100, "Checking bundle done.", 1);
+    return ScriptedAnswer::Texts({bundle->first, bundle->second});
 }
 
 ScriptedAnswer ScriptedRauc::Mark(const String& state, const String& name)
 {
-    if (state != "active" || !std::ranges::count(slots, name, &ScriptedSlot::GetName))
+    if (state != "active" || !std::ranges::count(script.slots, name, &ScriptedSlot::GetName))
     {
-        return Answer::Refusal("No slot with name " + name + " found to be made " + state);
+        return ScriptedAnswer::Refusal("No slot with name " + name + " found to be made " + state);
     }
-    primary = name;
-    return Answer::Texts({primary, "activated slot " + primary});
+    script.primary = name;
+    return ScriptedAnswer::Texts({name, "activated slot " + name});
 }
 
 void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
 {
     if (isBusy)
     {
-        Send(Answer::Refusal("Already processing a different method").make(message));
+        Send(ScriptedAnswer::Refusal("Already processing a different method").make(message));
         EmitOperation("idle");
         return;
     }
@@ -237,9 +229,9 @@ void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
     EmitOperation("installing");
     Send(message.Return());
     EmitLastError("");
-    TellSteps(0, heldAt.value_or(0));
+    TellSteps(0, script.heldAt.value_or(0));
     heldInstallation = bundle;
-    if (!heldAt)
+    if (!script.heldAt)
     {
         ReleaseInstallation();
     }
@@ -247,40 +239,39 @@ void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
 
 void ScriptedRauc::TellSteps(std::size_t begin, std::size_t end)
 {
-    auto steps = InstallationSteps(FindSlot("inactive").GetName());
-    if (!failure.empty())
+    auto steps = InstallationSteps(script.FindSlot("inactive").GetName());
+    if (!script.failure.empty())
     {
-        steps.resize(activates ? steps.size() - 1 : 3);
+        steps.resize(script.activates ? steps.size() - 1 : 3);
     }
     for (std::size_t i = begin; i < std::min(end, steps.size()); ++i)
     {
-        std::apply([this](const auto&... step) { EmitProgress(step...); }, steps[i]);
+        EmitProperties([&](auto& entries) { AddProgress(entries, steps[i]); });
     }
 }
 
 void ScriptedRauc::ReleaseInstallation()
 {
     const std::lock_guard lock(mutex);
-    const auto held = std::exchange(heldAt, std::nullopt);
+    const auto held = std::exchange(script.heldAt, std::nullopt);
     const auto bundle = std::exchange(heldInstallation, std::nullopt);
     if (!bundle)
     {
         return;
     }
     TellSteps(held.value_or(0), SIZE_MAX);
-    if (failure.empty() || activates)
+    const String& failure = script.failure;
+    if (failure.empty() || script.activates)
     {
-        auto& target = FindSlot("inactive");
-        const auto* installed = FindBundle(*bundle);
-        primary = target.Written(installed != nullptr ? installed->second : "").GetName();
+        auto& target = script.FindSlot("inactive");
+        const auto* installed = script.FindBundle(*bundle);
+        script.primary = target.Written(installed != nullptr ? installed->second : "").GetName();
     }
     if (!failure.empty())
     {
         EmitProperties(
-            [this](auto& entries)
-            {
-                ProgressEntry(100, "Installing failed.", 1)(entries);
-                entries.TextEntry("LastError", failure);
+            [&](auto& entries) {
+                AddProgress(entries, {100, "Installing failed.", 1}).TextEntry("LastError", failure);
             });
     }
     EmitCompleted(failure.empty() ? 0 : 1);

@@ -2,7 +2,6 @@
 
 #include "RaucUpdater/RaucUpdaterModule.h"
 #include "Support/BusPeer.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,21 +18,9 @@ namespace
 
 using Module = Services::Modules::SoftwareUpdate::RaucUpdater::RaucUpdaterModule;
 using Support::BusMessage;
-using System::Commons::Diagnostics::Logging::Loggable;
 using System::Commons::Diagnostics::Logging::LogLevel;
 
 const String Id = Support::ModulePlatform::ComponentId;
-
-/// Makes the notifications a part of the story.
-class NotificationLog : public System::Nm::INotificationSink, private Loggable<NotificationLog>
-{
-public:
-    void Write(const System::Nm::Notification& notification) override
-    {
-        Log(LogLevel::Info, "{0} {1} ({2}): {3}", ToString(notification.severity), notification.name,
-            notification.sender, notification.message);
-    }
-};
 
 /// As of the story; empty for a line that is no part of it.
 String ToStoryLine(const String& line, const String& folder)
@@ -88,12 +75,6 @@ Lines DeletedIf(bool isPending)
 }
 
 } // namespace
-
-JourneyRun::JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney)
-    : device(usedDevice), journey(usedJourney)
-{
-    platform.notificationManager->AddSink(std::make_shared<NotificationLog>());
-}
 
 void JourneyRun::Run()
 {

@@ -75,7 +75,10 @@ inline void PrintTo(const Journey& journey, std::ostream* stream)
 class JourneyRun
 {
 public:
-    JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney);
+    JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney)
+        : device(usedDevice), journey(usedJourney)
+    {
+    }
 
     /// Runs the steps and compares with the row.
     void Run();

@@ -58,7 +58,7 @@ std::vector<Journey> RaucRefuses()
         return Lines{"error: " + text, "SetMessage '" + text + "'"};
     };
     const auto oneSlot = [](auto& rauc)
-    { rauc.SetSlots({ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}); };
+    { rauc->slots = {ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}; };
     const auto busy = error(NoStart + " Invalid RAUC state.");
     std::vector<Journey> rows;
     for (const auto& pair :
@@ -89,7 +89,7 @@ std::vector<Journey> NotBegun()
         wanted.patchIdentifiers.assign(patches.begin(), patches.end());
         return [=](auto& run) { EXPECT_EQ(run.Install(wanted), NotFound); };
     };
-    const auto noControl = [](auto& run) { run.platform.UnregisterDeviceControl(); };
+    const auto noControl = [](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); };
     const String byHand = "Failed to reboot device. The restart must be triggered manually.";
     std::vector<Journey> rows = {
         While(
@@ -177,8 +177,8 @@ Journey Told(const String& name, const std::function<void(ScriptedRauc&)>& tell,
              const String& refused = "none", State state = State::Installing)
 {
     return While(name,
-                 {Rauc([](auto& rauc) { rauc.HoldInstallation(0); }), Install("3.0.0.0"), Settle(),
-                  Refuse(refused), Rauc(tell)},
+                 {Rauc([](auto& rauc) { rauc->heldAt = 0; }), Install("3.0.0.0"), Settle(), Refuse(refused),
+                  Rauc(tell)},
                  BegunTo() + Pending + Lines{"SetMessage ''"} + story, state);
 }
 

@@ -14,7 +14,7 @@ ScriptedDevice::ScriptedDevice(bool isNew) : factoryVersion(isNew ? "1.0.0.0" : 
 {
     if (isNew)
     {
-        rauc.SetSlots({ScriptedSlot("rootfs.1", "B", "inactive"), ScriptedSlot("rootfs.0", "A", "booted")});
+        rauc->slots = {ScriptedSlot("rootfs.1", "B", "inactive"), ScriptedSlot("rootfs.0", "A", "booted")};
     }
 }
 
@@ -34,36 +34,37 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     }
     if (option != "--stranger" && option != "--truncated")
     {
-        rauc.AddBundle(content, option == "--manifest-version" ? value : version,
-                       option == "--compatible" ? value : "Controller");
+        rauc->bundles[content] = {option == "--compatible" ? value : "Controller",
+                                  option == "--manifest-version" ? value : version};
     }
     if (option == "--image-size")
     {
-        rauc.LetInstallationFail(
-            "Installation error: Failed updating slot rootfs.1: No space left on device");
+        rauc->failure = "Installation error: Failed updating slot rootfs.1: No space left on device";
     }
     if (option == "--post-install-fails")
     {
-        rauc.LetInstallationFail("Post-install handler error: Child process exited with code 1", true);
+        rauc->failure = "Post-install handler error: Child process exited with code 1";
+        rauc->activates = true;
     }
     if (option == "--held")
     {
-        rauc.HoldInstallation(6);
+        rauc->heldAt = 6;
     }
     return bundles.Write("delivered", content);
 }
 
 String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 {
-    const auto getVersion = [&] { return rauc.GetBootedSlot().GetText("bundle.version"); };
+    const auto getBooted = [&] { return rauc->FindSlot("booted"); };
+    const String version = getBooted().GetText("bundle.version");
     const std::map<String, std::function<String()>> answers = {
-        {"booted", [&] { return rauc.GetBootedSlot().GetName(); }},
-        {"primary", [&] { return rauc.GetPrimary(); }},
-        {"slot-version", [&] { return getVersion().empty() ? factoryVersion : getVersion(); }}};
+        {"booted", [&] { return getBooted().GetName(); }},
+        {"primary", [&] { return rauc->primary; }},
+        {"slot-version", [&] { return version.empty() ? factoryVersion : version; }}};
     const std::map<String, std::function<void()>> actions = {
         {"mark-good", [] {}},
         {"wait-held", [&] { EXPECT_TRUE(rauc.WaitForCall("InstallBundle")); }},
-        {"next-boot-fails", [&] { nextSlot = rauc.GetBootedSlot().GetName(); }},
+        {"next-boot-fails", [&] { nextSlot = getBooted().GetName(); }},
         {"shutdown", [&] { rauc.Vanish(); }},
         {"boot", [&] { rauc.Restart(std::exchange(nextSlot, "")); }},
         {"busy", [&] { InstallForeign(); }},
@@ -77,7 +78,7 @@ void ScriptedDevice::InstallForeign()
 {
     const String bundle = MakeBundle("9.0.0.0", {});
     const String rauc1 = "de.pengutronix.rauc";
-    rauc.HoldInstallation();
+    rauc->heldAt = 2;
     Support::BusPeer client(Support::PrivateBus::OfProcess().GetAddress(), "", [](const BusMessage&) {});
     client.Send(BusMessage::MethodCall(rauc1, "/", rauc1 + ".Installer", "InstallBundle")
                     .With([&](auto& writer) { writer.Text(bundle).Array("{sv}", [](auto&) {}); }));
@@ -86,7 +87,7 @@ void ScriptedDevice::InstallForeign()
 
 Step Answer(const String& member, const Support::ScriptedAnswer& answer)
 {
-    return Rauc([=](auto& rauc) { rauc.SetAnswer(member, answer); });
+    return Rauc([=](auto& rauc) { rauc->answers[member] = answer; });
 }
 
 Step NoAnswerTo(const String& member)

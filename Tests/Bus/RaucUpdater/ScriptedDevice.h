@@ -31,6 +31,22 @@ private:
     String nextSlot;
 };
 
+/// A module on the scripted RAUC that is asked directly.
+class ModuleTest : public testing::Test
+{
+protected:
+    /// Makes a new module, with elements of the settings document.
+    void Create(const String& settings = "")
+    {
+        row.settings = settings;
+        run.CreateModule();
+    }
+
+    Journey row;
+    ScriptedDevice device;
+    JourneyRun run{device, row};
+};
+
 /// Rows for the scripted RAUC, whose rootfs.0 runs 2.0.0.0 and whose rootfs.1 holds 1.0.0.0.
 class JourneyTest : public testing::TestWithParam<Journey>
 {

@@ -45,7 +45,7 @@ std::vector<Journey> Verdicts()
     const String stillThere = "The device did not boot the other slot and is still on slot 'rootfs.0'.";
     const Lines still = Lines{"info: " + same, "error: " + stillThere} + Denied("2.0.0.0", stillThere);
     const auto neverWritten =
-        Rauc([](auto& rauc) { rauc.SetSlots({ScriptedSlot("rootfs.0", "A", "booted")}); });
+        Rauc([](auto& rauc) { rauc->slots = {ScriptedSlot("rootfs.0", "A", "booted")}; });
     const auto noSlots = [](auto& run) { NoSlotStatus(run), NoPrimary(run); };
     const auto noVersion = [=](auto& run)
     { neverWritten(run), run.platform.deviceInfo->Set("General.Firmware.VersionPatch", Variant()); };
@@ -125,7 +125,7 @@ std::vector<Journey> Reverts()
                  {Refuse("WriteProperty RevertedTo")},
                  {.state = Installing, .revertible = true, .primary = "rootfs.1"})};
     rows[1].settings = "<ValidateBootedSlot fallbackOnPrimary='false'>true</ValidateBootedSlot>";
-    rows.back().before.push_back([](auto& run) { run.platform.UnregisterDeviceControl(); });
+    rows.back().before.push_back([](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); });
     rows.back().story.insert(rows.back().story.begin(),
                              "error: Failed to subscribe to IDeviceControlService.");
     return rows;

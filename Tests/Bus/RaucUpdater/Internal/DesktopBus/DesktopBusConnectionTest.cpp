@@ -26,6 +26,8 @@ namespace
 
 using namespace std::chrono_literals;
 using System::Commons::Delegate;
+using testing::ElementsAre;
+using testing::StartsWith;
 
 class DesktopBusConnectionTest : public RaucBusTest
 {
@@ -65,8 +67,9 @@ protected:
 
     void Handle(const RaucCompletedSignal& signal)
     {
+        const auto once = std::exchange(onCompleted, nullptr);
         received.Add(signal.GetReturnCode());
-        if (const auto once = std::exchange(onCompleted, nullptr))
+        if (once)
         {
             once();
         }
@@ -137,8 +140,10 @@ TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitF
 {
     ASSERT_TRUE(connection.Open());
     EXPECT_TRUE(connection.StopListenForSignals());
-    rauc.EmitSignal("de.pengutronix.rauc.Installer", "Other");
-    rauc.EmitSignal("de.pengutronix.rauc.Installer", "Completed");
+    for (const char* name : {"Other", "Completed"})
+    {
+        rauc.Send(Tests::Support::BusMessage::Signal("/", "de.pengutronix.rauc.Installer", name));
+    }
     rauc.EmitProperties([](auto& entries) { entries.TextEntry("Operation", "installing"); }, "a.b");
     // A reply that nobody takes stands between the signals.
     static_cast<void>(connection.SendMessageWithReplyAsync(GetPrimary()));
@@ -161,9 +166,9 @@ TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitF
 TEST_F(DesktopBusConnectionTest, AListenerLeavesItsSignalsToTheNextRunWhileACallIsUnderWay)
 {
     ASSERT_TRUE(connection.Open());
-    rauc.SetAnswer("Operation", Answer::None());
+    rauc->answers["Operation"] = Answer::None();
     auto call = std::async(std::launch::async, [this] { return CallOnce(); });
-    ASSERT_TRUE(rauc.WaitForCall("Get"));
+    ASSERT_TRUE(rauc.WaitForCall("Operation"));
     const auto start = std::chrono::steady_clock::now();
     connection.ReadSignals();
     EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
@@ -204,7 +209,7 @@ TEST_F(DesktopBusConnectionTest, FourCallersAMatchChangerAndAHotListenerLoseNoRe
     EXPECT_EQ(received.Get().size(), Signals + 1);
 }
 
-TEST_F(DesktopBusConnectionTest, AHandlerMayCallRaucCloseTheConnectionAndThrow)
+TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTheConnectionAndThrow)
 {
     const String text = "error DesktopBusConnection: Handler of a signal failed: ";
     const std::vector<std::pair<std::function<void()>, Lines>> rows = {
@@ -214,15 +219,21 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayCallRaucCloseTheConnectionAndThrow)
         {[] { throw 5; }, {text + "unknown exception"}}};
     for (const auto& [work, errors] : rows)
     {
-        log->Clear();
         ASSERT_TRUE(connection.Open());
+        log->Clear();
+        std::mutex versions;
+        std::unique_lock held(versions);
         std::promise<void> done;
         onCompleted = [&]
         {
+            const std::lock_guard lock(versions);
             const auto atEnd = std::shared_ptr<void>(nullptr, [&](void*) { done.set_value(); });
             work();
         };
         rauc.EmitCompleted(0);
+        EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=0"));
+        EXPECT_TRUE(CallOnce()) << "with what the handler waits for";
+        held.unlock();
         done.get_future().wait();
         ASSERT_TRUE(connection.Open());
         rauc.EmitCompleted(5);
@@ -230,20 +241,6 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayCallRaucCloseTheConnectionAndThrow)
         EXPECT_EQ(GetErrors(), errors);
         received.Clear();
     }
-}
-
-TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockThatACallerHoldsAcrossItsCall)
-{
-    ASSERT_TRUE(connection.Open());
-    std::mutex versions;
-    std::unique_lock held(versions);
-    onCompleted = [&] { const std::lock_guard lock(versions); };
-    rauc.EmitCompleted(0);
-    EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=0"));
-    EXPECT_TRUE(CallOnce());
-    held.unlock();
-    connection.Close();
-    EXPECT_EQ(onCompleted, nullptr);
 }
 
 TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
@@ -280,10 +277,10 @@ TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
     rauc.EmitCompleted(1);
     // Its reply comes behind the signal, which is in libdbus's queue then.
     ASSERT_TRUE(CallOnce());
-    rauc.SetAnswer("Operation", Answer::None());
-    rauc.ClearCalls();
+    rauc->answers["Operation"] = Answer::None();
+    rauc->calls.clear();
     auto blocked = std::async(std::launch::async, [this] { return CallOnce(); });
-    ASSERT_TRUE(rauc.WaitForCall("Get"));
+    ASSERT_TRUE(rauc.WaitForCall("Operation"));
     bus.Kill();
     EXPECT_FALSE(blocked.get() || CallOnce() || CallOnce());
     ASSERT_TRUE(connection.StartListenForSignals());
@@ -293,8 +290,10 @@ TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
     EXPECT_FALSE(connection.ListenForSignal("a.b"));
     EXPECT_EQ(GetErrors(), Lines{"error DesktopBusConnection: Add signal error Connection is closed"});
     connection.Close();
+    log->Clear();
     EXPECT_FALSE(connection.Open());
-
+    EXPECT_THAT(GetErrors(), ElementsAre(StartsWith("error DesktopBusConnection: Connection Error Failed to "
+                                                    "connect to socket ")));
     bus.Start();
     Tests::Support::ScriptedRauc another(bus);
     ASSERT_TRUE(connection.Open());
