@@ -43,10 +43,9 @@ protected:
     static String Ask(const F& field, bool (F::*... readers)(Content&) const)
     {
         std::tuple<Content...> contents;
-        String answers;
-        std::apply([&](Content&... content) { ((answers += (field.*readers)(content) ? 'x' : '-'), ...); },
-                   contents);
-        return answers;
+        return std::apply([&](Content&... content)
+                          { return String{((field.*readers)(content) ? 'x' : '-')...}; },
+                          contents);
     }
 
     /// Writes a call with these arguments and returns its signature, arguments and warnings.
@@ -110,6 +109,16 @@ TEST_F(DesktopBusMessageTest, EveryTypeIsReadAndPrintedAndTakenByItsOwnReaderOnl
                       &F::TryGetStruct, &F::TryGetVariant, &F::TryGetDictEntry),
                   own);
     }
+    const F& other = fields[5];
+    std::int32_t number = 42;
+    Fields elements = {Text("before")};
+    F content = Text("before");
+    EXPECT_FALSE(other.TryGetInt32(number) || other.TryGetStruct(elements) || other.TryGetVariant(content));
+    EXPECT_EQ(std::to_string(number) + elements.at(0).GetString() + content.GetString(), "42beforebefore");
+    EXPECT_EQ(other.GetString() + other.GetObjectPath() + other.GetSignature(), "");
+    EXPECT_EQ(other.GetByte() + other.GetInt32() + other.GetInt64() + (other.GetBoolean() ? 1 : 0), 0);
+    EXPECT_TRUE(other.GetArray().empty() && other.GetContents().empty() && other.PeekString() == nullptr);
+    EXPECT_EQ(other.GetVariant().GetType(), F::NoType);
 }
 
 TEST_F(DesktopBusMessageTest, AMessageIsReadUpTo1024FieldsOfAllDepths)
@@ -133,11 +142,10 @@ TEST_F(DesktopBusMessageTest, AnUnknownTypeKeepsItsPlaceAsAnUntypedField)
     const auto descriptor = [](BusWriter& writer) { writer.FileDescriptor(0); };
     const auto fields = Read([&](BusWriter& writer)
                              { writer.Text("first").FileDescriptor(0).Variant("h", descriptor).Int32(3); });
-    ASSERT_EQ(fields.size(), 4U);
-    EXPECT_EQ(fields[1].GetType(), F::NoType);
-    EXPECT_EQ(fields[2].GetContentSignature(), "h");
-    EXPECT_EQ(fields[2].GetVariant().GetType(), F::NoType);
-    EXPECT_EQ(fields[3].GetInt32(), 3);
+    const String untyped = "{DesktopBusField=[type=UNSUPPORTED TYPE(-1); value=<NULL>]}";
+    EXPECT_EQ(F::ToString(fields), "[{" + fields.at(0).ToString() + "}" + untyped +
+                                       "{DesktopBusField=[type=variant: h(118); value=[" + untyped + "]]}{" +
+                                       Number(3).ToString() + "}]");
     // The signature is that of the first argument on the same level.
     const String text =
         "warning DesktopBusMessage: Unable to read unknown DBUS data type 104 with signature ";
@@ -179,15 +187,12 @@ TEST_F(DesktopBusMessageTest, WhatWouldEndTheProcessInLibdbusIsRefused)
         deep = Variant(deep, depth == 0 ? "s" : "v");
     }
     const Fields refused = {Text("bundle\xFF"),
-                            Text("\xC3"),
                             Text(String("a\0b", 3)),
                             Array({Text("a"), Text("\xFF")}, "s"),
                             Array({}, "{vs}"),
-                            Array({}, "!"),
                             Array({}, "ss"),
                             Array({}, String("s\0s", 3)),
                             Array({}, String(256, 'a') + "s"),
-                            Variant(Text("a"), "ss"),
                             Variant(Entry("a", Text("b"), "s"), "{sv}"),
                             Variant(Text("a"), "b"),
                             Array({Text("a"), Boolean(true)}, "s"),
@@ -195,9 +200,7 @@ TEST_F(DesktopBusMessageTest, WhatWouldEndTheProcessInLibdbusIsRefused)
                             Entry("a", Text("b"), "s"),
                             Array({Entry({Text("a")})}, "{sv}"),
                             Array({Entry({Text("a"), Number(1)})}, "{si}"),
-                            Array({Entry("a", Text("b"), "ss")}, "{sv}"),
                             Array({Entry("a", Array({Text("x"), Text("\xFF")}, "s"), "as")}, "{sv}"),
-                            Array({Entry(Fields())}, "{sv}"),
                             deep};
     for (const auto& field : refused)
     {
@@ -214,19 +217,19 @@ TEST_F(DesktopBusMessageTest, ACallWithAnInvalidNameAndAMovedMessageAreUnsetAndT
     unset[0] = Request();
     const auto taken = std::move(unset[0]);
     const String longest(256, 'C');
-    const std::array<String, 4> names[] = {{"de", "/", "a.B", "C"},
-                                           {"a." + longest, "/", "a.B", "C"},
-                                           {"a.b", "a", "a.B", "C"},
-                                           {"a.b", "/a//b", "a.B", "C"},
-                                           {"a.b", "/", "B", "C"},
-                                           {"a.b", "/", "a.B", longest},
-                                           {"a.b", "/", "a.B", "\xFF"},
-                                           {"a.b", "/", "a.B", String("C\0D", 3)},
-                                           {"", "", "", ""}};
-    for (const auto& [name, path, interfaceName, method] : names)
+    for (const String& destination : {String("de"), "a." + longest, String()})
     {
-        unset.emplace_back(name, path, interfaceName, method);
+        unset.emplace_back(destination, "/", "a.B", "C");
     }
+    for (const String path : {"a", "/a//b", ""})
+    {
+        unset.emplace_back("a.b", path, "a.B", "C");
+    }
+    for (const String& method : {longest, String("\xFF"), String("C\0D", 3), String()})
+    {
+        unset.emplace_back("a.b", "/", "a.B", method);
+    }
+    unset.emplace_back("a.b", "/", "B", "C");
     for (auto& message : unset)
     {
         EXPECT_FALSE(message.IsSet() || message.IsError() || message.IsMethodReply() || message.IsSignal());
@@ -236,51 +239,21 @@ TEST_F(DesktopBusMessageTest, ACallWithAnInvalidNameAndAMovedMessageAreUnsetAndT
     EXPECT_TRUE(taken.IsSet());
 }
 
-TEST_F(DesktopBusMessageTest, ReadersOfAnotherTypeLeaveTheirArgumentAloneAndGiveZeroValues)
-{
-    const auto other = Make<&F::SetUint32>(5U);
-    std::int32_t number = 42;
-    EXPECT_FALSE(other.TryGetInt32(number));
-    String text = "before";
-    EXPECT_FALSE(Make<&F::SetObjectPath>("/").TryGetString(text));
-    Fields fields = {Text("before")};
-    EXPECT_FALSE(Struct({}).TryGetArray(fields));
-    F content = Text("before");
-    EXPECT_FALSE(other.TryGetVariant(content));
-    EXPECT_EQ(std::tuple(number, text, fields.size(), content.GetString()),
-              std::tuple(42, "before", 1U, "before"));
-
-    EXPECT_EQ(other.GetByte() + other.GetBoolean() + other.GetInt16() + other.GetUint16(), 0);
-    EXPECT_EQ(static_cast<double>(other.GetInt32() + other.GetInt64()) + other.GetDouble(), 0.0);
-    EXPECT_EQ(other.GetString() + other.GetObjectPath() + other.GetSignature(), "");
-    EXPECT_EQ(other.GetArray().size() + other.GetStruct().size() + other.GetDictEntry().size(), 0U);
-    EXPECT_EQ(other.GetUint64(), 0U);
-    EXPECT_EQ(other.GetVariant().GetType(), F::NoType);
-    EXPECT_TRUE(other.PeekString() == nullptr && other.PeekArray() == nullptr && other.GetContents().empty());
-    EXPECT_EQ(other.GetUint32(), 5U);
-}
-
-TEST_F(DesktopBusMessageTest, AVariantGivesItsContentAlsoIntoItselfAndAFieldIsCopiedMovedAndReset)
+TEST_F(DesktopBusMessageTest, AVariantGivesItsContentAlsoIntoItselfAndAMovedOrResetFieldHasNone)
 {
     auto field = Variant(Array({Text("a"), Text("b")}, "s"), "as");
-    const auto copy = field;
+    auto copy = field;
     ASSERT_TRUE(field.TryGetVariant(field));
     Fields elements = field.GetArray();
-    ASSERT_TRUE(field.TryGetArray(elements));
-    field.SetArray({}, "u");
-    field.SetInt32(1);
+    ASSERT_TRUE(field.TryGetArray(elements) && !field.TryGetVariant(field));
+    EXPECT_EQ(elements.at(1).GetString() + field.GetString(), "b");
     field.Reset();
-    const String untyped = "[{DesktopBusField=[type=UNSUPPORTED TYPE(-1); value=<NULL>]}]";
-    EXPECT_EQ(F::ToString(Fields{field}), untyped);
-    EXPECT_EQ(field.GetContentSignature(), "u") << "it stays";
-    EXPECT_EQ(copy.GetVariant().GetArray().at(1).GetString(), "b") << "a copy is independent";
-
-    auto moved = copy;
-    const auto taken = std::move(moved);
-    // A moved field keeps its type and has nothing in it.
-    EXPECT_FALSE(moved.TryGetVariant(field)); // NOLINT(bugprone-use-after-move)
-    EXPECT_EQ(field.GetContentSignature(), "u");
-    EXPECT_TRUE(taken.TryGetVariant(field));
+    EXPECT_EQ(field.ToString(), "DesktopBusField=[type=UNSUPPORTED TYPE(-1); value=<NULL>]");
+    EXPECT_EQ(field.GetContentSignature(), "s") << "it stays";
+    EXPECT_EQ(field.PeekString() == nullptr, field.GetContents().empty());
+    const auto taken = std::move(copy);
+    EXPECT_EQ(copy.GetVariant().GetType(), F::NoType); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(taken.GetVariant().GetArray().at(1).GetString(), "b") << "a copy is independent";
 }
 
 } // namespace

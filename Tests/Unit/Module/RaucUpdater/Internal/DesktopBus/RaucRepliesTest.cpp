@@ -1,12 +1,14 @@
 #include "FieldBuilders.h"
 #include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucCompatibleProperty.h"
+#include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucGetPrimaryMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucGetSlotStatusMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInfoMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallBundleMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucMarkMethod.h"
+#include "Support/BusMessage.h"
 #include "Support/RecordingLogSink.h"
 #include "Zel/TypeName.h"
 
@@ -17,33 +19,36 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 namespace
 {
 
+using Tests::Support::BusMessage;
+using Tests::Support::BusWriter;
 using Tests::Support::RecordingLog;
 
 /// What RAUC answers, of the expected shape and of others.
 class RaucRepliesTest : public testing::Test, protected FieldBuilders
 {
 protected:
-    /// Reads a reply; returns whether it was, and the log without the class, and its errors without the
-    /// fields.
+    /// Reads a reply; returns whether it was, and the log without the class, where "#" stands for the fields.
     template <typename Method>
     static String Read(Method&& method, const Fields& fields)
     {
         const String name = TypeName<std::remove_cvref_t<Method>>();
-        const String logger = " " + name.substr(name.rfind(':') + 1) + ":";
-        const String text = ". Fields: " + F::ToString(fields);
+        const String logger = name.substr(name.rfind(':') + 1);
+        const String text = "Fields: " + F::ToString(fields);
         const RecordingLog log;
         String result = method.ReadFields(fields) ? "read" : "refused";
-        for (auto line : log->GetLinesOf(logger.substr(1, logger.size() - 2)))
+        for (auto line : log->GetLinesOf(logger))
         {
-            line.erase(line.find(logger), logger.size());
-            const bool isError = line.starts_with("error");
-            EXPECT_EQ(line.ends_with(text), isError) << line;
-            result += "; " + line.substr(0, line.size() - (isError ? text.size() : 0));
+            line.erase(line.find(" " + logger + ":"), logger.size() + 2);
+            result += "; " + (line.ends_with(text) ? line.replace(line.size() - text.size(), text.size(), "#")
+                                                   : line);
         }
         return result;
     }
 
-    static Fields Slots(const Fields& slots) { return {Array(slots, "(sa{sv})")}; }
+    static String ReadSlots(const Fields& slots)
+    {
+        return Read(RaucGetSlotStatusMethod(), {Array(slots, "(sa{sv})")});
+    }
 };
 
 TEST_F(RaucRepliesTest, CallsReadTheirReply)
@@ -51,23 +56,22 @@ TEST_F(RaucRepliesTest, CallsReadTheirReply)
     const auto info = [](const Fields& fields) { return Read(RaucInfoMethod("/bundle"), fields); };
     const String trace = "; trace Read rauc info arguments.; ";
     EXPECT_EQ(info({Text("C"), Text("1"), Number(1)}), "read" + trace + "debug Version=1; Compatible=C");
-    EXPECT_EQ(info({}), "refused" + trace + "error Failed to get fields");
-    EXPECT_EQ(info({Number(1), Text("1")}), "refused" + trace + "error Failed to get arg:compatible");
-    EXPECT_EQ(info({Text("C"), Variant(Text("1"), "s")}),
-              "refused" + trace + "error Failed to get arg:version");
+    EXPECT_EQ(info({}), "refused" + trace + "error Failed to get fields. #");
+    EXPECT_EQ(info({Number(1), Text("1")}), "refused" + trace + "error Failed to get arg:compatible. #");
+    EXPECT_EQ(info({Text("C"), Number(1)}), "refused" + trace + "error Failed to get arg:version. #");
 
     const auto mark = [](const Fields& fields) { return Read(RaucMarkMethod("active", "a.1"), fields); };
     const String read = "; trace Read rauc Mark arguments.; ";
     EXPECT_EQ(mark({Text("a.1"), Text("done")}), "read" + read + "debug slotName=a.1; debug message=done");
-    EXPECT_EQ(mark({}), "refused" + read + "error Failed to get fields");
-    EXPECT_EQ(mark({Number(1), Text("x")}), "refused" + read + "error Failed to get arg:slotName");
-    EXPECT_EQ(mark({Text("a")}), "refused" + read + "debug slotName=a; error Failed to get arg:message");
+    EXPECT_EQ(mark({}), "refused" + read + "error Failed to get fields. #");
+    EXPECT_EQ(mark({Number(1), Text("x")}), "refused" + read + "error Failed to get arg:slotName. #");
+    EXPECT_EQ(mark({Text("a")}), "refused" + read + "debug slotName=a; error Failed to get arg:message. #");
 
     const auto primary = [](const Fields& fields) { return Read(RaucGetPrimaryMethod(), fields); };
-    const String readPrimary = "; trace Read rauc GetPrimary arguments.; ";
-    EXPECT_EQ(primary({Text("a.1")}), "read" + readPrimary + "debug primary=a.1");
-    EXPECT_EQ(primary({}), "refused; error There are not any fields");
-    EXPECT_EQ(primary({Number(1)}), "refused" + readPrimary + "error Failed to get GetPrimary");
+    EXPECT_EQ(primary({Text("a")}), "read; trace Read rauc GetPrimary arguments.; debug primary=a");
+    EXPECT_EQ(primary({}), "refused; error There are not any fields. #");
+    EXPECT_EQ(primary({Number(1)}),
+              "refused; trace Read rauc GetPrimary arguments.; error Failed to get GetPrimary. #");
     EXPECT_EQ(Read(RaucInstallBundleMethod("/b", true), {}) + Read(RaucInstallMethod("/b"), {}), "readread");
 }
 
@@ -75,9 +79,9 @@ TEST_F(RaucRepliesTest, PropertiesReadTheirVariant)
 {
     const auto refuses = [](auto property, const String& unread)
     {
-        EXPECT_EQ(Read(property, {}), "refused; error Failed to enter variant");
-        EXPECT_EQ(Read(property, {Text("x")}), "refused; error Failed to enter variant");
-        EXPECT_EQ(Read(property, {Variant(Number(1), "i")}), "refused; error Failed to " + unread);
+        EXPECT_EQ(Read(property, {}), "refused; error Failed to enter variant. #");
+        EXPECT_EQ(Read(property, {Text("x")}), "refused; error Failed to enter variant. #");
+        EXPECT_EQ(Read(property, {Variant(Number(1), "i")}), "refused; error Failed to " + unread + ". #");
     };
     refuses(RaucOperationProperty(), "get operation");
     refuses(RaucLastErrorProperty(), "get error message");
@@ -95,10 +99,10 @@ TEST_F(RaucRepliesTest, PropertiesReadTheirVariant)
     const auto progress = [](const Fields& members)
     { return Read(RaucProgressProperty(), {Variant(Struct(members), "(isi)")}); };
     EXPECT_EQ(progress({Number(40), Text("Copying"), Number(1)}), "read");
-    EXPECT_EQ(progress({}), "refused; error Failed to enter struct");
-    EXPECT_EQ(progress({Text("40")}), "refused; error Failed to get percentage");
-    EXPECT_EQ(progress({Number(40)}), "refused; error Failed to get message");
-    EXPECT_EQ(progress({Number(40), Text("x")}), "refused; error Failed to get nestingDepth");
+    EXPECT_EQ(progress({}), "refused; error Failed to enter struct. #");
+    EXPECT_EQ(progress({Text("40")}), "refused; error Failed to get percentage. #");
+    EXPECT_EQ(progress({Number(40)}), "refused; error Failed to get message. #");
+    EXPECT_EQ(progress({Number(40), Text("x")}), "refused; error Failed to get nestingDepth. #");
 }
 
 TEST_F(RaucRepliesTest, SlotsAreReadUpToTheFirstUnreadableOneAndTheFirstOfANameCounts)
@@ -106,21 +110,20 @@ TEST_F(RaucRepliesTest, SlotsAreReadUpToTheFirstUnreadableOneAndTheFirstOfANameC
     const auto slot = [](const String& name, const String& state) {
         return Struct({Text(name), Array({Entry("state", Text(state), "s")}, "{sv}")});
     };
-    const auto read = [](const Fields& fields) { return Read(RaucGetSlotStatusMethod(), fields); };
-    EXPECT_EQ(read(Slots({})), "read");
-    EXPECT_EQ(read({}), "refused; error Failed to enter array");
-    EXPECT_EQ(read({Text("x")}), "refused; error Failed to enter array");
-    EXPECT_EQ(read(Slots({Text("x")})), "refused; error Failed to enter struct");
-    EXPECT_EQ(read(Slots({Struct({})})), "refused; error Failed to enter struct");
-    EXPECT_EQ(read(Slots({Struct({Number(1), Array({}, "{sv}")})})), "refused");
-    EXPECT_EQ(read(Slots({Struct({Text("b")})})), "refused; debug slotName=b");
+    EXPECT_EQ(ReadSlots({}), "read");
+    EXPECT_EQ(Read(RaucGetSlotStatusMethod(), {Text("x")}), "refused; error Failed to enter array. #");
+    for (const F& unreadable : {Text("x"), Struct({})})
+    {
+        EXPECT_EQ(ReadSlots({unreadable}), "refused; error Failed to enter struct. #");
+    }
+    EXPECT_EQ(ReadSlots({Struct({Number(1), Array({}, "{sv}")})}), "refused");
+    EXPECT_EQ(ReadSlots({Struct({Text("b")})}), "refused; debug slotName=b");
     RaucGetSlotStatusMethod method;
-    EXPECT_TRUE(Read(method, Slots({slot("b", "first"), slot("a", "x"), slot("b", "again"),
-                                    Struct({Text("q"), Text("x")}), slot("r", "x")}))
-                    .starts_with("refused"));
-    const auto& slots = method.GetSlotStatus();
-    EXPECT_TRUE(slots.size() == 2 && slots.contains("a"));
-    EXPECT_EQ(slots.at("b").GetState(), "first");
+    const Fields slots = {slot("b", "first"), slot("b", "again"), Struct({Text("q"), Text("x")}),
+                          slot("r", "x")};
+    EXPECT_EQ(Read(method, {Array(slots, "(sa{sv})")}).substr(0, 7), "refused");
+    EXPECT_EQ(method.GetSlotStatus().size(), 1U);
+    EXPECT_EQ(method.GetSlotStatus().at("b").GetState(), "first");
 }
 
 TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetweenIsSkipped)
@@ -175,7 +178,43 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
     const String skipped = "debug RaucSlotStatus: Not supported; ";
     EXPECT_TRUE(lines.starts_with(skipped + skipped +
                                   "error RaucSlotStatus: Failed to parse timestamp=soon. Zel::Exception: "));
-    EXPECT_EQ(Read(RaucSlotStatus(), {Text("x")}), "refused; error Failed to enter array");
+    EXPECT_EQ(Read(RaucSlotStatus(), {Text("x")}), "refused; error Failed to enter array. #");
+}
+
+/// Returns what becomes of a signal that no bus has seen: the result and the log.
+template <typename Signal>
+String Notify(const BusWriter::Write& arguments)
+{
+    const RecordingLog log;
+    const auto message = BusMessage::Signal("/", Signal::SignalInterface, Signal::SignalName).With(arguments);
+    const String result = Signal::Notify(DesktopBusMessage(message.Share())) ? "true; " : "false; ";
+    return result + Join(log->GetLines(), "; ");
+}
+
+TEST(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreadable)
+{
+    const auto notify = &Notify<PropertiesChangedSignal>;
+    const auto changed =
+        [&](const BusWriter::Write& entries, const String& rauc = "de.pengutronix.rauc.Installer")
+    { return notify([&](auto& writer) { writer.Text(rauc).Array("{sv}", entries); }); };
+    EXPECT_EQ(changed([](auto& w) { w.TextEntry("LastError", "x").TextEntry("Operation", "idle"); }),
+              "true; debug RaucLastErrorProperty: Message=x; debug RaucOperationProperty: operation=idle");
+    EXPECT_EQ(changed([](auto& w) { w.TextEntry("BootSlot", "A").TextEntry("LastError", "x"); }),
+              "false; debug PropertiesChangedSignal: Unsupported property: BootSlot");
+    EXPECT_EQ(changed([](auto& w) { w.TextEntry("Progress", "40").TextEntry("LastError", "x"); }),
+              "false; error RaucProgressProperty: Failed to enter struct. Fields: "
+              "[{DesktopBusField=[type=variant: s(118); value=[{DesktopBusField=[type=string(115); "
+              "value=\"40\"]}]]}]");
+    EXPECT_EQ(changed([](auto& w) { w.TextEntry("Operation", "x"); }, "a.b"),
+              "false; trace PropertiesChangedSignal: Unsupported interface name: a.b");
+    EXPECT_EQ(changed([](auto&) {}), "true; ");
+    EXPECT_EQ(notify([](auto& w) { w.Int32(1); }) +
+                  notify([](auto& w) { w.Text("de.pengutronix.rauc.Installer").Text("x"); }),
+              "false; false; ");
+    EXPECT_EQ(Notify<RaucCompletedSignal>([](auto& writer) { writer.Int32(-5).Text("x"); }),
+              "true; debug RaucCompletedSignal: returnCode=-5");
+    EXPECT_EQ(Notify<RaucCompletedSignal>([](auto& writer) { writer.Uint32(0); }), "false; ");
+    EXPECT_FALSE(RaucCompletedSignal(1).HasCompleted() || RaucCompletedSignal(-1).HasCompleted());
 }
 
 } // namespace
