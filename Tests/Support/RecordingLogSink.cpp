@@ -2,6 +2,8 @@
 
 #include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
 
+#include <fnmatch.h>
+
 namespace Zel::Tests::Support
 {
 
@@ -32,7 +34,13 @@ std::vector<String> RecordingLogSink::GetLinesOf(const String& logger, LogLevel 
 
 bool RecordingLogSink::WaitForLine(const String& line, std::chrono::milliseconds deadline) const
 {
-    return records.WaitFor([&](const LogRecord& record) { return ToLine(record) == line; }, deadline);
+    return records.WaitFor([&](const LogRecord& record) { return IsLike(ToLine(record), line); }, deadline);
+}
+
+bool RecordingLogSink::IsLike(const String& text, const String& pattern)
+{
+    return text == pattern ||
+           (pattern.find('*') != String::npos && fnmatch(pattern.c_str(), text.c_str(), FNM_NOESCAPE) == 0);
 }
 
 RecordingLog::RecordingLog(RecordingLogSink::LogLevel level) : previousLevel(LogManager::GetLevel())

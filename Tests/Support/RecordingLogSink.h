@@ -32,7 +32,10 @@ public:
 
     void Clear() { records.Clear(); }
 
-    /// Waits until the whole line `line` was logged since the last `Clear`; returns false when `deadline`
+    /// Whether the text is the pattern, in which an asterisk stands for any text.
+    [[nodiscard]] static bool IsLike(const String& text, const String& pattern);
+
+    /// Waits until a whole line like `line` was logged since the last `Clear`; returns false when `deadline`
     /// passes before.
     [[nodiscard]] bool WaitForLine(const String& line,
                                    std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;

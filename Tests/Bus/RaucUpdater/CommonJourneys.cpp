@@ -16,17 +16,7 @@ const String SwitchedBack = "Confirm has not been sent. Device switched back to 
 const String RaucStarted = "error DesktopBusConnection: Failed to notify PropertiesChangedSignal";
 const String Resuming = "info: Resuming (from Installing)...";
 const String NoInfo = "error DesktopBusMethod: Error: *";
-const Lines FallingBack = {"info: The fallback version will be installed."};
 const Lines Completed = {"info: Installation HasCompleted=true"};
-
-Lines NoPackage(const String& version)
-{
-    const String text =
-        "There is not a software package with software revision '" + version + "' and patch identifiers ''. ";
-    return {"warning VersionManager: Failed to read fallback version. Maybe there is no other valid slot. "
-            "Attempt: 1",
-            "SetMessage new '" + text + "'", "error: " + text};
-}
 
 Lines Unverified(const Lines& reasons)
 {
@@ -38,12 +28,6 @@ Lines Unverified(const Lines& reasons)
 Lines CameBack(const String& reason, bool isPending = true)
 {
     return Lines{"debug: CompleteInstallation", "error: " + reason} + Denied("1.0.0.0", reason, isPending);
-}
-
-/// A fallback, through the restart.
-Lines FellBack(const String& target, const String& running, const String& slot)
-{
-    return Begun(target, running, slot) + FallingBack + Rebooted() + Confirmed(target, false);
 }
 
 /// An installation of 2.0.0.0 on the first version.
@@ -67,12 +51,8 @@ Lines NothingBegun(const String& refusal)
 
 std::vector<Journey> Forward()
 {
-    auto delayed = BegunLater("2.0.0.0", "1.0.0.0", "Pending");
-    const Lines meanwhile = {
-        "debug: Invalid state Installing", "info: RevertInstall",
-        "error: RAUC installation cannot be reverted. Installation is still in progress.",
-        "SetMessage 'The version 2.0.0.0 is going to be installed in 1 seconds.'"};
-    delayed.insert(delayed.end() - 2, meanwhile.begin(), meanwhile.end());
+    const Lines delayed = BegunLater("2.0.0.0", "1.0.0.0", "Pending");
+    const Lines waiting(delayed.begin(), delayed.end() - 2);
     return {
         {.name = "UpdateIsConfirmed",
          .steps = {Stage("2.0.0.0"), Ask(FileType::Pending, "2.0.0.0"), Install("2.0.0.0"), Restart(),
@@ -83,12 +63,22 @@ std::vector<Journey> Forward()
          .steps = {Stage("2.0.0.0"), Install("2.0.0.0"), Restart(true)},
          .story = Begun2() + Installing() + Completed + Rebooted() + CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
          .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
-        {.name = "DelayedUpdateCountsDownAndRefusesAllElse",
-         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 2900), Install("2.0.0.0", InvalidState),
-                   Stage("3.0.0.0", {}, InvalidState, "Installation is in progress."), Revert(InvalidState),
-                   Restart()},
+        {.name = "DelayedUpdateIsConfirmed",
+         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 100), Restart()},
          .story = Staged("2.0.0.0") + delayed + Installing() + Completed + Rebooted() + Confirmed("2.0.0.0"),
          .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
+        {.name = "DelayedUpdateCountsDownRefusesAllElseAndEndsByARestart",
+         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 3'600'000),
+                   Await("SetMessage 'The version 2.0.0.0 is going to be installed in 35* seconds.'"),
+                   Install("2.0.0.0", InvalidState),
+                   Stage("3.0.0.0", {}, InvalidState, "Installation is in progress."), Revert(InvalidState),
+                   [](auto& run) { run.Restart(); }},
+         .story = Staged("2.0.0.0") + waiting +
+                  Lines{"debug: Invalid state Installing", "info: RevertInstall",
+                        "error: RAUC installation cannot be reverted. Installation is still in progress.",
+                        "-- restart"} +
+                  CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
+         .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
         {.name = "ForeignInstallationKeepsRaucBusy",
          .steps = {Stage("2.0.0.0"), Device("busy"), Install("2.0.0.0", OperationFailed), Device("rest"),
                    Resume(), Update("3.0.0.0")},

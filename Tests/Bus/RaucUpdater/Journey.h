@@ -93,12 +93,9 @@ public:
 
     /// Returns the story since the last restart: the log up to level info, and debug of the module, without
     /// the module's name. A call of the store is its line, progress that reached log and store alike is one
-    /// line, as in "progress 100%: Installing done.", and "~" is the module's folder.
+    /// line, as in "progress 100%: Installing done.", "~" is the module's folder, and a countdown, whose
+    /// lines come when the machine has time for them, is left out.
     [[nodiscard]] Lines GetStory() const;
-
-    [[nodiscard]] String GetVersion(FileType type, ResultCode expected = ResultCode::Ok);
-    [[nodiscard]] bool IsRevertible();
-    [[nodiscard]] ResultCode Install(const Version& version, long long delayMs = 0);
 
     JourneyDevice& device;
     const Journey& journey;
@@ -122,6 +119,7 @@ Version VersionOf(const String& revision, const String& uri = Support::ModulePla
 /// Delivers a bundle with options of the program `device`; `message` is why not.
 Step Stage(const String& version, const Lines& options = {}, ResultCode result = ResultCode::Ok,
            const String& message = "");
+Step Install(const Version& version, ResultCode result = ResultCode::Ok, long long delayMs = 0);
 Step Install(const String& version, ResultCode result = ResultCode::Ok, long long delayMs = 0);
 Step Revert(ResultCode result = ResultCode::Ok);
 Step Resume(ResultCode result = ResultCode::Ok);
@@ -135,7 +133,7 @@ Step Stored(InstallationState state, const Lines& properties = {}, bool revertib
 Step Refuse(const String& prefix);
 /// Waits until the signals are handled that were sent before.
 Step Settle();
-/// Waits for a line of the log, or of the store.
+/// Waits for an error in the log, or a line of the store, in which an asterisk stands for any text.
 Step Await(const String& line);
 /// Waits until the module has ordered the restart, and restarts; the slot that comes first
 /// may fail to boot.
@@ -156,8 +154,11 @@ Lines Begun(const String& target, const String& running, const String& slot, std
 Lines BegunLater(const String& target, const String& running, const String& fileType);
 /// RAUC was ordered to install the pending version, and tells of it.
 Lines Installing(const String& progress = "100%: Installing done.");
+Lines NoPackage(const String& version);
 /// The installation is complete, and the device restarts.
 Lines Rebooted();
+/// The fallback is installed, through the restart.
+Lines FellBack(const String& target, const String& running, const String& slot);
 /// The verdict after the restart; a reason is why not.
 Lines Confirmed(const String& version, bool isPending = true);
 Lines Denied(const String& version, const String& reason, bool isPending = true);

@@ -255,12 +255,12 @@ TEST_F(OperationsTest, TheBehaviorIsKnownOfPendingAndFallbackVersionAndTextsOf51
     EXPECT_THROW(static_cast<void>(GetBehavior("", "", {tooLong})), ArgumentException);
     run.platform.folder.Write("pending.raucb", "x");
     device.rauc->bundles["x"] = {"Controller", tooLong};
-    static_cast<void>(run.GetVersion(FileType::Pending, OperationFailed));
+    Ask(FileType::Pending, "", OperationFailed)(run);
     EXPECT_THAT(run.GetStory().back(),
                 testing::StartsWith("error: GetSoftwareVersion: Zel::System::Commons::ArgumentException: "
                                     "Input string is too long"));
     run.platform.status->SetState("Controller", static_cast<InstallationState>(7));
-    EXPECT_THAT(Support::GetThrown([&] { static_cast<void>(run.Install({})); }),
+    EXPECT_THAT(Support::GetThrown([&] { Install(Version())(run); }),
                 testing::MatchesRegex(".*Invalid value for Enum '.*InstallationState' occurs: 7"));
 }
 

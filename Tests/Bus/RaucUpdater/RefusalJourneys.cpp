@@ -83,20 +83,16 @@ std::vector<Journey> NotBegun()
     const auto refused = [](const String& text) {
         return Lines{"SetMessage new ''", "SetMessage new '" + text + "'", "error: " + text};
     };
-    const auto install = [](const String& uri, const Lines& patches) -> Step
-    {
-        Version wanted = VersionOf("9.0.0.0", uri);
-        wanted.patchIdentifiers.assign(patches.begin(), patches.end());
-        return [=](auto& run) { EXPECT_EQ(run.Install(wanted), NotFound); };
-    };
+    Version patched = VersionOf("9.0.0.0");
+    patched.patchIdentifiers = {"A", "B"};
     const auto noControl = [](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); };
     const String byHand = "Failed to reboot device. The restart must be triggered manually.";
     std::vector<Journey> rows = {
         While(
-            "NoSuchVersion", {install("https://corvane.example", {"A", "B"})},
+            "NoSuchVersion", {Install(patched, NotFound)},
             refused("There is not a software package with software revision '9.0.0.0' and patch identifiers "
                     "'A,B'. ")),
-        While("NoSuchManufacturer", {install("https://other.example", {})},
+        While("NoSuchManufacturer", {Install(VersionOf("9.0.0.0", "https://other.example"), NotFound)},
               refused("'https://other.example' does not match the expected manufacturer URI "
                       "'https://corvane.example'.")),
         While("WithoutDeviceControl", {Install("3.0.0.0", OperationFailed)},
@@ -111,65 +107,147 @@ std::vector<Journey> NotBegun()
         row->before = {noControl};
         row->story.insert(row->story.begin(), "error: Failed to subscribe to IDeviceControlService.");
     }
-    rows.push_back(
+    return rows;
+}
+
+/// Installations without an answer to which slot was booted, where none is required.
+std::vector<Journey> WithoutSlot()
+{
+    const String confirm =
+        "Booted slot is not available. ConfirmationTimeout must be set to 0 to proceed with "
+        "the installation.";
+    const auto install = [](const String& version, std::uint32_t timeout, ResultCode result,
+                            const Lines& story, State state) -> Journey
+    {
+        const String unknown = "Failed to get booted slot.";
+        const auto setTimeout = [=](auto& run) { run.platform.status->SetConfirmationTimeout(timeout); };
+        return {
+            .name = "Version" + version.substr(0, 1) + "Timeout" + std::to_string(timeout),
+            .before = {NoAnswerTo("GetSlotStatus"), Rauc([](auto& rauc) { rauc->heldAt = 0; }), setTimeout},
+            .settings = "<ValidateBootedSlot fallbackOnPrimary='false'>false</ValidateBootedSlot>",
+            .steps = {Stage(version), Install(version, result)},
+            .story = Staged(version) + Begun(version, "", "", 7) +
+                     Lines{NoAnswer, "warning VersionManager: " + unknown, "SetMessage '" + unknown + "'",
+                           "WriteProperty InstallerSlotName="} +
+                     story,
+            .end = {.state = state, .pending = true}};
+    };
+    const auto begun = [](const String& version)
+    { return Lines{Begun(version, "2.0.0.0", "").back()} + Pending + Lines{"SetMessage ''"}; };
+    return {install("3.0.0.0", 60, BootedSlotUnavailable,
+                    Lines{"error VersionManager: " + confirm, "SetMessage '" + confirm + "'"} + Ended,
+                    State::Failed),
+            install("3.0.0.0", 0, Ok, begun("3.0.0.0"), State::Installing),
+            install("2.0.0.0", 0, Ok,
+                    Lines{"warning VersionManager: The updater won't be able to verify that the installation "
+                          "is successful if the current version and target version are equal."} +
+                        begun("2.0.0.0"),
+                    State::Installing)};
+}
+
+/// What RAUC tells differently, and the module makes something of all the same.
+std::vector<Journey> Survived()
+{
+    const String noReply = "org.freedesktop.DBus.Error.NoReply";
+    auto lost = Support::ScriptedAnswer::Error(noReply, "late");
+    lost.isOnce = true;
+    const auto badSlot = [](auto& rauc) { rauc->slots[0].Set("boot-status", "bad"); };
+    const auto sixteen = [=](auto& rauc)
+    {
+        for (badSlot(rauc); rauc->slots.size() < 16;)
+        {
+            const String number = std::to_string(rauc->slots.size());
+            rauc->slots.push_back(ScriptedSlot("rootfs." + number, "X", "inactive")
+                                      .Written("9.0.0." + number)
+                                      .Set("boot-status", number == "7" ? "good" : "bad"));
+        }
+    };
+    const String other = "Incompatible file. System expects 'Controller' but is 'Other'";
+    return {
+        {.name = "LostCallIsRepeated",
+         .steps = {Answer("InstallBundle", lost), Update("3.0.0.0")},
+         .story = Staged("3.0.0.0") + BegunTo() + Pending +
+                  Lines{"error DesktopBusMethod: Error: " + noReply + " - late", Installing().back(),
+                        "info: Installation HasCompleted=true"} +
+                  Rebooted() + Confirmed("3.0.0.0"),
+         .end = {.revertible = true, .running = "3.0.0.0", .primary = "rootfs.1"}},
+        {.name = "OneGoodSlotOfSixteen",
+         .steps = {Rauc(sixteen), Ask(FileType::Fallback, "9.0.0.7"), Install("9.0.0.7"), Restart()},
+         .story = FellBack("9.0.0.7", "2.0.0.0", "rootfs.0"),
+         .end = {.revertible = true, .running = "9.0.0.7", .primary = "rootfs.7"}},
+        {.name = "NoFallbackOnABadSlot",
+         .steps = {Rauc(badSlot), Install("1.0.0.0", NotFound)},
+         .story = Lines{"SetMessage new ''"} + NoPackage("1.0.0.0")},
         {.name = "CompatibleIsUnknown",
          .steps = {NoAnswerTo("Compatible"), Stage("3.0.0.0", {"--compatible", "Other"})},
          .story =
              {Staged("")[0], NoAnswer, "error VersionManager: Failed to get compatible.",
               "warning VersionManager: System's compatible is not set and cannot be validated against Other.",
               Staged("3.0.0.0")[1]},
-         .end = {.pending = true}});
-    return rows;
-}
-
-/// An operation that the store's refusal leaves by an exception.
-Step Throws(const Step& step)
-{
-    return [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); };
+         .end = {.pending = true}},
+        {.name = "CompatibleIsNotValidated",
+         .settings = "<ValidateCompatible>0</ValidateCompatible>",
+         .steps = {Stage("3.0.0.0", {"--compatible", "Other"})},
+         .story = {Staged("")[0], "warning VersionManager: " + other, Staged("3.0.0.0")[1]},
+         .end = {.pending = true}}};
 }
 
 std::vector<Journey> StoreRefuses()
 {
+    const auto error = [](const String& text) { return Lines{"error: " + text}; };
     const String begin = "Failed to switch installation state to Installing.";
-    const auto install = [](const String& name, const String& call, ResultCode result, const Lines& story,
-                            State state = State::Idle) {
-        return While(name, {Refuse(call), Install("3.0.0.0", result)}, story, state);
-    };
-    const auto throwing = [](const String& call, std::vector<Step> before, const Step& step,
-                             const Lines& story, State state = State::Idle)
+
+    const struct
     {
-        before.insert(before.end(), {Refuse(call), Throws(step)});
-        return While("Throwing" + call.substr(0, 3) + std::to_string(story.size()), before, story, state);
-    };
+        String call;
+        ResultCode result;
+        /// What of the beginning is told, and the rest.
+        std::size_t begun;
+        Lines told;
+        State state = State::Idle;
+    } rows[] = {
+        {"GetStatus", GeneralError, 0, {}},
+        {"WriteProperty Target", GeneralError, 2, error("Failed to delete last installation property.")},
+        {"WriteProperty Installer", GeneralError, 3,
+         error("Failed to delete last installer slot name property.")},
+        {"WriteProperty Reverted", GeneralError, 4, error("Failed to delete last reverted to property.")},
+        {"BeginInstallation", OperationFailed, 5, Lines{"SetMessage new '" + begin + "'"} + error(begin)},
+        {"WriteProperty TargetSoftwareRevision=3", OperationFailed, 7, Ended, State::Failed},
+        {"WriteProperty InstallerSlotName=r", OperationFailed, 8,
+         Lines{"SetMessage 'Failed to save booted slot name.'"} + Ended, State::Failed}};
+
+    std::vector<Journey> journeys;
+    for (const auto& row : rows)
+    {
+        journeys.push_back(While("Call" + std::to_string(journeys.size()),
+                                 {Refuse(row.call), Install("3.0.0.0", row.result)},
+                                 BegunTo(row.begun) + row.told, row.state));
+    }
     const auto noInstall = NoAnswerTo("InstallBundle");
     const Lines refused = Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"} + Ended;
+    const auto throws = [](const Step& step) -> Step
+    { return [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); }; };
     // After a delay nobody is there for the exception but the thread.
     const String thrown = "error Thread: Thread 'RaucDelayInstall' ended by an exception: refused";
-    return {
-        install("Status", "GetStatus", GeneralError, {}),
-        install("DeletedTarget", "WriteProperty Target", GeneralError,
-                BegunTo(2) + Lines{"error: Failed to delete last installation property."}),
-        install("DeletedSlot", "WriteProperty InstallerSlot", GeneralError,
-                BegunTo(3) + Lines{"error: Failed to delete last installer slot name property."}),
-        install("DeletedRevert", "WriteProperty RevertedTo", GeneralError,
-                BegunTo(4) + Lines{"error: Failed to delete last reverted to property."}),
-        install("Begin", "BeginInstallation", OperationFailed,
-                BegunTo(5) + Lines{"SetMessage new '" + begin + "'", "error: " + begin}),
-        install("SavedTarget", "WriteProperty TargetSoftwareRevision=3", OperationFailed, BegunTo(7) + Ended,
-                State::Failed),
-        install("SavedSlot", "WriteProperty InstallerSlotName=r", OperationFailed,
-                BegunTo(8) + Lines{"SetMessage 'Failed to save booted slot name.'"} + Ended, State::Failed),
-        throwing("SetMessage new", {}, Install("3.0.0.0"), BegunTo(1)),
-        throwing("SetMessage 'Failed", {noInstall}, Install("3.0.0.0"), BegunTo() + refused, State::Failed),
-        throwing("EndInstallation", {noInstall}, Install("3.0.0.0"), BegunTo() + refused, State::Installing),
-        throwing("ReadProperty", {Stored(State::Idle, {}, true)}, Revertible(true), {}),
-        While("ReasonAfterADelay",
-              {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
-              BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
-        While("Resume", {Stored(State::Failed), Refuse("ResumeInstallation"), Resume(OperationFailed)},
-              {"info: Resuming (from Installing)...", "ResumeInstallation"}, State::Failed),
-        While("StatusOfOthers", {Refuse("GetStatus"), Resume(GeneralError), Stage("4", {}, GeneralError)},
-              {})};
+    for (const Journey& journey :
+         {While("Story", {Refuse("SetMessage new"), throws(Install("3.0.0.0"))}, BegunTo(1)),
+          While("Reason", {noInstall, Refuse("SetMessage 'Failed"), throws(Install("3.0.0.0"))},
+                BegunTo() + refused, State::Failed),
+          While("End", {noInstall, Refuse("EndInstallation"), throws(Install("3.0.0.0"))},
+                BegunTo() + refused, State::Installing),
+          While("Property", {Stored(State::Idle, {}, true), Refuse("ReadProperty"), throws(Revertible(true))},
+                {}),
+          While("ReasonAfterADelay",
+                {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
+                BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
+          While("Resume", {Stored(State::Failed), Refuse("ResumeInstallation"), Resume(OperationFailed)},
+                {"info: Resuming (from Installing)...", "ResumeInstallation"}, State::Failed),
+          While("StatusOfOthers", {Refuse("GetStatus"), Resume(GeneralError), Stage("4", {}, GeneralError)},
+                {})})
+    {
+        journeys.push_back(journey);
+    }
+    return journeys;
 }
 
 /// An installation that RAUC holds before its first step, and what the module makes of a signal then.
@@ -222,6 +300,8 @@ std::vector<Journey> Signals()
 
 INSTANTIATE_TEST_SUITE_P(RaucRefuses, JourneyTest, testing::ValuesIn(RaucRefuses()), JourneyTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(NotBegun, JourneyTest, testing::ValuesIn(NotBegun()), JourneyTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(WithoutSlot, JourneyTest, testing::ValuesIn(WithoutSlot()), JourneyTest::NameOf);
+INSTANTIATE_TEST_SUITE_P(Survived, JourneyTest, testing::ValuesIn(Survived()), JourneyTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(StoreRefuses, JourneyTest, testing::ValuesIn(StoreRefuses()), JourneyTest::NameOf);
 INSTANTIATE_TEST_SUITE_P(Signals, JourneyTest, testing::ValuesIn(Signals()), JourneyTest::NameOf);
 

@@ -201,6 +201,10 @@ TEST_F(VersionsTest, WhatCannotBeMovedOrDeletedIsRefusedAllTheSame)
     EXPECT_EQ(ReadTwice(FileType::Pending), "InvalidArgument, InvalidArgument");
     EXPECT_EQ(device.rauc->calls.size(), 1U) << "RAUC has refused it once";
     EXPECT_THAT(TakeLog().back(), StartsWith("error Failed to delete invalid software package. "));
+    Stored(InstallationState::Installing)(run);
+    Create();
+    const String undeleted = "error: Failed to delete installed firmware file. ";
+    EXPECT_THAT(run.GetStory(), testing::Contains(StartsWith(undeleted)));
 }
 
 } // namespace
