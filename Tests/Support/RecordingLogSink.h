@@ -3,8 +3,10 @@
 #include "Support/Recorded.h"
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
+#include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
 
 #include <chrono>
+#include <fnmatch.h>
 #include <memory>
 #include <vector>
 
@@ -27,20 +29,42 @@ public:
     }
 
     /// Returns the same, but of one class only, named without its namespaces.
-    [[nodiscard]] std::vector<String> GetLinesOf(const String& logger,
-                                                 LogLevel level = LogLevel::Trace) const;
+    [[nodiscard]] std::vector<String> GetLinesOf(const String& logger, LogLevel level = LogLevel::Trace) const
+    {
+        std::vector<String> lines;
+        for (const auto& record : records.Get())
+        {
+            if ((logger.empty() || record.logger == logger) && record.level <= level)
+            {
+                lines.push_back(ToLine(record));
+            }
+        }
+        return lines;
+    }
 
     void Clear() { records.Clear(); }
 
     /// Whether the text is the pattern, in which an asterisk stands for any text.
-    [[nodiscard]] static bool IsLike(const String& text, const String& pattern);
+    [[nodiscard]] static bool IsLike(const String& text, const String& pattern)
+    {
+        return text == pattern || (pattern.find('*') != String::npos &&
+                                   fnmatch(pattern.c_str(), text.c_str(), FNM_NOESCAPE) == 0);
+    }
 
     /// Waits until a whole line like `line` was logged since the last `Clear`; returns false when `deadline`
     /// passes before.
     [[nodiscard]] bool WaitForLine(const String& line,
-                                   std::chrono::milliseconds deadline = std::chrono::seconds(10)) const;
+                                   std::chrono::milliseconds deadline = std::chrono::seconds(10)) const
+    {
+        return records.WaitFor([&](const auto& record) { return IsLike(ToLine(record), line); }, deadline);
+    }
 
 private:
+    [[nodiscard]] static String ToLine(const LogRecord& record)
+    {
+        return String(ToString(record.level)) + " " + record.logger + ": " + record.text;
+    }
+
     Recorded<LogRecord> records;
 };
 
@@ -48,8 +72,18 @@ private:
 class RecordingLog
 {
 public:
-    explicit RecordingLog(RecordingLogSink::LogLevel level = RecordingLogSink::LogLevel::Trace);
-    ~RecordingLog();
+    explicit RecordingLog(RecordingLogSink::LogLevel level = RecordingLogSink::LogLevel::Trace)
+    {
+        LogManager::SetLevel(level);
+        LogManager::AddSink(sink);
+    }
+
+    ~RecordingLog()
+    {
+        LogManager::RemoveSink(sink);
+        LogManager::SetLevel(previousLevel);
+    }
+
     RecordingLog(const RecordingLog&) = delete;
     RecordingLog& operator=(const RecordingLog&) = delete;
 
@@ -58,7 +92,9 @@ public:
     RecordingLogSink* operator->() const noexcept { return sink.get(); }
 
 private:
-    const RecordingLogSink::LogLevel previousLevel;
+    using LogManager = System::Commons::Diagnostics::Logging::LogManager;
+
+    const RecordingLogSink::LogLevel previousLevel = LogManager::GetLevel();
     const std::shared_ptr<RecordingLogSink> sink = std::make_shared<RecordingLogSink>();
 };
 

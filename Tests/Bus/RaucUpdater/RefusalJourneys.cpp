@@ -154,12 +154,15 @@ std::vector<Journey> Survived()
     const auto badSlot = [](auto& rauc) { rauc->slots[0].Set("boot-status", "bad"); };
     const auto sixteen = [=](auto& rauc)
     {
+        const std::vector<std::pair<String, String>> unfit = {
+            {"boot-status", "bad"}, {"status", "pending"}, {"state", "active"}, {"state", "Inactive"}};
         for (badSlot(rauc); rauc->slots.size() < 16;)
         {
-            const String number = std::to_string(rauc->slots.size());
-            rauc->slots.push_back(ScriptedSlot("rootfs." + number, "X", "inactive")
-                                      .Written("9.0.0." + number)
-                                      .Set("boot-status", number == "7" ? "good" : "bad"));
+            const auto number = rauc->slots.size();
+            const auto& [key, value] = unfit.at(number % unfit.size());
+            const String name = std::to_string(number);
+            auto slot = ScriptedSlot("rootfs." + name, "X", "inactive").Written("9.0.0." + name);
+            rauc->slots.push_back(number == 7 || number == 12 ? slot : slot.Set(key, value));
         }
     };
     const String other = "Incompatible file. System expects 'Controller' but is 'Other'";
@@ -171,10 +174,10 @@ std::vector<Journey> Survived()
                         "info: Installation HasCompleted=true"} +
                   Rebooted() + Confirmed("3.0.0.0"),
          .end = {.revertible = true, .running = "3.0.0.0", .primary = "rootfs.1"}},
-        {.name = "OneGoodSlotOfSixteen",
-         .steps = {Rauc(sixteen), Ask(FileType::Fallback, "9.0.0.7"), Install("9.0.0.7"), Restart()},
-         .story = FellBack("9.0.0.7", "2.0.0.0", "rootfs.0"),
-         .end = {.revertible = true, .running = "9.0.0.7", .primary = "rootfs.7"}},
+        {.name = "FirstGoodSlotByNameOfSixteen",
+         .steps = {Rauc(sixteen), Ask(FileType::Fallback, "9.0.0.12"), Install("9.0.0.12"), Restart()},
+         .story = FellBack("9.0.0.12", "2.0.0.0", "rootfs.0"),
+         .end = {.revertible = true, .running = "9.0.0.12", .primary = "rootfs.12"}},
         {.name = "NoFallbackOnABadSlot",
          .steps = {Rauc(badSlot), Install("1.0.0.0", NotFound)},
          .story = Lines{"SetMessage new ''"} + NoPackage("1.0.0.0")},

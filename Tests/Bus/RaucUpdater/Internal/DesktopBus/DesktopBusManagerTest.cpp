@@ -120,30 +120,5 @@ TEST_F(DesktopBusManagerTest, AFailureIsLoggedAndLeavesTheOutParametersAlone)
                            "provided by any .service files");
 }
 
-TEST_F(DesktopBusManagerTest, TheFirstFittingSlotByNameIsChosen)
-{
-    const auto slot = [](const String& name, const String& state, const String& boot, const String& status)
-    { return ScriptedSlot(name, "X", state).Written("1").Set("boot-status", boot).Set("status", status); };
-    const auto choose = [this](const std::vector<ScriptedSlot>& slots)
-    {
-        rauc->slots = slots;
-        Out booted;
-        Out other;
-        const bool isBooted = manager.GetBootedSlot(booted[0], booted[1], booted[2]);
-        const bool isOther = manager.GetOtherValidSlot(other[0], other[1], other[2]);
-        return (isBooted ? booted[0] : "none") + ", " + (isOther ? other[0] : "none");
-    };
-    ASSERT_TRUE(manager.Open());
-    EXPECT_EQ(choose({slot("a.2", "inactive", "good", "ok"), slot("a.10", "inactive", "good", "ok"),
-                      slot("a.0", "booted", "good", "ok")}),
-              "a.0, a.10");
-    EXPECT_EQ(choose({slot("a.0", "inactive", "bad", "ok"), slot("a.1", "inactive", "good", "pending"),
-                      slot("a.2", "active", "good", "ok"), slot("a.3", "Inactive", "good", "ok")}),
-              "none, none");
-    EXPECT_EQ(choose({ScriptedSlot("a.0", "A", "booted"), ScriptedSlot("a.1", "B", "inactive")}),
-              "a.0, none");
-    EXPECT_EQ(GetErrors(), Lines());
-}
-
 } // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
