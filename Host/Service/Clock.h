@@ -7,6 +7,8 @@
 namespace Zel::Host::Service
 {
 
+constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
+
 /// Returns the system clock's reading in microseconds since 1970 in UTC.
 [[nodiscard]] std::int64_t GetUnixTime();
 

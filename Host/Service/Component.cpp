@@ -12,19 +12,16 @@ using Services::SoftwareUpdate::InstallationState;
 using Services::SoftwareUpdate::ResultCode;
 using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Core::Format;
 
 Component::Component(String id, ComponentEnvironment environment)
     : id(std::move(id)), environment(std::move(environment)),
-      start(this->id, this->environment,
-            {[this](const std::optional<ComponentStart::Delayed>& wanted)
-             {
-                 delayed = wanted;
-                 Initialize();
-             },
-             [this] { OnRestarting(); }}),
+      start(this->id, this->environment, {[this] { Initialize(); }, [this] { OnRestarting(); }}),
       announcementTimer(this->environment.loop, [this] { UpdateStatus(); }),
       refreshTimer(this->environment.loop, [this] { Refresh(false); }),
-      delayTimer(this->environment.loop, [this] { UpdateStatus(); }), worker("UpdateWorker")
+      delayTimer(this->environment.loop, [this] { UpdateStatus(); }),
+      endTimer(this->environment.loop, [this] { this->environment.status->RetryEnd(this->id); }),
+      againTimer(this->environment.loop, [this] { InstallAgain(); }), worker("UpdateWorker")
 {
     UpdateStatus();
 }
@@ -37,6 +34,7 @@ Component::~Component()
 void Component::Start()
 {
     life = Life::Starting;
+    UpdateStatus();
     start.Begin();
 }
 
@@ -100,6 +98,7 @@ void Component::OnInitialized(const std::optional<String>& failure)
 void Component::OnRestarting()
 {
     life = Life::Restarting;
+    UpdateStatus();
     FinishAfterStart();
     environment.started(RequestResult::Done());
 }
@@ -107,12 +106,10 @@ void Component::OnRestarting()
 void Component::OnReady()
 {
     life = Life::Ready;
+    UpdateStatus();
     FinishAfterStart();
     environment.started(RequestResult::Done());
-    if (delayed)
-    {
-        InstallDelayed(*std::exchange(delayed, std::nullopt));
-    }
+    InstallAgain();
 }
 
 void Component::FinishAfterStart()
@@ -123,27 +120,59 @@ void Component::FinishAfterStart()
     }
 }
 
-void Component::InstallDelayed(const ComponentStart::Delayed& installation)
+void Component::InstallAgain()
 {
-    constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
-    const std::int64_t left = (installation.dueTime - GetUnixTime()) / MicrosecondsPerMillisecond;
-    Install({installation.version, false, static_cast<std::uint64_t>(std::max<std::int64_t>(left, 0))},
-            "zel-updated",
-            [this](const RequestResult& result)
+    const auto known = environment.status->GetComponentStatus(id);
+    if (life != Life::Ready || (known && !known->record.IsSuspended()))
+    {
+        return;
+    }
+    againTimer.Arm(RefreshRetry);
+    if (known && !request)
+    {
+        environment.probe(
+            [this, record = known->record](const RaucAnswer& answer)
             {
-                if (!result.IsOk())
+                if (answer.state == RaucState::Resting && life == Life::Ready && !request)
                 {
-                    environment.status->SetMessage(
-                        id, "The delayed installation could not be resumed. " + result.text, false);
+                    InstallAgain(record);
                 }
             });
+    }
+}
+
+void Component::InstallAgain(const ComponentRecord& record)
+{
+    const std::vector<HistoryEntry> entries = GetHistory(1);
+    const HistoryEntry entry = entries.empty() ? HistoryEntry() : entries.front();
+    // A clock that was set back meanwhile must not make the delay longer than it was.
+    const std::int64_t delay = std::max<std::int64_t>(record.dueTime - entry.begun, 0);
+    const std::int64_t left = std::clamp<std::int64_t>(record.dueTime - GetUnixTime(), 0, delay);
+    String version;
+    environment.status->ReadProperty(id, StatusStore::TargetVersionProperty, version);
+    againTimer.Disarm();
+    request =
+        Request{"install", entry.caller, [this](const RequestResult& result) { OnInstalledAgain(result); }};
+    AskToInstall({version.empty() ? entry.to : version, entry.kind == HistoryEntry::Fallback,
+                  static_cast<std::uint64_t>(left / MicrosecondsPerMillisecond)});
+}
+
+void Component::OnInstalledAgain(const RequestResult& result)
+{
+    const auto known = environment.status->GetComponentStatus(id);
+    if (!result.IsOk() && known && known->record.IsSuspended())
+    {
+        const String text = "The installation that waited could not be resumed. " + result.text;
+        environment.status->SetMessage(id, text, false);
+        environment.status->EndInstallation(id, false);
+    }
 }
 
 void Component::Drop(EventLoop::Task done)
 {
     life = Life::Dropping;
     start.Abandon();
-    delayed.reset();
+    againTimer.Disarm();
     dropDone = std::move(done);
     worker.Post(
         [this]
@@ -183,9 +212,10 @@ void Component::OnRaucOwnerChanged(bool owned)
     if (owned)
     {
         Refresh(true);
+        InstallAgain();
     }
     // While an installation waits for its time, RAUC has nothing to do with it.
-    else if (life == Life::Ready && IsInstalling() && snapshot.nextStart == 0)
+    else if (life == Life::Ready && IsInstalling() && snapshot.activity != Activity::Waiting)
     {
         Log(LogLevel::Warning, "RAUC has gone during an installation; how far that came is asked for now.");
         Drop([this] { Start(); });
@@ -202,7 +232,8 @@ void Component::Refresh(bool withFallback)
 void Component::ReadPicture(RaucState state)
 {
     // Later events ask again: the end of the request, of the installation, or the start.
-    const bool allowed = (life == Life::Initialized || life == Life::Ready) && !request && !IsInstalling();
+    const bool allowed =
+        (life == Life::Initialized || life == Life::Ready) && !request && (!IsInstalling() || suspended);
     if (allowed && (state == RaucState::Busy || state == RaucState::Silent))
     {
         refreshTimer.Arm(RefreshRetry);
@@ -211,6 +242,10 @@ void Component::ReadPicture(RaucState state)
     const bool fallback = versions && fallbackWanted;
     // It stays the same as long as the process lives.
     const bool current = snapshot.currentVersion.empty();
+    if (versions && life == Life::Ready)
+    {
+        environment.rested();
+    }
     refreshWanted = refreshWanted && !versions;
     fallbackWanted = fallbackWanted && !fallback;
     worker.Post(
@@ -276,35 +311,105 @@ void Component::UpdateStatus()
         return;
     }
     const ComponentStatus& status = *known;
-    const std::int64_t now = GetUnixTime();
+    const ComponentRecord& record = status.record;
     const bool wasInstalling = snapshot.state == InstallationState::Installing;
-    const bool isInstalling = status.record.state == InstallationState::Installing;
-    const bool wasWaiting = snapshot.nextStart > now;
+    const bool wasWaiting = snapshot.activity == Activity::Waiting;
+    const bool waiting = IsWaiting(record);
+    restartFailed = restartFailed && record.restartOrdered;
+    suspended = record.IsSuspended();
     ComponentSnapshot next = snapshot;
-    next.state = status.record.state;
+    next.activity = FindActivity(record);
+    next.state = waiting ? InstallationState::Installing : record.state;
     next.message = EscapeControlCharacters(status.message);
     next.progress = status.progress;
     next.progressText = EscapeControlCharacters(status.progressText);
-    next.revertible = status.record.revertible && moduleRevertible.value_or(true);
+    next.revertible = record.revertible && moduleRevertible.value_or(true);
     next.lastVerdict = status.lastVerdict;
     next.lastVerdict.version = EscapeControlCharacters(next.lastVerdict.version);
     next.lastVerdict.reason = EscapeControlCharacters(next.lastVerdict.reason);
-    next.nextStart = isInstalling && status.record.dueTime > now ? status.record.dueTime : 0;
-    if (next.nextStart != 0)
+    next.nextStart = waiting ? record.dueTime : 0;
+    if (status.endLost && !endTimer.IsArmed())
     {
-        delayTimer.Arm(std::chrono::microseconds(next.nextStart - now));
+        endTimer.Arm(EndRetry);
     }
     lastAnnouncement = std::chrono::steady_clock::now();
     const bool isNewVerdict = verdictKnown && next.lastVerdict != snapshot.lastVerdict;
     verdictKnown = true;
     Show(next);
-    if (isNewVerdict && verdictHandler)
+    if (isNewVerdict)
     {
-        verdictHandler(snapshot.lastVerdict);
+        OnVerdict();
     }
-    if (wasInstalling && !isInstalling && life == Life::Ready)
+    if (wasInstalling && next.state != InstallationState::Installing && life == Life::Ready)
     {
         OnInstallationEnded(wasWaiting);
+    }
+}
+
+bool Component::IsWaiting(const ComponentRecord& record) const
+{
+    if (record.IsSuspended() || record.dueTime == 0 || record.state != InstallationState::Installing)
+    {
+        return record.IsSuspended();
+    }
+    return startTime ? std::chrono::steady_clock::now() < *startTime : record.dueTime > GetUnixTime();
+}
+
+const String& Component::FindActivity(const ComponentRecord& record) const
+{
+    if (IsWaiting(record))
+    {
+        return Activity::Waiting;
+    }
+    if (record.state != InstallationState::Installing)
+    {
+        return life == Life::Ready ? Activity::None : Activity::Starting;
+    }
+    if (restartFailed)
+    {
+        return Activity::RestartNeeded;
+    }
+    if (life != Life::Ready && life != Life::Restarting)
+    {
+        return Activity::Deciding;
+    }
+    if (record.restartOrdered)
+    {
+        return Activity::Restarting;
+    }
+    return record.begunAsInstallation ? Activity::Installing : Activity::Reverting;
+}
+
+void Component::OnRestartFailed(const String& reason)
+{
+    if (IsInstalling())
+    {
+        restartFailed = true;
+        environment.status->SetMessage(
+            id, Format("Failed to reboot device. The restart must be triggered manually. {0}", reason),
+            false);
+    }
+}
+
+void Component::OnVerdict()
+{
+    const Verdict& verdict = snapshot.lastVerdict;
+    if (verdictHandler)
+    {
+        verdictHandler(verdict);
+    }
+    else
+    {
+        untoldVerdict = verdict;
+    }
+    // After a restart of the device it is the module that notifies.
+    if (verdict.result == HistoryEntry::Failed && life == Life::Ready)
+    {
+        const std::vector<HistoryEntry> entries = GetHistory(1);
+        const bool revert = !entries.empty() && entries.front().kind == HistoryEntry::Revert;
+        environment.failed(revert ? Format("The revert has failed. {0}", verdict.reason)
+                                  : Format("The installation of version '{0}' has failed. {1}",
+                                           verdict.version, verdict.reason));
     }
 }
 
@@ -338,6 +443,10 @@ void Component::SetChangeHandler(ChangeHandler handler)
 void Component::SetVerdictHandler(VerdictHandler handler)
 {
     verdictHandler = std::move(handler);
+    if (verdictHandler && untoldVerdict)
+    {
+        verdictHandler(*std::exchange(untoldVerdict, std::nullopt));
+    }
 }
 
 std::vector<HistoryEntry> Component::GetHistory(std::uint32_t limit) const

@@ -28,8 +28,9 @@ public:
     using InspectionCompletion =
         std::function<void(const RequestResult& result, const Inspection& inspection)>;
 
-    /// After what time the versions are asked for again where RAUC did not rest.
+    /// After what time it is tried again what RAUC or the store did not allow.
     static constexpr std::chrono::seconds RefreshRetry{5};
+    static constexpr std::chrono::seconds EndRetry{1};
     /// The least time between two announcements of messages and progress.
     static constexpr std::chrono::milliseconds AnnouncementInterval{100};
     /// Delays of so many milliseconds and more are refused, as modules count them in 32 bits.
@@ -52,6 +53,9 @@ public:
 
     /// Destroys the module; returns when that is done. Requests that are under way are never answered.
     void Stop();
+
+    /// To be called when the restart of the device could not be ordered.
+    void OnRestartFailed(const String& reason);
 
     /// Requests. `caller` is shown to others who are refused meanwhile. A refused request changed nothing. By
     /// the time of the completion the picture shows what the request did.
@@ -78,7 +82,7 @@ public:
 
     /// Has `handler` called with the names of the properties that changed, after each change of the picture.
     void SetChangeHandler(ChangeHandler handler);
-    /// Has `handler` called with each new verdict.
+    /// Has `handler` called with each new verdict, and with an earlier one that nobody was there for.
     void SetVerdictHandler(VerdictHandler handler);
 
     [[nodiscard]] const String& GetId() const noexcept { return id; }
@@ -132,8 +136,12 @@ private:
                      std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then);
     void LookAt(const std::shared_ptr<DeliveredFile>& file, const RequestResult& delivery,
                 const std::shared_ptr<Inspection>& inspection);
-    void CallOff(const RaucAnswer& answer);
+    void FinishCancel(bool notAsked);
+    /// Ends an installation that RAUC was not asked for.
+    [[nodiscard]] bool CallOff();
+    void AskToInstall(const InstallRequest& installRequest);
     void SetUpcoming(const InstallRequest& installRequest);
+    void FinishRevert(const RequestResult& result);
     /// Returns the version that a revert goes back to, as far as it is known.
     [[nodiscard]] String FindEarlierVersion() const;
     void CallModule(ModuleCall call, Completion then);
@@ -145,12 +153,18 @@ private:
     void OnRestarting();
     void OnReady();
     void FinishAfterStart();
-    void InstallDelayed(const ComponentStart::Delayed& installation);
+    /// Asks the module for a suspended installation, as soon as RAUC rests.
+    void InstallAgain();
+    void InstallAgain(const ComponentRecord& record);
+    void OnInstalledAgain(const RequestResult& result);
     /// Reads versions from the module if RAUC allows that now, or else later.
     void Refresh(bool withFallback);
     void ReadPicture(RaucState state);
     [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
     void UpdateStatus();
+    [[nodiscard]] bool IsWaiting(const ComponentRecord& record) const;
+    [[nodiscard]] const String& FindActivity(const ComponentRecord& record) const;
+    void OnVerdict();
     void OnInstallationEnded(bool whileWaiting);
     void Apply(const ModulePicture& picture);
     void Show(const ComponentSnapshot& next);
@@ -162,13 +176,18 @@ private:
     /// Whether the store answered when it was asked last.
     bool statusKnown = false;
     bool verdictKnown = false;
+    /// Reached when nobody could be told.
+    std::optional<Verdict> untoldVerdict;
+    bool restartFailed = false;
+    bool suspended = false;
+    /// Before this moment the module does not start the installation that waits; not known while none was
+    /// asked of a module.
+    std::optional<std::chrono::steady_clock::time_point> startTime;
     ChangeHandler changeHandler;
     VerdictHandler verdictHandler;
     Life life = Life::Stopped;
     EventLoop::Task dropDone;
     ComponentStart start;
-    /// Asked for again once the module is there.
-    std::optional<ComponentStart::Delayed> delayed;
     std::optional<Request> request;
     /// Ends the request when the module is there again.
     std::optional<RequestResult> resultAfterStart;
@@ -178,6 +197,9 @@ private:
     LoopTimer announcementTimer;
     LoopTimer refreshTimer;
     LoopTimer delayTimer;
+    /// For what the store could not keep, and for what RAUC was too busy.
+    LoopTimer endTimer;
+    LoopTimer againTimer;
     /// Touched on the worker only, and when that has stopped.
     std::unique_ptr<IUpdaterModule> module;
     Worker worker;

@@ -34,9 +34,12 @@ struct ComponentEnvironment
     Completion started;
     /// Told, each time it is found, why a start has to wait.
     std::function<void(const String& reason)> startDelayed;
-    /// Told about an installation that was ended without its module: the version that was to be installed,
-    /// and why.
-    std::function<void(const String& version, const String& reason)> interrupted;
+    /// Told, in words, about an installation or revert that was ended without its module.
+    std::function<void(const String& text)> interrupted;
+    /// Told, in words, about one that its module ended as failed without a restart of the device.
+    std::function<void(const String& text)> failed;
+    /// Told when nothing is being installed and RAUC rests.
+    EventLoop::Task rested;
 };
 
 } // namespace Zel::Host::Service

@@ -59,41 +59,4 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
         });
 }
 
-void Component::Cancel(const String& caller, const Completion& completion)
-{
-    if (!Admit("cancel", caller, completion))
-    {
-        return;
-    }
-    UpdateStatus();
-    if (snapshot.state != InstallationState::Installing || snapshot.nextStart == 0)
-    {
-        Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
-                                      snapshot.state == InstallationState::Installing
-                                          ? "The installation has started already. Let it end, then revert."
-                                          : "There is no installation that waits for its time."));
-        return;
-    }
-    Drop([this] { environment.probe([this](const RaucAnswer& answer) { CallOff(answer); }); });
-}
-
-void Component::CallOff(const RaucAnswer& answer)
-{
-    // Its executor is gone: what RAUC was not asked for by now, it will not be asked for.
-    const StartGuard::Decision decision = start.Decide(answer);
-    const String reason = Format("Called off by {0}.", request->caller);
-    if (decision.action == StartAction::InstallAgain && environment.status->CallOff(id, reason))
-    {
-        environment.status->SetMessage(id, reason, true);
-        resultAfterStart = RequestResult::Done();
-    }
-    else
-    {
-        Finish(RequestResult::Refused(
-            ToString(ResultCode::InvalidState),
-            "The installation may have started meanwhile. Look at the state to see how far it came."));
-    }
-    Start();
-}
-
 } // namespace Zel::Host::Service

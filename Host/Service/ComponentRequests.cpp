@@ -12,6 +12,7 @@ using Services::SoftwareUpdate::InstallationState;
 using Services::SoftwareUpdate::ResultCode;
 using System::Commons::ArgumentException;
 using System::Commons::OutOfMemoryException;
+using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
@@ -68,19 +69,24 @@ void Component::Install(const InstallRequest& installRequest, const String& call
                                              installRequest.version.size(), MaximumVersion)));
         return;
     }
-    WhenRaucRests(
-        [this, installRequest]
-        {
-            SetUpcoming(installRequest);
-            CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
-                       [this](const RequestResult& result) { Finish(result); });
-        });
+    WhenRaucRests([this, installRequest] { AskToInstall(installRequest); });
+}
+
+void Component::AskToInstall(const InstallRequest& installRequest)
+{
+    SetUpcoming(installRequest);
+    CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
+               [this](const RequestResult& result) { Finish(result); });
 }
 
 void Component::SetUpcoming(const InstallRequest& installRequest)
 {
-    constexpr std::int64_t MicrosecondsPerMillisecond = 1000;
     const auto delay = static_cast<std::int64_t>(installRequest.delay);
+    startTime = std::chrono::steady_clock::now() + std::chrono::milliseconds(delay);
+    if (delay > 0)
+    {
+        delayTimer.Arm(std::chrono::milliseconds(delay));
+    }
     const bool fallback = installRequest.fallback;
     const String& offered = fallback ? snapshot.fallbackVersion : snapshot.pendingVersion;
     environment.status->SetUpcoming(id, {request->caller, fallback, snapshot.currentVersion,
@@ -111,8 +117,19 @@ void Component::Revert(const String& caller, const Completion& completion)
                 environment.status->SetUpcoming(
                     id, {request->caller, false, snapshot.currentVersion, FindEarlierVersion(), 0});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
-                           [this](const RequestResult& result) { Finish(result); });
+                           [this](const RequestResult& result) { FinishRevert(result); });
             });
+    }
+}
+
+void Component::FinishRevert(const RequestResult& result)
+{
+    Finish(result);
+    if (!result.IsOk() && IsInstalling() && life == Life::Ready)
+    {
+        // RAUC may have switched the slot all the same.
+        Log(LogLevel::Warning, "The revert has not ended; how far it came is asked for now.");
+        Drop([this] { Start(); });
     }
 }
 
@@ -123,6 +140,67 @@ void Component::Resume(const String& caller, const Completion& completion)
         CallModule([](const ModuleCalls& calls) { return calls.Resume(); },
                    [this](const RequestResult& result) { Finish(result); });
     }
+}
+
+void Component::Cancel(const String& caller, const Completion& completion)
+{
+    if (!Admit("cancel", caller, completion))
+    {
+        return;
+    }
+    UpdateStatus();
+    if (snapshot.activity != Activity::Waiting)
+    {
+        Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
+                                      snapshot.state == InstallationState::Installing
+                                          ? "The installation has started already. Let it end, then revert."
+                                          : "There is no installation that waits for its time."));
+        return;
+    }
+    Drop(
+        [this]
+        {
+            // Its executor is gone: what RAUC was not asked for by now, it will not be asked for.
+            if (suspended || (startTime && std::chrono::steady_clock::now() < *startTime))
+            {
+                FinishCancel(true);
+                return;
+            }
+            environment.probe([this](const RaucAnswer& answer)
+                              { FinishCancel(start.Decide(answer).action == StartAction::InstallAgain); });
+        });
+}
+
+void Component::FinishCancel(bool notAsked)
+{
+    if (notAsked && CallOff())
+    {
+        resultAfterStart = RequestResult::Done();
+    }
+    else
+    {
+        Finish(RequestResult::Refused(
+            ToString(ResultCode::InvalidState),
+            "The installation may have started meanwhile. Look at the state to see how far it came."));
+    }
+    Start();
+}
+
+bool Component::CallOff()
+{
+    const String reason = Format("Called off by {0}.", request->caller);
+    const bool calledOff = environment.status->CallOff(id, reason);
+    if (calledOff)
+    {
+        environment.status->SetMessage(id, reason, true);
+        const std::vector<HistoryEntry> entries = GetHistory(1);
+        if (verdictHandler && !entries.empty())
+        {
+            verdictHandler({HistoryEntry::CalledOff, EscapeControlCharacters(entries.front().to),
+                            EscapeControlCharacters(reason), entries.front().ended});
+        }
+    }
+    return calledOff;
 }
 
 bool Component::Admit(const char* what, const String& caller, const Completion& completion)

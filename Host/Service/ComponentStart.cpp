@@ -9,6 +9,7 @@ namespace Zel::Host::Service
 
 using Services::SoftwareUpdate::InstallationState;
 using System::Commons::Diagnostics::Logging::LogLevel;
+using System::Core::Format;
 
 ComponentStart::ComponentStart(const String& componentId, const ComponentEnvironment& environment,
                                Handlers handlers)
@@ -34,7 +35,7 @@ void ComponentStart::Check()
 {
     if (!IsInstalling())
     {
-        Initialize({});
+        Initialize();
         return;
     }
     environment.probe(
@@ -81,7 +82,7 @@ void ComponentStart::Follow(const StartGuard::Decision& decision)
     {
     case StartAction::Initialize:
         environment.status->AddStep(componentId, "Restarted");
-        Initialize({});
+        Initialize();
         break;
     case StartAction::Wait:
         Wait(decision.reason);
@@ -100,7 +101,7 @@ void ComponentStart::Follow(const StartGuard::Decision& decision)
 
 void ComponentStart::Wait(const String& reason)
 {
-    environment.status->SetMessage(componentId, reason, false);
+    Show(reason);
     checkTimer.Arm(CheckInterval);
     environment.startDelayed(reason);
 }
@@ -117,42 +118,49 @@ void ComponentStart::Restart(const String& reason)
 void ComponentStart::EndAsFailed(const String& reason)
 {
     const String version = ReadTargetVersion();
+    const auto status = environment.status->GetComponentStatus(componentId);
     Log(LogLevel::Error, "{0} It has failed.", reason);
     environment.status->SetMessage(componentId, reason, false);
+    hasShown = false;
     environment.status->EndInstallation(componentId, false);
-    if (IsInstalling())
+    if (!status || IsInstalling())
     {
         // The store could not keep the end, and a module would decide what it must not.
         checkTimer.Arm(CheckInterval);
         return;
     }
-    environment.interrupted(version, reason);
-    Initialize({});
+    environment.interrupted(status->record.begunAsInstallation
+                                ? Format("The installation of version '{0}' has failed. {1}", version, reason)
+                                : Format("The revert has failed. {0}", reason));
+    Initialize();
 }
 
 void ComponentStart::InstallAgain(const String& reason)
 {
-    const String version = ReadTargetVersion();
-    if (version.empty())
-    {
-        EndAsFailed(reason);
-        return;
-    }
-    const auto status = environment.status->GetComponentStatus(componentId);
-    if (!status || !environment.status->CallOff(componentId, reason))
+    if (!environment.status->Suspend(componentId))
     {
         checkTimer.Arm(CheckInterval);
         return;
     }
-    Log(LogLevel::Warning, "{0} Version {1} is going to be asked for again.", reason, version);
-    environment.status->SetMessage(componentId, reason, false);
-    Initialize(Delayed{version, status->record.dueTime});
+    Log(LogLevel::Warning, "{0} It is asked for again.", reason);
+    Show(reason);
+    Initialize();
 }
 
-void ComponentStart::Initialize(const std::optional<Delayed>& delayed)
+void ComponentStart::Show(const String& message)
 {
+    hasShown = true;
+    environment.status->SetMessage(componentId, message, false);
+}
+
+void ComponentStart::Initialize()
+{
+    if (std::exchange(hasShown, false))
+    {
+        environment.status->SetMessage(componentId, "", false);
+    }
     underWay = false;
-    handlers.initialize(delayed);
+    handlers.initialize();
 }
 
 String ComponentStart::ReadTargetVersion() const

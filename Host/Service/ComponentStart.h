@@ -20,18 +20,10 @@ namespace Zel::Host::Service
 class ComponentStart : private System::Commons::Diagnostics::Logging::Loggable<ComponentStart>
 {
 public:
-    /// An installation that is to be asked for again once the module is there.
-    struct Delayed
-    {
-        String version;
-        /// Microseconds since 1970 in UTC.
-        std::int64_t dueTime = 0;
-    };
-
     struct Handlers
     {
         /// The module is to be initialized.
-        std::function<void(const std::optional<Delayed>& delayed)> initialize;
+        EventLoop::Task initialize;
         /// A restart of the device was ordered, the module stays away.
         EventLoop::Task restarting;
     };
@@ -60,13 +52,16 @@ private:
     void Restart(const String& reason);
     void EndAsFailed(const String& reason);
     void InstallAgain(const String& reason);
-    void Initialize(const std::optional<Delayed>& delayed);
+    void Initialize();
+    /// Shows `message` at once, and `Initialize` takes it back.
+    void Show(const String& message);
     [[nodiscard]] String ReadTargetVersion() const;
 
     const String& componentId;
     const ComponentEnvironment& environment;
     const Handlers handlers;
     bool underWay = false;
+    bool hasShown = false;
     std::chrono::steady_clock::time_point deadline;
     LoopTimer checkTimer;
 };

@@ -15,7 +15,7 @@ using System::Core::Format;
 
 DatabaseException::~DatabaseException() = default;
 
-DamagedDatabaseException::~DamagedDatabaseException() = default;
+UnusableDatabaseException::~UnusableDatabaseException() = default;
 
 void Database::Close::operator()(sqlite3* closed) const noexcept
 {
@@ -56,7 +56,7 @@ void Database::Check()
     Statement check = Prepare("PRAGMA integrity_check(1)");
     if (const String verdict = check.Step() ? check.GetText(0) : "no answer"; verdict != "ok")
     {
-        throw DamagedDatabaseException(Format("The database '{0}' is damaged: {1}", path, verdict));
+        throw UnusableDatabaseException(Format("The database '{0}' is damaged: {1}", path, verdict));
     }
 }
 
@@ -80,9 +80,11 @@ void Database::Throw(const char* action) const
     const char* text = handle ? sqlite3_errmsg(handle.get()) : sqlite3_errstr(code);
     if (code == SQLITE_CORRUPT || code == SQLITE_NOTADB)
     {
-        throw DamagedDatabaseException(Format("The database '{0}' is damaged: {1}", path, text));
+        throw UnusableDatabaseException(Format("The database '{0}' is damaged: {1}", path, text));
     }
-    throw DatabaseException(Format("Failed to {0} the database '{1}': {2}", action, path, text));
+    const bool full = code == SQLITE_FULL || code == SQLITE_IOERR;
+    throw DatabaseException(Format("Failed to {0} the database '{1}': {2}{3}", action, path, text,
+                                   full ? " (is its file system full?)" : ""));
 }
 
 Database::Statement::Statement(Database& database, const char* text) : database(&database)

@@ -25,16 +25,16 @@ public:
     DatabaseException& operator=(DatabaseException&&) = default;
 };
 
-/// The file is no database, or is damaged.
-class DamagedDatabaseException : public DatabaseException
+/// The file is no database, is damaged, or holds what this program cannot read.
+class UnusableDatabaseException : public DatabaseException
 {
 public:
     using DatabaseException::DatabaseException;
-    ~DamagedDatabaseException() override;
-    DamagedDatabaseException(const DamagedDatabaseException&) = default;
-    DamagedDatabaseException(DamagedDatabaseException&&) = default;
-    DamagedDatabaseException& operator=(const DamagedDatabaseException&) = default;
-    DamagedDatabaseException& operator=(DamagedDatabaseException&&) = default;
+    ~UnusableDatabaseException() override;
+    UnusableDatabaseException(const UnusableDatabaseException&) = default;
+    UnusableDatabaseException(UnusableDatabaseException&&) = default;
+    UnusableDatabaseException& operator=(const UnusableDatabaseException&) = default;
+    UnusableDatabaseException& operator=(UnusableDatabaseException&&) = default;
 };
 
 /// One SQLite file: durable at each commit. Not thread-safe. Every failure throws `DatabaseException`.
@@ -89,7 +89,7 @@ public:
     };
 
     /// Opens the file at `path`, and creates it with mode 0600 where there is none. All of it is checked:
-    /// throws `DamagedDatabaseException` for a damaged one.
+    /// throws `UnusableDatabaseException` for a damaged one.
     explicit Database(const String& path);
 
     [[nodiscard]] Statement Prepare(const char* text);

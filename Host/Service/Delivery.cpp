@@ -32,7 +32,9 @@ namespace
 {
 
 constexpr std::uint64_t PieceSize = std::uint64_t{8} * 1024 * 1024; // bytes between two orders to write back
-constexpr std::size_t BufferSize = std::size_t{1024} * 1024;        // bytes
+/// What a bundle leaves free, in bytes: the status store needs it to keep how the installation ends.
+constexpr std::uint64_t Reserve = std::uint64_t{4} * 1024 * 1024;
+constexpr std::size_t BufferSize = std::size_t{1024} * 1024; // bytes
 
 [[noreturn]] void Refuse(const char* reason)
 {
@@ -182,10 +184,11 @@ void Delivery::CheckRoom(std::uint64_t size) const
         throw IoException("determine the free space of", folder, errno);
     }
     const std::uint64_t available = std::uint64_t{status.f_bavail} * status.f_frsize;
-    if (size > available)
+    if (size + Reserve > available)
     {
-        throw OutOfMemoryException(Format("The bundle has {0} bytes, and only {1} bytes are free in '{2}'.",
-                                          size, available, folder));
+        throw OutOfMemoryException(Format(
+            "The bundle has {0} bytes, and only {1} bytes are free in '{2}', of which {3} have to stay free.",
+            size, available, folder, Reserve));
     }
 }
 

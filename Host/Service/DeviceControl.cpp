@@ -76,6 +76,8 @@ DeviceControl::~DeviceControl() = default;
 
 void DeviceControl::RestartDevice()
 {
+    // Before anything can take the device down.
+    handlers.ordered();
     if (!command.empty())
     {
         StartCommand();
@@ -85,11 +87,7 @@ void DeviceControl::RestartDevice()
         [this]
         {
             Log(LogLevel::Info, "Asking logind for a restart of the device.");
-            TellOrdered();
-            if (handlers.askLogind)
-            {
-                handlers.askLogind();
-            }
+            handlers.askLogind();
         });
 }
 
@@ -107,20 +105,8 @@ void DeviceControl::StartCommand()
             });
         return;
     }
-    loop.Post(
-        [this, child]
-        {
-            TellOrdered();
-            loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); });
-        });
-}
-
-void DeviceControl::TellOrdered() const
-{
-    if (handlers.ordered)
-    {
-        handlers.ordered();
-    }
+    loop.Post([this, child]
+              { loop.ReapChild(child, [this](int waitStatus) { OnCommandEnded(waitStatus); }); });
 }
 
 String DeviceControl::FindObstacle() const
@@ -157,10 +143,7 @@ void DeviceControl::OnCommandEnded(int waitStatus) const
 void DeviceControl::ReportFailure(const String& reason) const
 {
     Log(LogLevel::Error, "The device could not be restarted. {0}", reason);
-    if (handlers.failed)
-    {
-        handlers.failed(reason);
-    }
+    handlers.failed(reason);
 }
 
 } // namespace Zel::Host::Service

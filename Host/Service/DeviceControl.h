@@ -21,14 +21,13 @@ public:
     /// Takes the reason.
     using FailureHandler = std::function<void(const String& reason)>;
 
-    /// What is called on the loop's thread; each may be empty.
     struct Handlers
     {
-        /// Before a restart by logind is asked for, and after a command was started.
+        /// Called before anything is done, on the thread that wants the restart.
         Task ordered;
-        /// After a failure, which was logged at error level.
+        /// Called on the loop's thread after a failure, which was logged at error level.
         FailureHandler failed;
-        /// Asks logind; used without a command.
+        /// Asks logind, on the loop's thread; used without a command.
         Task askLogind;
     };
 
@@ -49,7 +48,6 @@ public:
 private:
     /// Starts the command at once, on any thread, so that it runs even when the loop is about to end.
     void StartCommand();
-    void TellOrdered() const;
     void OnCommandEnded(int waitStatus) const;
 
     EventLoop& loop;

@@ -16,6 +16,7 @@ class Notifications : public System::Nm::INotificationSink,
 {
 public:
     /// Notifications of the service itself.
+    inline static const String Failed = "Zel.SoftwareUpdate.Installation.Failed";
     inline static const String Interrupted = "Zel.SoftwareUpdate.Installation.Interrupted";
     inline static const String SlotActivated = "Zel.SoftwareUpdate.Slot.ActivatedByOthers";
     inline static const String StoreSetAside = "Zel.SoftwareUpdate.StatusStore.SetAside";

@@ -108,6 +108,7 @@ Beginning PersistentUpdaterStatus::MakeBeginning(const String& componentId, bool
     const std::lock_guard lock(mutex);
     Volatile& shown = GetVolatile(componentId);
     shown.step.clear();
+    shown.lostEnd.reset();
     const Upcoming upcoming = std::exchange(shown.upcoming, {});
     Beginning beginning;
     beginning.installation = installation;
@@ -140,29 +141,53 @@ String PersistentUpdaterStatus::JudgeFailure(const ComponentRecord& record)
     const std::lock_guard lock(mutex);
     const bool restarted = record.bootId != bootId;
     const bool known = !record.bootSlot.empty() && !bootSlot.empty();
-    // An installation leaves the slot that it was begun in, a revert goes back to the other one.
-    const bool switchedBack = (record.bootSlot == bootSlot) == record.begunAsInstallation;
+    // An installation leaves the slot that it was begun in, when it comes to a restart; a revert goes back to
+    // the other one.
+    const bool switchedBack = record.begunAsInstallation
+                                  ? record.restartOrdered && record.bootSlot == bootSlot
+                                  : record.bootSlot != bootSlot;
     return restarted && known && switchedBack ? HistoryEntry::SwitchedBack : HistoryEntry::Failed;
 }
 
 void PersistentUpdaterStatus::EndInstallation(const String& componentId, bool success)
 {
-    const String reason = success ? String() : GetMessage(componentId);
-    bool ended = false;
-    if (TryStore("EndInstallation",
-                 [&]
-                 {
-                     const String result =
-                         success ? HistoryEntry::Succeeded : JudgeFailure(store->GetComponent(componentId));
-                     ended = store->End(componentId, success, result, reason);
-                 }))
+    End(componentId, {success, success ? String() : GetMessage(componentId)});
+}
+
+void PersistentUpdaterStatus::RetryEnd(const String& componentId)
+{
+    std::optional<Ending> ending;
     {
-        if (!ended)
-        {
-            Log(LogLevel::Warning, "No installation of '{0}' is running that could end.", componentId);
-        }
-        NotifyChange(componentId);
+        const std::lock_guard lock(mutex);
+        ending = GetVolatile(componentId).lostEnd;
     }
+    if (ending)
+    {
+        End(componentId, *ending);
+    }
+}
+
+void PersistentUpdaterStatus::End(const String& componentId, const Ending& ending)
+{
+    bool ended = false;
+    const bool stored = TryStore("EndInstallation",
+                                 [&]
+                                 {
+                                     const String result =
+                                         ending.success ? HistoryEntry::Succeeded
+                                                        : JudgeFailure(store->GetComponent(componentId));
+                                     ended = store->End(componentId, ending.success, result, ending.reason);
+                                 });
+    if (stored && !ended)
+    {
+        Log(LogLevel::Warning, "No installation of '{0}' is running that could end.", componentId);
+    }
+    {
+        const std::lock_guard lock(mutex);
+        auto& lostEnd = GetVolatile(componentId).lostEnd;
+        lostEnd = stored ? std::nullopt : std::optional(ending);
+    }
+    NotifyChange(componentId);
 }
 
 bool PersistentUpdaterStatus::ResumeInstallation(const String& componentId)
@@ -238,6 +263,12 @@ void PersistentUpdaterStatus::AddStep(const String& componentId, const String& t
     static_cast<void>(TryStore("AddStep", [&] { store->AddStep(componentId, text); }));
 }
 
+void PersistentUpdaterStatus::AddRestart(const String& componentId)
+{
+    static_cast<void>(TryStore("AddRestart", [&] { store->AddRestart(componentId); }));
+    NotifyChange(componentId);
+}
+
 std::vector<HistoryEntry> PersistentUpdaterStatus::GetHistory(const String& componentId, std::uint32_t limit)
 {
     std::vector<HistoryEntry> entries;
@@ -251,6 +282,12 @@ bool PersistentUpdaterStatus::CallOff(const String& componentId, const String& r
     const bool stored = TryStore("CallOff", [&] { calledOff = store->CallOff(componentId, reason); });
     NotifyChange(componentId);
     return stored && calledOff;
+}
+
+bool PersistentUpdaterStatus::Suspend(const String& componentId)
+{
+    bool suspended = false;
+    return TryStore("Suspend", [&] { suspended = store->Suspend(componentId); }) && suspended;
 }
 
 std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const String& componentId)
@@ -270,6 +307,7 @@ std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const
     status.message = shown.message;
     status.progress = shown.progress;
     status.progressText = shown.progressText;
+    status.endLost = shown.lostEnd.has_value();
     return status;
 }
 

@@ -25,6 +25,8 @@ struct ComponentStatus
     int progress = 0;
     String progressText;
     Verdict lastVerdict;
+    /// Whether the store could not keep the end of what is running.
+    bool endLost = false;
 };
 
 /// The status store as the modules see it: state and properties in the store, messages, progress and
@@ -80,6 +82,8 @@ public:
 
     /// Adds a step to the history of what is running.
     void AddStep(const String& componentId, const String& text);
+    /// Notes, durably, that the restart is ordered which ends what is running.
+    void AddRestart(const String& componentId);
     /// Returns the latest entries, the newest one first; none (logged) when they cannot be read.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::uint32_t limit);
 
@@ -87,12 +91,25 @@ public:
     /// for; false from any other state, and where the store fails.
     [[nodiscard]] bool CallOff(const String& componentId, const String& reason);
 
+    /// Suspends an installation that waits for its time; false when none does, and where the store fails.
+    [[nodiscard]] bool Suspend(const String& componentId);
+
+    /// Ends what is running, when the store could not keep its end.
+    void RetryEnd(const String& componentId);
+
     /// Returns what is shown; nothing (logged) when the record cannot be read.
     [[nodiscard]] std::optional<ComponentStatus> GetComponentStatus(const String& componentId);
 
     [[nodiscard]] const String& GetBootId() const noexcept { return bootId; }
 
 private:
+    struct Ending
+    {
+        bool success = false;
+        /// Why not.
+        String reason;
+    };
+
     /// What is known of a component in memory only.
     struct Volatile
     {
@@ -102,6 +119,7 @@ private:
         Upcoming upcoming;
         /// The last one that was added to the history.
         String step;
+        std::optional<Ending> lostEnd;
         std::map<String, String> properties;
     };
 
@@ -112,6 +130,7 @@ private:
     [[nodiscard]] String GetMessage(const String& componentId);
     [[nodiscard]] Beginning MakeBeginning(const String& componentId, bool installation);
     [[nodiscard]] String JudgeFailure(const ComponentRecord& record);
+    void End(const String& componentId, const Ending& ending);
     void NotifyChange(const String& componentId) const;
 
     const std::shared_ptr<StatusStore> store;

@@ -1,9 +1,12 @@
 #include "Service/StartGuard.h"
 
+#include "Zel/System/Core/Format.h"
+
 namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
+using System::Core::Format;
 
 namespace
 {
@@ -15,12 +18,6 @@ bool IsSwitched(const StartFacts& facts)
     const String& primarySlot = facts.rauc.primarySlot;
     const bool known = !primarySlot.empty() && !facts.installerSlot.empty();
     return known && (primarySlot == facts.installerSlot) != facts.record.begunAsInstallation;
-}
-
-/// Whether RAUC was not asked for anything yet, because the installation's time has not come.
-bool IsWaitingForItsTime(const StartFacts& facts)
-{
-    return facts.record.dueTime > facts.now && !IsSwitched(facts);
 }
 
 /// Whether RAUC did not tell which slot it boots next, and still has time to.
@@ -55,33 +52,55 @@ StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
     {
         return {StartAction::Wait, "RAUC has to tell which slot was booted."};
     }
-    if (IsWaitingForItsTime(facts))
+    const ComponentRecord& record = facts.record;
+    const bool known = !record.bootSlot.empty() && !facts.rauc.bootSlot.empty();
+    const bool sameSlot = known && record.bootSlot == facts.rauc.bootSlot;
+    if (record.dueTime != 0 && (sameSlot || (!known && !IsSwitched(facts))))
     {
         return {StartAction::InstallAgain, "The device was restarted while the installation waited."};
+    }
+    if (sameSlot && !record.begunAsInstallation)
+    {
+        return {StartAction::EndAsFailed, "The device has booted the slot again that it was to leave."};
+    }
+    if (sameSlot && !record.restartOrdered)
+    {
+        return {StartAction::EndAsFailed,
+                "The device was restarted before RAUC had reported the end of the installation."};
     }
     return {StartAction::Initialize, ""};
 }
 
 StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
 {
+    const bool waited = facts.record.dueTime != 0;
+    const Decision installAgain = {StartAction::InstallAgain,
+                                   "The service was started again while the installation waited."};
+    if (waited && facts.record.dueTime > facts.now)
+    {
+        // Whatever RAUC does, it does for somebody else.
+        return installAgain;
+    }
+    const String what = facts.record.begunAsInstallation ? "installation" : "revert";
     if (facts.rauc.state == RaucState::Busy)
     {
-        return {StartAction::Wait, "RAUC goes on with the installation."};
+        return {StartAction::Wait, Format("RAUC goes on with the {0}.", what)};
     }
     // RAUC may have switched the slot before it went, so that nothing but its own word counts.
     if (facts.rauc.state != RaucState::Resting || MayAnswerLater(facts))
     {
-        return {StartAction::Wait, "RAUC has to tell how far the installation came."};
+        return {StartAction::Wait, Format("RAUC has to tell how far the {0} came.", what)};
     }
     if (IsSwitched(facts))
     {
-        return {StartAction::Restart, "The installation is complete, and the device was not restarted yet."};
+        return {StartAction::Restart,
+                Format("The {0} is complete, and the device was not restarted yet.", what)};
     }
-    if (IsWaitingForItsTime(facts))
+    if (waited)
     {
-        return {StartAction::InstallAgain, "The service was started again while the installation waited."};
+        return installAgain;
     }
-    return {StartAction::EndAsFailed, "The installation was interrupted, and RAUC did not complete it."};
+    return {StartAction::EndAsFailed, Format("The {0} was interrupted, and RAUC did not complete it.", what)};
 }
 
 } // namespace Zel::Host::Service

@@ -36,7 +36,7 @@ enum class StartAction
     Restart,
     /// The installation ends as failed, then the module is initialized.
     EndAsFailed,
-    /// RAUC was not asked for anything yet: the installation is called off, the module is initialized and
+    /// RAUC was not asked for anything yet: the installation is suspended, the module is initialized and
     /// asked for it again.
     InstallAgain
 };

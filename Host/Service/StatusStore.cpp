@@ -59,9 +59,9 @@ std::unique_ptr<Database> StatusStore::Open(const String& path, String& damage)
     {
         return open();
     }
-    catch (const DamagedDatabaseException& exception)
+    catch (const UnusableDatabaseException& exception)
     {
-        damage = Format("{0} It is kept as '{1}', and an empty one took its place.", exception.GetMessage(),
+        damage = Format("{0}. It is kept as '{1}', and an empty one took its place.", exception.GetMessage(),
                         SetAside(path));
         return open();
     }
@@ -86,8 +86,8 @@ ComponentRecord StatusStore::GetComponent(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement query =
-        database->Prepare("SELECT state, revertible, begun_as_installation, prepared, "
-                          "boot_id, boot_slot, due_time FROM component WHERE key = ?");
+        database->Prepare("SELECT state, revertible, begun_as_installation, prepared, boot_id, boot_slot, "
+                          "due_time, restart_ordered FROM component WHERE key = ?");
     ComponentRecord record;
     if (query.Bind(GetComponentKey(componentId)).Step())
     {
@@ -98,6 +98,7 @@ ComponentRecord StatusStore::GetComponent(const String& componentId)
         record.bootId = query.GetText(4);
         record.bootSlot = query.GetText(5);
         record.dueTime = query.GetInteger(6);
+        record.restartOrdered = query.GetInteger(7) != 0;
     }
     return record;
 }
@@ -109,7 +110,8 @@ bool StatusStore::Begin(const String& componentId, const Beginning& beginning)
     const std::int64_t component = GetComponentKey(componentId);
     Database::Statement change =
         database->Prepare("UPDATE component SET state = 1, begun_as_installation = ?, prepared = ?, "
-                          "boot_id = ?, boot_slot = ?, due_time = ? WHERE key = ? AND state = 0");
+                          "boot_id = ?, boot_slot = ?, due_time = ?, restart_ordered = 0 "
+                          "WHERE key = ? AND state = 0");
     change.Bind(std::int64_t{beginning.installation}).Bind(std::int64_t{!beginning.installation});
     change.Bind(beginning.bootId).Bind(beginning.bootSlot);
     const bool changed =
@@ -122,16 +124,18 @@ bool StatusStore::Begin(const String& componentId, const Beginning& beginning)
     return changed;
 }
 
-bool StatusStore::End(const String& componentId, bool succeeded, const String& result, const String& reason)
+bool StatusStore::Finish(const String& componentId, InstallationState state, const String& result,
+                         const String& reason)
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
-    const auto state = succeeded ? InstallationState::Idle : InstallationState::Failed;
-    Database::Statement change =
-        database->Prepare("UPDATE component SET state = ?, revertible = revertible OR begun_as_installation, "
-                          "prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
-    const bool changed = change.Bind(static_cast<std::int64_t>(state)).Bind(component).Run() == 1;
+    // What was called off changed nothing that could be reverted.
+    Database::Statement change = database->Prepare(
+        "UPDATE component SET state = ?, revertible = revertible OR (begun_as_installation AND ?), "
+        "prepared = 0, due_time = 0 WHERE key = ? AND (state = 1 OR (state = 0 AND due_time <> 0))");
+    change.Bind(static_cast<std::int64_t>(state)).Bind(std::int64_t{result != HistoryEntry::CalledOff});
+    const bool changed = change.Bind(component).Run() == 1;
     if (changed)
     {
         EndEntry(component, result, reason);
@@ -140,28 +144,31 @@ bool StatusStore::End(const String& componentId, bool succeeded, const String& r
     return changed;
 }
 
+bool StatusStore::End(const String& componentId, bool succeeded, const String& result, const String& reason)
+{
+    return Finish(componentId, succeeded ? InstallationState::Idle : InstallationState::Failed, result,
+                  reason);
+}
+
+bool StatusStore::CallOff(const String& componentId, const String& reason)
+{
+    return Finish(componentId, InstallationState::Idle, HistoryEntry::CalledOff, reason);
+}
+
+bool StatusStore::Suspend(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    Database::Statement change = database->Prepare(
+        "UPDATE component SET state = 0, prepared = 0 WHERE key = ? AND state = 1 AND due_time <> 0");
+    return change.Bind(GetComponentKey(componentId)).Run() == 1;
+}
+
 bool StatusStore::Resume(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change =
         database->Prepare("UPDATE component SET state = 0 WHERE key = ? AND state = 2");
     return change.Bind(GetComponentKey(componentId)).Run() == 1;
-}
-
-bool StatusStore::CallOff(const String& componentId, const String& reason)
-{
-    const std::lock_guard lock(mutex);
-    Database::Transaction transaction(*database);
-    const std::int64_t component = GetComponentKey(componentId);
-    Database::Statement change = database->Prepare(
-        "UPDATE component SET state = 0, prepared = 0, due_time = 0 WHERE key = ? AND state = 1");
-    const bool changed = change.Bind(component).Run() == 1;
-    if (changed)
-    {
-        EndEntry(component, HistoryEntry::CalledOff, reason);
-    }
-    transaction.Commit();
-    return changed;
 }
 
 void StatusStore::SetPrepared(const String& componentId)

@@ -31,8 +31,14 @@ struct ComponentRecord
     /// that was not known.
     String bootId;
     String bootSlot;
-    /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 without a delay.
+    /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 without a delay, and as soon
+    /// as RAUC has begun.
     std::int64_t dueTime = 0;
+    /// Whether the restart was ordered that ends what is running.
+    bool restartOrdered = false;
+
+    /// Whether an installation waits for its time that no module knows of: one has to be asked for it again.
+    [[nodiscard]] bool IsSuspended() const { return state == State::Idle && dueTime != 0; }
 };
 
 /// What is known of an installation or a revert when it begins.
@@ -84,31 +90,37 @@ public:
     static constexpr std::int64_t MaximumEntries = 200;
     static constexpr std::int64_t MaximumSteps = 100;
 
+    inline static const String RestartOrderedStep = "Restart ordered";
+
     /// Opens or creates the file in `folder`, which is created with mode 0700, and given that mode, if need
-    /// be. A damaged file is renamed, and the store begins empty. Throws `IoException` where the folder
-    /// cannot be had, `DatabaseException` for a file of a newer service.
+    /// be. A file that is damaged, or that a newer service wrote in a way that this one cannot read, is
+    /// renamed, and the store begins empty. Throws `IoException` where the folder cannot be had.
     explicit StatusStore(const String& folder);
 
-    /// Says what was damaged and where it is now; empty where nothing was.
+    /// Says why a file was set aside and where it is now; empty where none was.
     [[nodiscard]] const String& GetDamage() const noexcept { return damage; }
 
     [[nodiscard]] ComponentRecord GetComponent(const String& componentId);
 
-    /// Takes the state from idle to installing, and begins an entry of the history; false, nothing changed,
-    /// from any other state. A revert counts as prepared, because its slot was recorded by the installation.
+    /// Takes the state from idle to installing, and begins an entry of the history, or goes on with that of a
+    /// suspended installation; false, nothing changed, from any other state. A revert counts as prepared,
+    /// because its slot was recorded by the installation.
     [[nodiscard]] bool Begin(const String& componentId, const Beginning& beginning);
 
-    /// Takes the state from installing to idle for a success and to failed otherwise, and ends the entry of
-    /// the history with the result. False, nothing changed, from any other state.
+    /// Takes the state from installing, or suspended, to idle for a success and to failed otherwise, and ends
+    /// the entry of the history with the result. False, nothing changed, from any other state.
     [[nodiscard]] bool End(const String& componentId, bool succeeded, const String& result,
                            const String& reason);
 
     /// Takes the state from failed to idle; false, nothing changed, from any other state.
     [[nodiscard]] bool Resume(const String& componentId);
 
-    /// Takes the state from installing to idle without a verdict, for what RAUC was not asked for; false,
-    /// nothing changed, from any other state.
+    /// Takes the state from installing, or suspended, to idle without a verdict, for what RAUC was not asked
+    /// for; false, nothing changed, from any other state.
     [[nodiscard]] bool CallOff(const String& componentId, const String& reason);
+
+    /// Suspends an installation that waits for its time; false, nothing changed, when none does.
+    [[nodiscard]] bool Suspend(const String& componentId);
 
     /// Marks what is running as prepared; does nothing in any other state.
     void SetPrepared(const String& componentId);
@@ -122,8 +134,10 @@ public:
     /// Returns the latest notifications, the newest one first.
     [[nodiscard]] std::vector<Notification> GetNotifications(std::int64_t limit);
 
-    /// Adds to what is running; does nothing when nothing is.
+    /// Adds to what is running, which waits no longer then; does nothing when nothing is.
     void AddStep(const String& componentId, const String& text);
+    /// Adds the step that the restart is ordered.
+    void AddRestart(const String& componentId);
     /// Returns the latest entries, the newest one first.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::int64_t limit);
     [[nodiscard]] Verdict GetLastVerdict(const String& componentId);
@@ -131,7 +145,10 @@ public:
 private:
     [[nodiscard]] static std::unique_ptr<Database> Open(const String& path, String& damage);
     [[nodiscard]] std::int64_t GetComponentKey(const String& componentId);
+    [[nodiscard]] bool Finish(const String& componentId, ComponentRecord::State state, const String& result,
+                              const String& reason);
     /// The following belong to a transaction of the caller's.
+    void InsertStep(std::int64_t component, const String& text);
     void BeginEntry(std::int64_t component, const Beginning& beginning);
     void EndEntry(std::int64_t component, const String& result, const String& reason);
     [[nodiscard]] std::vector<HistoryEntry::Step> GetSteps(std::int64_t entry);

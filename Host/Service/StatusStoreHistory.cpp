@@ -6,6 +6,12 @@ namespace Zel::Host::Service
 
 void StatusStore::BeginEntry(std::int64_t component, const Beginning& beginning)
 {
+    // A suspended installation goes on.
+    Database::Statement open = database->Prepare("SELECT 1 FROM history WHERE component = ? AND ended = 0");
+    if (open.Bind(component).Step())
+    {
+        return;
+    }
     Database::Statement insertion =
         database->Prepare("INSERT INTO history (component, kind, caller, from_version, to_version, begun) "
                           "VALUES (?, ?, ?, ?, ?, ?)");
@@ -29,13 +35,34 @@ WHERE component = ?1 AND ended = 0)");
     change.Bind(HistoryEntry::Revert).Bind(TargetVersionProperty).Run();
 }
 
-void StatusStore::AddStep(const String& componentId, const String& text)
+void StatusStore::InsertStep(std::int64_t component, const String& text)
 {
-    const std::lock_guard lock(mutex);
     Database::Statement insertion = database->Prepare(R"(
 INSERT INTO step (entry, time, text) SELECT key, ?2, ?3 FROM history
 WHERE component = ?1 AND ended = 0 AND (SELECT count(*) FROM step WHERE entry = history.key) < ?4)");
-    insertion.Bind(GetComponentKey(componentId)).Bind(GetUnixTime()).Bind(text).Bind(MaximumSteps).Run();
+    insertion.Bind(component).Bind(GetUnixTime()).Bind(text).Bind(MaximumSteps).Run();
+}
+
+void StatusStore::AddStep(const String& componentId, const String& text)
+{
+    const std::lock_guard lock(mutex);
+    Database::Transaction transaction(*database);
+    const std::int64_t component = GetComponentKey(componentId);
+    InsertStep(component, text);
+    database->Prepare("UPDATE component SET due_time = 0 WHERE key = ? AND state = 1").Bind(component).Run();
+    transaction.Commit();
+}
+
+void StatusStore::AddRestart(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    Database::Transaction transaction(*database);
+    const std::int64_t component = GetComponentKey(componentId);
+    InsertStep(component, RestartOrderedStep);
+    database->Prepare("UPDATE component SET due_time = 0, restart_ordered = 1 WHERE key = ? AND state = 1")
+        .Bind(component)
+        .Run();
+    transaction.Commit();
 }
 
 std::vector<HistoryEntry> StatusStore::GetHistory(const String& componentId, std::int64_t limit)

@@ -85,30 +85,48 @@ INSERT INTO history (component, kind, caller, from_version, to_version, begun, e
 DROP TABLE verdict;
 )";
 
-constexpr std::array Editions = {FirstEdition, SecondEdition};
+constexpr const char* ThirdEdition = R"(
+ALTER TABLE component ADD COLUMN restart_ordered INTEGER NOT NULL DEFAULT 0;
+)";
+
+/// The slots of a device share one file, and after a switch back an older service meets a newer one's: from
+/// the third edition on an edition only adds what has a default, so that services of the oldest readable
+/// edition and later go on with the file.
+constexpr std::array Editions = {FirstEdition, SecondEdition, ThirdEdition};
+constexpr std::int64_t OldestReader = 3;
+
+std::int64_t Read(Database& database, const char* pragma)
+{
+    Database::Statement query = database.Prepare(pragma);
+    return query.Step() ? query.GetInteger(0) : 0;
+}
 
 } // namespace
 
 void StatusStoreSchema::Prepare(Database& database)
 {
     Database::Transaction transaction(database);
-    std::int64_t edition = 0;
-    {
-        Database::Statement query = database.Prepare("PRAGMA user_version");
-        edition = query.Step() ? query.GetInteger(0) : 0;
-    }
+    std::int64_t edition = Read(database, "PRAGMA user_version");
     const auto present = static_cast<std::int64_t>(Editions.size());
-    if (edition > present)
+    const std::int64_t oldestReader = Read(database, "PRAGMA application_id");
+    if (edition > present && (oldestReader == 0 || oldestReader > present))
     {
-        throw DatabaseException(System::Core::Format(
-            "The status store was written by a newer service: its schema is {0}, this service knows {1}.",
+        throw UnusableDatabaseException(System::Core::Format(
+            "The status store was written by a newer service: its schema is {0}, this service knows {1}",
             edition, present));
+    }
+    if (edition >= present)
+    {
+        // Not even a full file system keeps a service from its store.
+        return;
     }
     for (; edition < present; ++edition)
     {
         database.Execute(Editions.at(static_cast<std::size_t>(edition)));
     }
-    database.Execute(System::Core::Format("PRAGMA user_version = {0}", present).c_str());
+    database.Execute(
+        System::Core::Format("PRAGMA user_version = {0}; PRAGMA application_id = {1}", present, OldestReader)
+            .c_str());
     transaction.Commit();
 }
 

@@ -10,7 +10,8 @@ class StatusStoreSchema
 {
 public:
     /// Creates the tables in an empty database, and brings those of an earlier edition up to the present one,
-    /// all or nothing. Throws `DatabaseException`, also for an edition that only a newer service knows.
+    /// all or nothing. What a newer service wrote stays as it is. Throws `UnusableDatabaseException` where
+    /// this one cannot go on with that, and `DatabaseException`.
     static void Prepare(Database& database);
 };
 

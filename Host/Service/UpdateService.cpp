@@ -34,6 +34,7 @@ String ReadBootId(const String& path)
 
 UpdateService::UpdateService(const ServiceSettings& settings, String version)
     : settings(settings), version(std::move(version)), moduleHost(ProcessName, settings.GetDataFolder()),
+      delivery(settings.GetDataFolder() + "/delivery"),
       store(std::make_shared<StatusStore>(settings.GetDataFolder())),
       status(std::make_shared<PersistentUpdaterStatus>(store, ReadBootId(settings.GetBootIdFile()),
                                                        settings.GetConfirmationTimeout(),
@@ -52,7 +53,6 @@ UpdateService::UpdateService(const ServiceSettings& settings, String version)
       deviceInfo(std::make_shared<DeviceInfoFile>(settings.GetDeviceInfoFile())),
       deviceControl(
           std::make_shared<DeviceControl>(loop, settings.GetRestartCommand(), MakeDeviceHandlers())),
-      delivery(settings.GetDataFolder() + "/delivery"),
       reconnection(loop, {[this] { Connect(); },
                           [this]
                           {
@@ -117,8 +117,9 @@ ComponentEnvironment UpdateService::MakeEnvironment(const ModuleSettings& module
             [this] { deviceControl->RestartDevice(); },
             [this](const RequestResult& result) { OnComponentStarted(result); },
             [this](const String& reason) { OnStartDelayed(reason); },
-            [this](const String& interruptedVersion, const String& reason)
-            { OnInterrupted(interruptedVersion, reason); }};
+            [this](const String& text) { notifications->Report(Notifications::Interrupted, text); },
+            [this](const String& text) { notifications->Report(Notifications::Failed, text); },
+            [this] { CheckSlots(); }};
 }
 
 int UpdateService::Run()
@@ -281,13 +282,6 @@ void UpdateService::Inspect(const String& path, InspectionFacts facts, BundleIns
     session->inspector.Inspect(path, std::move(facts), std::move(handler));
 }
 
-void UpdateService::OnInterrupted(const String& interruptedVersion, const String& reason)
-{
-    notifications->Report(
-        Notifications::Interrupted,
-        Format("The installation of version '{0}' has failed. {1}", interruptedVersion, reason));
-}
-
 void UpdateService::OnSlotActivated(const String& slot)
 {
     notifications->Report(
@@ -309,7 +303,7 @@ void UpdateService::OnRestartOrdered()
 {
     for (const auto& component : components)
     {
-        status->AddStep(component->GetId(), "Restart ordered");
+        status->AddRestart(component->GetId());
     }
 }
 
@@ -355,13 +349,7 @@ void UpdateService::OnRestartFailed(const String& reason)
 {
     for (const auto& component : components)
     {
-        if (component->IsInstalling())
-        {
-            status->SetMessage(
-                component->GetId(),
-                Format("Failed to reboot device. The restart must be triggered manually. {0}", reason),
-                false);
-        }
+        component->OnRestartFailed(reason);
     }
 }
 

@@ -63,7 +63,6 @@ private:
     bool LeaveIfInstalling();
     void Probe(RaucAnswerHandler handler);
     void Inspect(const String& path, InspectionFacts facts, BundleInspector::Handler handler);
-    void OnInterrupted(const String& version, const String& reason);
     void OnSlotActivated(const String& slot);
     /// Looks whether RAUC boots another slot next although nothing was installed.
     void CheckSlots();
@@ -80,12 +79,13 @@ private:
     const String version;
     EventLoop loop;
     ModuleHost moduleHost;
+    /// Made before the store, which may need the room that an unfinished delivery takes.
+    Delivery delivery;
     const std::shared_ptr<StatusStore> store;
     const std::shared_ptr<PersistentUpdaterStatus> status;
     const std::shared_ptr<Notifications> notifications;
     const std::shared_ptr<DeviceInfoFile> deviceInfo;
     const std::shared_ptr<DeviceControl> deviceControl;
-    Delivery delivery;
     std::vector<std::unique_ptr<Component>> components;
     std::unique_ptr<BusSession> session;
     Reconnection reconnection;

@@ -5,7 +5,6 @@
 namespace Zel::Host::Service
 {
 
-using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Commons::Threading::Thread;
 
 Worker::Worker(String name) : thread(std::move(name), Thread::Entry::Bind<&Worker::Run>(this))
@@ -51,14 +50,7 @@ void Worker::Run(void* /*argument*/)
     while (const Task task = Take())
     {
         NoteProgress();
-        try
-        {
-            task();
-        }
-        catch (const std::exception& exception)
-        {
-            Log(LogLevel::Error, "A task of {0} failed: {1}", thread.GetName(), exception.what());
-        }
+        EventLoop::Guard(task);
         progressTime = std::chrono::steady_clock::time_point();
     }
 }

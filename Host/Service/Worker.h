@@ -1,7 +1,8 @@
 #pragma once
 
+#include "Service/EventLoop.h"
+
 #include "Zel/String.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Threading/Thread.h"
 
 #include <atomic>
@@ -14,12 +15,11 @@
 namespace Zel::Host::Service
 {
 
-/// One thread that runs tasks in the order in which they were posted. An exception that leaves a task is
-/// logged at error level, and the next one runs.
-class Worker : private System::Commons::Diagnostics::Logging::Loggable<Worker>
+/// One thread that runs tasks, guarded as the loop's are, in the order in which they were posted.
+class Worker
 {
 public:
-    using Task = std::function<void()>;
+    using Task = EventLoop::Task;
 
     /// Starts the thread under this name; throws `Exception` when the system refuses.
     explicit Worker(String name);

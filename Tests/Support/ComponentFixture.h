@@ -149,6 +149,7 @@ struct FakeDevice : LoopRunner
     int startDelays = 0;
     std::vector<String> starts;
     std::vector<String> interruptions;
+    std::vector<String> failures;
     int announcements = 0;
     std::set<String> changed;
     const std::shared_ptr<StatusStore> store = std::make_shared<StatusStore>(folder / "state");
@@ -176,7 +177,9 @@ struct FakeDevice : LoopRunner
                 [this] { ++restarts; },
                 [this](const RequestResult& result) { starts.push_back(ToText(result)); },
                 [this](auto&) { ++startDelays; },
-                [this](auto& version, auto& reason) { interruptions.push_back(version + ": " + reason); }};
+                [this](auto& text) { interruptions.push_back(text); },
+                [this](auto& text) { failures.push_back(text); },
+                [] {}};
     }
 };
 

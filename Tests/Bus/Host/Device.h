@@ -33,8 +33,11 @@ struct Device : Host::Service::FakeDevice
         script->install = [this](IUpdaterStatus& given, const String& version, long long delay)
         {
             const ResultCode result = Begin(given, version, delay);
-            given.SetMessage(Id, "Installing", true);
-            given.SetProgress(Id, 0);
+            if (delay == 0)
+            {
+                given.SetMessage(Id, "Installing", true);
+                given.SetProgress(Id, 0);
+            }
             LoseAnswer();
             return result;
         };

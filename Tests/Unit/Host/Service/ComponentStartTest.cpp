@@ -18,7 +18,7 @@ TEST_F(ComponentStartTest, TheStartInitializesTheModuleAndReadsTheVersions)
     EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Current",
                                                 "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
     EXPECT_EQ(Now().currentVersion + Now().pendingVersion, "1.0.0.02.0.0.0");
-    EXPECT_THAT(changed, ElementsAre("CurrentVersion", "PendingVersion", "VersionsTime"));
+    EXPECT_THAT(changed, ElementsAre("Activity", "CurrentVersion", "PendingVersion", "VersionsTime"));
 }
 
 TEST_F(ComponentStartTest, AModuleThatCannotBeInitializedTellsWhy)
@@ -53,7 +53,11 @@ TEST_F(ComponentStartTest, AnInterruptedInstallationEndsAsFailedBeforeTheModuleS
     EXPECT_EQ(seen.state, InstallationState::Failed);
     const String reason = "The installation was interrupted, and RAUC did not complete it.";
     EXPECT_EQ(Now().lastVerdict.reason, reason);
-    EXPECT_THAT(interruptions, ElementsAre("2.0.0.0: " + reason));
+    EXPECT_THAT(interruptions, ElementsAre("The installation of version '2.0.0.0' has failed. " + reason));
+    // Who comes later is told.
+    std::vector<String> told;
+    component.SetVerdictHandler([&told](const Verdict& verdict) { told.push_back(verdict.result); });
+    EXPECT_THAT(told, ElementsAre("failed"));
 }
 
 TEST_F(ComponentStartTest, ACompleteInstallationOrdersTheRestartWhenRaucHasEnded)
@@ -81,11 +85,46 @@ TEST_F(ComponentStartTest, AnInstallationThatWaitedIsAskedForAgainWithWhatRemain
     script->install = [&](IUpdaterStatus& given, const String& revision, long long delay)
     { return Begin(given, revision, remaining = delay); };
     EXPECT_EQ(Start(), "");
-    EXPECT_TRUE(RunUntil([this] { return Now().nextStart != 0; }));
+    EXPECT_EQ(Now().activity, Activity::Waiting);
+    EXPECT_TRUE(RunUntil([this] { return store->GetComponent(Id).state == InstallationState::Installing; }));
     EXPECT_THAT(script->GetCalls(), Contains(StartsWith("InstallSoftwarePackage 2.0.0.0 in ")));
     EXPECT_THAT(remaining, AllOf(Gt(50'000), Le(60'000)));
     EXPECT_NEAR(static_cast<double>(Now().nextStart), static_cast<double>(dueTime), 2e6);
     EXPECT_THAT(interruptions, IsEmpty());
+    // It is the same installation.
+    EXPECT_THAT(component.GetHistory(2), ElementsAre(Field(&HistoryEntry::caller, "A")));
+}
+
+TEST_F(ComponentStartTest, AnInstallationThatMissedItsTimeIsAskedForAtOnceWhenRaucRests)
+{
+    BeginInThisBoot(GetUnixTime() + 1000);
+    ASSERT_TRUE(status->Suspend(Id));
+    rauc.state = RaucState::Absent;
+    script->SetVersion(FileType::Pending, "2.0.0.0");
+    script->install = Begin;
+    EXPECT_EQ(Start(), "");
+    EXPECT_EQ(Now().activity, Activity::Waiting);
+    EXPECT_EQ(Now().state, InstallationState::Installing);
+    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("Install"))));
+    rauc.state = RaucState::Resting;
+    component.OnRaucOwnerChanged(true);
+    EXPECT_TRUE(RunUntil([this] { return Now().activity == Activity::Installing; }));
+    EXPECT_THAT(script->GetCalls(), Contains("InstallSoftwarePackage 2.0.0.0"));
+}
+
+TEST_F(ComponentStartTest, ASuspendedInstallationThatTheModuleRefusesHasFailedAndMayBeCalledOffBefore)
+{
+    for (const bool cancel : {true, false})
+    {
+        BeginInThisBoot(GetUnixTime() + 60'000'000);
+        rauc.state = cancel ? RaucState::Absent : RaucState::Resting;
+        script->install = [](auto&, auto&, auto) { return ResultCode::NotFound; };
+        EXPECT_EQ(Start(), "");
+        EXPECT_EQ(cancel ? Cancel() : "", "");
+        ASSERT_TRUE(RunUntil([this] { return Now().activity == Activity::None; }));
+        EXPECT_EQ(component.GetHistory(1).at(0).result, cancel ? "called-off" : "failed");
+    }
+    EXPECT_THAT(failures, ElementsAre(HasSubstr("could not be resumed. ")));
 }
 
 TEST_F(ComponentStartTest, RaucThatGoesInMidInstallationIsAskedHowFarItCame)

@@ -1,6 +1,7 @@
 #include "Support/ComponentFixture.h"
 
 #include "Service/Clock.h"
+#include "Service/Database.h"
 
 #include <future>
 
@@ -143,12 +144,40 @@ TEST_F(ComponentTest, AnInstallationIsCalledOffUntilRaucMayHaveBeenAskedForIt)
     EXPECT_EQ(Cancel(), "");
     EXPECT_EQ(Now().message, "Called off by A.");
     EXPECT_EQ(component.GetHistory(1).at(0).result, "called-off");
-    // There is a new module, and its time comes while it is called off.
+    // There is a new module; what RAUC does it does for somebody else.
     EXPECT_EQ(Install({"", false, 60000}), "");
     rauc.state = RaucState::Busy;
-    EXPECT_THAT(Cancel(), HasSubstr("may have started meanwhile"));
+    EXPECT_EQ(Cancel(), "");
+    EXPECT_EQ(Now().activity, Activity::None);
+}
+
+TEST_F(ComponentTest, ARevertThatRaucDidNotDoEndsAsFailed)
+{
+    StartWithPending();
+    script->revert = [](IUpdaterStatus& given)
+    {
+        EXPECT_TRUE(given.BeginInstallation(Id, false));
+        EXPECT_TRUE(given.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.1", true));
+        return ResultCode::GeneralError;
+    };
+    EXPECT_THAT(Ask([this](auto done) { component.Revert("A", done); }), StartsWith("GeneralError: "));
+    EXPECT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
+    EXPECT_THAT(interruptions,
+                ElementsAre("The revert has failed. The revert was interrupted, and RAUC did not "
+                            "complete it."));
+}
+
+TEST_F(ComponentTest, AnEndThatTheStoreCouldNotKeepIsKeptLater)
+{
+    StartWithPending(InstallRequest());
+    Database other(folder / "state/status.sqlite");
+    other.Execute("CREATE TRIGGER refuse BEFORE UPDATE ON component BEGIN SELECT RAISE(ABORT, 'full'); END");
+    status->SetMessage(Id, "Copying failed.", false);
+    status->EndInstallation(Id, false);
     EXPECT_EQ(Now().state, InstallationState::Installing);
-    EXPECT_EQ(startDelays, 1);
+    other.Execute("DROP TRIGGER refuse");
+    ASSERT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
+    EXPECT_THAT(failures, ElementsAre("The installation of version '2.0.0.0' has failed. Copying failed."));
 }
 
 } // namespace Zel::Host::Service

@@ -81,7 +81,7 @@ using State = Services::SoftwareUpdate::InstallationState;
 TEST(StartGuardTest, EveryCaseHasItsAction)
 {
     const auto make = [](State state, bool prepared, const char* bootId, bool installation = true)
-    { return ComponentRecord{state, false, installation, prepared, bootId, "", 0}; };
+    { return ComponentRecord{state, false, installation, prepared, bootId, "X", 0, false}; };
     // The present boot is "now", and the installation started from slot A.
     const auto idle = make(State::Idle, false, "now");
     const auto failed = make(State::Failed, false, "now");
@@ -90,14 +90,22 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
     const auto present = make(State::Installing, true, "now");
     auto delayedThen = old;
     auto delayedNow = present;
+    auto due = present;
     delayedThen.dueTime = delayedNow.dueTime = 2000;
+    due.dueTime = 1000;
     const auto revert = make(State::Installing, true, "now", false);
+    const auto revertThen = make(State::Installing, true, "old", false);
+    auto ordered = old;
+    ordered.restartOrdered = true;
     const RaucAnswer absent = {RaucState::Absent, "", ""};
     const RaucAnswer silent = {RaucState::Silent, "", ""};
     const RaucAnswer busy = {RaucState::Busy, "", ""};
     const RaucAnswer restingOnA = {RaucState::Resting, "A", ""};
     const RaucAnswer restingOnB = {RaucState::Resting, "B", ""};
     const RaucAnswer restingOnUnknown = {RaucState::Resting, "", ""};
+    // Booted from the slot again in which it was begun, or not.
+    const RaucAnswer bootedX = {RaucState::Resting, "A", "X"};
+    const RaucAnswer bootedY = {RaucState::Resting, "A", "Y"};
 
     const std::vector<std::tuple<const char*, ComponentRecord, RaucAnswer, bool, StartAction>> rows = {
         {"idle", idle, absent, false, StartAction::Initialize},
@@ -110,6 +118,13 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
         {"new boot, had waited for its time", delayedThen, restingOnA, false, StartAction::InstallAgain},
         {"new boot, had waited, RAUC never came", delayedThen, absent, true, StartAction::InstallAgain},
         {"new boot, had waited but switched", delayedThen, restingOnB, false, StartAction::Initialize},
+        {"new boot, had waited, slot known", delayedThen, bootedX, false, StartAction::InstallAgain},
+        {"new boot, had waited, other slot", delayedThen, bootedY, false, StartAction::Initialize},
+        {"new boot, power lost in the middle", old, bootedX, false, StartAction::EndAsFailed},
+        {"new boot, power lost, but switched", old, bootedY, false, StartAction::Initialize},
+        {"new boot, switched back", ordered, bootedX, false, StartAction::Initialize},
+        {"new boot, not reverted", revertThen, bootedX, false, StartAction::EndAsFailed},
+        {"new boot, reverted", revertThen, bootedY, false, StartAction::Initialize},
         {"new boot, RAUC never came", old, absent, true, StartAction::Initialize},
         {"same boot, RAUC goes on", present, busy, true, StartAction::Wait},
         {"same boot, switched", present, restingOnB, false, StartAction::Restart},
@@ -119,8 +134,11 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
         {"same boot, RAUC not there yet", present, silent, false, StartAction::Wait},
         {"same boot, RAUC never came", present, absent, true, StartAction::Wait},
         {"same boot, waits for its time", delayedNow, restingOnA, false, StartAction::InstallAgain},
-        {"same boot, waits for its time, RAUC busy", delayedNow, busy, true, StartAction::Wait},
-        {"same boot, waited but switched", delayedNow, restingOnB, false, StartAction::Restart},
+        {"same boot, waits for its time, RAUC busy", delayedNow, busy, true, StartAction::InstallAgain},
+        {"same boot, waits, switched by others", delayedNow, restingOnB, false, StartAction::InstallAgain},
+        {"same boot, its time has come, RAUC busy", due, busy, true, StartAction::Wait},
+        {"same boot, its time has come", due, restingOnA, false, StartAction::InstallAgain},
+        {"same boot, its time had come, switched", due, restingOnB, false, StartAction::Restart},
         // A revert goes back to the slot that the installation started from.
         {"same boot, reverted", revert, restingOnA, false, StartAction::Restart},
         {"same boot, not reverted", revert, restingOnB, false, StartAction::EndAsFailed},

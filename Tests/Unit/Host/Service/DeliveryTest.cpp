@@ -112,7 +112,7 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsWritten)
     const FileDescriptor sparse = FileDescriptor::Open(folder / "sparse", O_RDONLY);
     EXPECT_THAT(Refuse(small, sparse), MatchesRegex("Zel::System::Commons::OutOfMemoryException: The bundle "
                                                     "has 3221225472 bytes, and only [0-9]+ bytes are free in "
-                                                    "'.*/delivery'\\."));
+                                                    "'.*/delivery', of which 4194304 have to stay free\\."));
     EXPECT_TRUE(std::filesystem::is_empty(mount / "delivery"));
 }
 

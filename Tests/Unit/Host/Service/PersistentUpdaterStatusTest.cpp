@@ -96,6 +96,7 @@ TEST_F(PersistentUpdaterStatusTest, TheSlotTellsADeviceThatSwitchedBack)
         status = Open(own.GetPath());
         status->SetBootSlot("A");
         ASSERT_TRUE(status->BeginInstallation(Id, installation));
+        status->AddRestart(Id);
         status = Open(own.GetPath(), boot);
         status->SetBootSlot(slot);
         status->EndInstallation(Id, false);

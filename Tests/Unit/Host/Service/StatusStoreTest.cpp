@@ -3,6 +3,8 @@
 #include "Support/TemporaryFolder.h"
 #include "Support/Thrown.h"
 
+#include "Zel/System/Core/Format.h"
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
@@ -16,6 +18,7 @@ namespace Zel::Host::Service
 
 using namespace testing;
 using Services::SoftwareUpdate::InstallationState;
+using System::Core::Format;
 using Tests::Support::TemporaryFolder;
 
 namespace
@@ -110,16 +113,19 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     StatusStore store(folder.GetPath());
     // Letter case does not count.
     EXPECT_EQ(store.ReadProperty("controller 750", "Long"), text);
-    const auto [state, revertible, begunAsInstallation, prepared, bootId, bootSlot, dueTime] =
+    const auto [state, revertible, begunAsInstallation, prepared, bootId, bootSlot, dueTime, restartOrdered] =
         store.GetComponent("CONTROLLER 750");
     EXPECT_EQ(state, InstallationState::Installing);
-    EXPECT_TRUE(revertible && begunAsInstallation && prepared && dueTime == 123456);
+    EXPECT_TRUE(revertible && begunAsInstallation && prepared && dueTime == 123456 && !restartOrdered);
     EXPECT_EQ(bootId + bootSlot, "boot-2A");
     EXPECT_EQ(store.GetLastVerdict(Id).reason, "reason");
     const auto history = store.GetHistory(Id, 10);
     EXPECT_THAT(history,
                 ElementsAre(Field(&HistoryEntry::kind, "fallback"), Field(&HistoryEntry::steps, IsEmpty())));
     EXPECT_THAT(store.GetHistory(Id, 1), ElementsAre(Field(&HistoryEntry::ended, 0)));
+    // What RAUC is at waits no longer.
+    store.AddRestart(Id);
+    EXPECT_TRUE(store.GetComponent(Id).restartOrdered && store.GetComponent(Id).dueTime == 0);
     const System::Nm::Notification notification = store.GetNotifications(10).at(0);
     EXPECT_EQ(notification.name + notification.sender + notification.message, "NameSender" + text);
     EXPECT_TRUE(notification.severity == System::Nm::Severity::Error && notification.timestamp == moment);
@@ -184,14 +190,21 @@ PRAGMA user_version = 1;)");
     EXPECT_EQ(store.GetLastVerdict(Id), (Verdict{"failed", "2.0.0.0", "reason", 42}));
 }
 
-TEST(StatusStoreTest, AFileOfANewerServiceIsRefused)
+TEST(StatusStoreTest, AFileOfANewerServiceIsReadIfItMayBeAndSetAsideIfNot)
 {
     const TemporaryFolder folder;
-    static_cast<void>(StatusStore(folder.GetPath()));
-    Database(folder / "status.sqlite").Execute("PRAGMA user_version = 3");
-    EXPECT_THAT(
-        Tests::Support::GetThrown([&] { StatusStore(folder.GetPath()); }),
-        EndsWith("The status store was written by a newer service: its schema is 3, this service knows 2."));
+    static_cast<void>(StatusStore(folder.GetPath()).Begin(Id, {}));
+    for (const auto& [oldestReader, state, damage] :
+         {std::tuple{3, InstallationState::Installing, ""},
+          {9, InstallationState::Idle,
+           "written by a newer service: its schema is 9, this service knows 3. It"}})
+    {
+        Database(folder / "status.sqlite")
+            .Execute(Format("PRAGMA user_version = 9; PRAGMA application_id = {0}", oldestReader).c_str());
+        StatusStore store(folder.GetPath());
+        EXPECT_THAT(store.GetDamage(), HasSubstr(damage));
+        EXPECT_EQ(store.GetComponent(Id).state, state);
+    }
 }
 
 } // namespace Zel::Host::Service
