@@ -217,6 +217,7 @@ const sd_bus_vtable Table[] = {
                              OnCall<History>, Open),
     SD_BUS_PROPERTY("Id", "s", GetBusProperty<AppendId>, 0, Emits),
     SD_BUS_PROPERTY("State", "s", GetBusProperty<AppendState>, 0, Emits),
+    SD_BUS_PROPERTY("Activity", "s", GetBusProperty<AppendText<&ComponentSnapshot::activity>>, 0, Emits),
     SD_BUS_PROPERTY("Message", "s", GetBusProperty<AppendText<&ComponentSnapshot::message>>, 0, Emits),
     SD_BUS_PROPERTY("Progress", "(isi)", GetBusProperty<AppendProgress>, 0, Emits),
     SD_BUS_PROPERTY("Revertible", "b", GetBusProperty<AppendRevertible>, 0, Emits),
