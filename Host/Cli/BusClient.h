@@ -16,9 +16,8 @@ namespace Zel::Host::Cli
 
 /// The service's D-Bus interface as calls and values, for one component at a time. Answers and signals count
 /// only when they come from the connection that owned the service's name at the first call, or at the first
-/// one after `WaitForService`. Every operation
-/// throws `BusError` when the service refuses, answers in an unknown form or goes away, and `Interrupted`
-/// when a signal arrives while it waits. For one thread.
+/// one after `WaitForService`. Every operation throws `BusError` when the service refuses, answers in an
+/// unknown form or goes away, and `Interrupted` when a signal arrives while it waits. For one thread.
 class BusClient
 {
 public:

@@ -26,8 +26,7 @@ struct FreeMessage
 
 using MessagePointer = std::unique_ptr<sd_bus_message, FreeMessage>;
 
-/// Gives a callback to a slot that lives as long as the bus needs it. Returns the callback's address for the
-/// C function.
+/// Gives a callback to a slot that lives as long as the bus needs it.
 template <typename Callback>
 void KeepWithSlot(sd_bus_slot* slot, std::unique_ptr<Callback> callback)
 {
