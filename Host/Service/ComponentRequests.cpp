@@ -16,29 +16,6 @@ using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
-namespace
-{
-
-constexpr std::size_t MaximumVersion = 511; // characters
-
-const char* Describe(RaucState state)
-{
-    switch (state)
-    {
-    case RaucState::Busy:
-        return "RAUC is busy.";
-    case RaucState::Silent:
-        return "RAUC does not answer.";
-    case RaucState::Absent:
-        return "RAUC is not running.";
-    case RaucState::Resting:
-        return "RAUC answers.";
-    }
-    return "";
-}
-
-} // namespace
-
 void Component::Stage(FileDescriptor bundle, const String& caller, const Completion& completion)
 {
     if (Admit("stage a bundle", caller, completion) && CheckState(true))
@@ -62,11 +39,9 @@ void Component::Install(const InstallRequest& installRequest, const String& call
                                    Format("The delay must be shorter than {0} milliseconds.", DelayLimit)));
         return;
     }
-    if (installRequest.version.size() > MaximumVersion)
+    if (const String fault = InstallationChecks::FindVersionFault(installRequest.version); !fault.empty())
     {
-        Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument),
-                                      Format("The version has {0} characters, at most {1} are possible.",
-                                             installRequest.version.size(), MaximumVersion)));
+        Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument), fault));
         return;
     }
     WhenRaucRests([this, installRequest] { AskToInstall(installRequest); });

@@ -15,7 +15,6 @@ using System::Core::Format;
 namespace
 {
 
-constexpr std::size_t MaximumVersion = 511; // characters
 /// No device of ours was built before: 2024-01-01.
 constexpr std::int64_t EarliestTime = 1'704'067'200'000'000;
 
@@ -32,19 +31,6 @@ Check Warn(const char* name, const String& text)
 Check Fail(const char* name, const String& text)
 {
     return {name, Check::Fail, text};
-}
-
-String GetText(const RaucSlot& slot, const char* key)
-{
-    const auto found = slot.texts.find(key);
-    return found == slot.texts.end() ? String() : found->second;
-}
-
-const RaucSlot* FindBooted(const std::vector<RaucSlot>& slots)
-{
-    const auto found = std::find_if(slots.begin(), slots.end(),
-                                    [](const RaucSlot& slot) { return GetText(slot, "state") == "booted"; });
-    return found == slots.end() ? nullptr : &*found;
 }
 
 Check CheckSignature(const InspectionFacts& facts)
@@ -82,12 +68,9 @@ Check CheckVersion(const InspectionFacts& facts)
     {
         return Warn("version", "The bundle's version is not known.");
     }
-    if (version.size() > MaximumVersion)
+    if (const String fault = InstallationChecks::FindVersionFault(version); !fault.empty())
     {
-        return Fail("version",
-                    Format("The version has {0} characters, at most {1} are possible. Build the bundle "
-                           "with a shorter one.",
-                           version.size(), MaximumVersion));
+        return Fail("version", fault + " Build the bundle with a shorter one.");
     }
     if (version == facts.runningVersion)
     {
@@ -107,25 +90,25 @@ Check CheckRauc(const InspectionFacts& facts)
     case RaucState::Resting:
         return Pass("rauc");
     case RaucState::Busy:
-        return Fail("rauc", "RAUC is busy. Wait until it is done.");
+        return Fail("rauc", String(Describe(facts.rauc)) + " Wait until it is done.");
     case RaucState::Silent:
-        return Fail("rauc", "RAUC does not answer. Look at its log, and restart it.");
+        return Fail("rauc", String(Describe(facts.rauc)) + " Look at its log, and restart it.");
     case RaucState::Absent:
-        return Fail("rauc", "RAUC is not running. Start it.");
+        break;
     }
-    return Fail("rauc", "RAUC's state is not known. Look at its log.");
+    return Fail("rauc", String(Describe(facts.rauc)) + " Start it.");
 }
 
 Check CheckBootedSlot(const InspectionFacts& facts)
 {
-    const RaucSlot* booted = FindBooted(facts.slots);
+    const RaucSlot* booted = RaucClient::FindBooted(facts.slots);
     if (booted == nullptr)
     {
         return facts.slots.empty()
                    ? Warn("booted-slot", "RAUC did not tell its slots. Check again when it answers.")
                    : Fail("booted-slot", "RAUC does not know which slot is booted. Mend its configuration.");
     }
-    return GetText(*booted, "boot-status") == "bad"
+    return booted->GetText("boot-status") == "bad"
                ? Warn("booted-slot",
                       Format("The booted slot '{0}' is marked bad, so there would be no way back. "
                              "Mark it good if it is ('rauc status mark-good').",
@@ -133,22 +116,52 @@ Check CheckBootedSlot(const InspectionFacts& facts)
                : Pass("booted-slot");
 }
 
+/// Whether the device could boot `slot` in place of `booted`.
+bool IsOther(const RaucSlot& slot, const RaucSlot& booted)
+{
+    const bool bootable = slot.GetText("parent").empty() &&
+                          slot.GetText("bootname").empty() == booted.GetText("bootname").empty();
+    return bootable && slot.name != booted.name && slot.GetText("class") == booted.GetText("class");
+}
+
+/// Returns a slot that is mounted: `target` or one that is written together with it. RAUC writes to none.
+const RaucSlot* FindMounted(const std::vector<RaucSlot>& slots, const RaucSlot& target)
+{
+    const auto mounted = [&target](const RaucSlot& slot)
+    {
+        const bool isTarget = slot.name == target.name || slot.GetText("parent") == target.name;
+        return isTarget && !slot.GetText("mountpoint").empty();
+    };
+    const auto found = std::find_if(slots.begin(), slots.end(), mounted);
+    return found == slots.end() ? nullptr : &*found;
+}
+
 Check CheckOtherSlot(const InspectionFacts& facts)
 {
-    const RaucSlot* booted = FindBooted(facts.slots);
+    const RaucSlot* booted = RaucClient::FindBooted(facts.slots);
     if (booted == nullptr)
     {
         return Warn("other-slot", "Without the booted slot the other one is not known.");
     }
-    const bool exists = std::any_of(facts.slots.begin(), facts.slots.end(),
-                                    [booted](const RaucSlot& slot) {
-                                        return slot.name != booted->name &&
-                                               GetText(slot, "class") == GetText(*booted, "class");
-                                    });
-    return exists ? Pass("other-slot")
-                  : Fail("other-slot",
-                         Format("There is no other slot of the class '{0}'. Mend RAUC's configuration.",
-                                GetText(*booted, "class")));
+    const RaucSlot* mounted = nullptr;
+    for (const RaucSlot& slot : facts.slots)
+    {
+        if (IsOther(slot, *booted))
+        {
+            mounted = FindMounted(facts.slots, slot);
+            if (mounted == nullptr)
+            {
+                return Pass("other-slot");
+            }
+        }
+    }
+    return Fail("other-slot",
+                mounted != nullptr
+                    ? Format("The slot '{0}' is mounted at '{1}', and RAUC writes to no mounted slot. "
+                             "Unmount it.",
+                             mounted->name, mounted->GetText("mountpoint"))
+                    : Format("There is no other slot of the class '{0}'. Mend RAUC's configuration.",
+                             booted->GetText("class")));
 }
 
 Check CheckClock(const InspectionFacts& facts)
@@ -168,6 +181,14 @@ Check CheckState(const InspectionFacts& facts)
 }
 
 } // namespace
+
+String InstallationChecks::FindVersionFault(const String& version)
+{
+    return version.size() <= MaximumVersion
+               ? String()
+               : Format("The version has {0} characters, at most {1} are possible.", version.size(),
+                        MaximumVersion);
+}
 
 std::vector<Check> InstallationChecks::Judge(const InspectionFacts& facts)
 {

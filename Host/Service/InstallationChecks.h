@@ -6,6 +6,7 @@
 #include "Zel/Services/SoftwareUpdate/InstallationState.h"
 #include "Zel/String.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -63,6 +64,12 @@ struct Inspection
 class InstallationChecks
 {
 public:
+    /// The longest version that an updater module knows, in characters.
+    static constexpr std::size_t MaximumVersion = 511;
+
+    /// Says what is wrong with a version, whatever the bundle and the device; empty where nothing is.
+    [[nodiscard]] static String FindVersionFault(const String& version);
+
     /// Returns one check for each subject, in a fixed order.
     [[nodiscard]] static std::vector<Check> Judge(const InspectionFacts& facts);
 };

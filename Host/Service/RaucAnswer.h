@@ -20,6 +20,9 @@ enum class RaucState
     Absent
 };
 
+/// Says it, for people.
+[[nodiscard]] const char* Describe(RaucState state);
+
 /// What RAUC answered to the question which slot it boots next.
 struct RaucAnswer
 {

@@ -1,7 +1,10 @@
 #include "Service/RaucClient.h"
 
+#include "Service/RaucAnswer.h"
+
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Zel::Host::Service
@@ -76,6 +79,28 @@ std::vector<RaucSlot> ReadSlots(sd_bus_message* message)
 
 } // namespace
 
+const char* Describe(RaucState state)
+{
+    switch (state)
+    {
+    case RaucState::Busy:
+        return "RAUC is busy.";
+    case RaucState::Silent:
+        return "RAUC does not answer.";
+    case RaucState::Absent:
+        return "RAUC is not running.";
+    case RaucState::Resting:
+        break;
+    }
+    return "RAUC answers.";
+}
+
+String RaucSlot::GetText(const String& key) const
+{
+    const auto found = texts.find(key);
+    return found == texts.end() ? String() : found->second;
+}
+
 RaucClient::RaucClient(BusConnection& connection) : connection(connection) {}
 
 void RaucClient::GetPrimary(AnswerHandler handler)
@@ -108,6 +133,13 @@ void RaucClient::GetSlots(SlotsHandler handler)
     connection.Call({BusName, Path, Interface, "GetSlotStatus", AnswerTime, {}},
                     [handler = std::move(handler)](const BusAnswer& answer)
                     { handler(answer.IsOk() ? ReadSlots(answer.message) : std::vector<RaucSlot>()); });
+}
+
+const RaucSlot* RaucClient::FindBooted(const std::vector<RaucSlot>& slots)
+{
+    const auto found = std::find_if(slots.begin(), slots.end(),
+                                    [](const RaucSlot& slot) { return slot.GetText("state") == "booted"; });
+    return found == slots.end() ? nullptr : &*found;
 }
 
 } // namespace Zel::Host::Service

@@ -25,6 +25,9 @@ struct RaucSlot
 {
     String name;
     std::map<String, String> texts;
+
+    /// Returns an empty text for a key that the slot does not have.
+    [[nodiscard]] String GetText(const String& key) const;
 };
 
 /// RAUC's answers to questions that change nothing. Used on the loop's thread; the connection outlives it.
@@ -50,6 +53,9 @@ public:
     void GetText(const String& property, AnswerHandler handler);
     void GetBundle(const String& path, BundleHandler handler);
     void GetSlots(SlotsHandler handler);
+
+    /// Returns the slot that the device runs from; null where none of `slots` is it.
+    [[nodiscard]] static const RaucSlot* FindBooted(const std::vector<RaucSlot>& slots);
 
 private:
     BusConnection& connection;

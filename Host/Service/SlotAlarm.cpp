@@ -1,6 +1,5 @@
 #include "Service/SlotAlarm.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace Zel::Host::Service
@@ -25,13 +24,8 @@ void SlotAlarm::Check()
 
 void SlotAlarm::Compare(const String& primarySlot, const std::vector<RaucSlot>& slots)
 {
-    const auto booted = std::find_if(slots.begin(), slots.end(),
-                                     [](const RaucSlot& slot)
-                                     {
-                                         const auto state = slot.texts.find("state");
-                                         return state != slot.texts.end() && state->second == "booted";
-                                     });
-    if (booted == slots.end() || primarySlot == booted->name)
+    const RaucSlot* booted = RaucClient::FindBooted(slots);
+    if (booted == nullptr || primarySlot == booted->name)
     {
         alarmed.clear();
     }

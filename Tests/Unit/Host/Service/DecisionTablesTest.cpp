@@ -58,6 +58,15 @@ TEST(InstallationChecksTest, EachObstacleHasItsGradeAndItsRemedy)
         {"booted-slot", "warn", [](auto& facts) { facts.slots.clear(); }, "did not tell its slots"},
         {"other-slot", "fail", [](auto& facts) { facts.slots[0].texts["class"] = "data"; },
          "no other slot of the class 'rootfs'"},
+        {"other-slot", "fail", [](auto& facts) { facts.slots[0].texts["parent"] = "rescue.0"; },
+         "no other slot"},
+        {"other-slot", "fail", [](auto& facts) { facts.slots[0].texts["mountpoint"] = "/mnt"; },
+         "'rootfs.1' is mounted at '/mnt'"},
+        {"other-slot", "fail",
+         [](auto& facts) {
+             facts.slots.push_back({"appfs.1", {{"parent", "rootfs.1"}, {"mountpoint", "/mnt"}}});
+         },
+         "'appfs.1' is mounted"},
         {"clock", "warn", [](auto& facts) { facts.now = 0; }, "1970-01-01"},
         {"state", "fail", [](auto& facts) { facts.state = InstallationState::Failed; }, "'resume'"},
         {"restart", "fail", [](auto& facts) { facts.restartObstacle = "No restart."; }, "No restart."},
