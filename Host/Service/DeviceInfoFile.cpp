@@ -3,7 +3,6 @@
 #include "Zel/System/Commons/Io/File.h"
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
 #include <utility>
 
@@ -22,18 +21,6 @@ std::string_view Trim(std::string_view text)
     const std::size_t begin = text.find_first_not_of(Blanks);
     return begin == std::string_view::npos ? std::string_view()
                                            : text.substr(begin, text.find_last_not_of(Blanks) - begin + 1);
-}
-
-Variant ToVariant(std::string_view text)
-{
-    std::int64_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    // What would be printed differently, such as "007", is meant as a text.
-    if (error == std::errc() && std::to_string(number) == text)
-    {
-        return number;
-    }
-    return String(text);
 }
 
 } // namespace
@@ -56,7 +43,7 @@ Variant DeviceInfoFile::GetItem(const Key& key)
             const bool isFact = separator != std::string_view::npos && !Trim(line).starts_with('#');
             if (isFact && Trim(line.substr(0, separator)) == key.GetView())
             {
-                found = ToVariant(Trim(line.substr(separator + 1)));
+                found = String(Trim(line.substr(separator + 1)));
             }
         }
     }

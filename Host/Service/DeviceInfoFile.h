@@ -8,8 +8,8 @@ namespace Zel::Host::Service
 {
 
 /// Facts about the device from a file of "key=value" lines, read anew at each query. Blanks around key and
-/// value, empty lines and lines that begin with "#" do not count; the last of several lines of a key does. A
-/// value that is a decimal integer (as it would be printed) is one, everything else is a text.
+/// value, empty lines and lines that begin with "#" do not count; the last of several lines of a key does.
+/// Every value is a text.
 class DeviceInfoFile : public Services::Device::IDeviceInfoService,
                        private System::Commons::Diagnostics::Logging::Loggable<DeviceInfoFile>
 {
