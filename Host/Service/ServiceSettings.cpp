@@ -156,6 +156,10 @@ bool ServiceSettings::TryReadElement(const String& name, XmlReader& reader,
 
 void ServiceSettings::ReadModule(XmlReader& reader, const XmlSerializationContext& context)
 {
+    if (!modules.empty())
+    {
+        Refuse(reader, Format("There can be one {0} only.", XmlModule));
+    }
     ModuleSettings module;
     ReadChildren(reader, context,
                  [&](const String& name)

@@ -43,7 +43,7 @@ public:
     using XmlSerializationContext = System::Commons::Xml::XmlSerializationContext;
 
     inline static const String XmlRootElement = "ZelUpdatedSettingsDocument";
-    /// Required: an updater module, with the three elements after it, each required.
+    /// Required, once: the updater module, with the three elements after it, each required.
     inline static const String XmlModule = "Module";
     inline static const String XmlLibrary = "Library";
     inline static const String XmlName = "Name";

@@ -37,14 +37,13 @@ TEST_F(ServiceSettingsTest, EveryElementIsReadAndThoseThatAreNotRequiredHaveDefa
     EXPECT_EQ(settings->GetConfirmationTimeout(), 0);
     EXPECT_EQ(settings->GetLogLevel(), LogLevel::Info);
     EXPECT_EQ(settings->GetLogSink(), LogSinkKind::Automatic);
-    Load(required + module +
-         "<RestartCommand><Argument>reboot</Argument><Argument/></RestartCommand>"
-         "<BootIdFile>boot-id</BootIdFile>"
-         "<ConfirmationTimeout>4294967295</ConfirmationTimeout>"
-         "<LogLevel>trace</LogLevel><LogSink>journal</LogSink><Unknown/>");
-    ASSERT_THAT(settings->GetModules(), SizeIs(2));
-    EXPECT_EQ(settings->GetModules()[1].library, folder / "lib/a.so");
-    EXPECT_EQ(settings->GetModules()[1].settings, folder / "a.xml");
+    Load(required + "<RestartCommand><Argument>reboot</Argument><Argument/></RestartCommand>"
+                    "<BootIdFile>boot-id</BootIdFile>"
+                    "<ConfirmationTimeout>4294967295</ConfirmationTimeout>"
+                    "<LogLevel>trace</LogLevel><LogSink>journal</LogSink><Unknown/>");
+    ASSERT_THAT(settings->GetModules(), SizeIs(1));
+    EXPECT_EQ(settings->GetModules()[0].library, folder / "lib/a.so");
+    EXPECT_EQ(settings->GetModules()[0].settings, folder / "a.xml");
     EXPECT_EQ(settings->GetDataFolder(), "/var/lib/zel");
     EXPECT_EQ(settings->GetDeviceInfoFile(), folder / "device-info");
     EXPECT_THAT(settings->GetRestartCommand(), ElementsAre("reboot", ""));
@@ -64,6 +63,7 @@ TEST_F(ServiceSettingsTest, ABrokenDocumentIsRefusedWithFileAndLine)
         {module + "<DataFolder>/d</DataFolder>", "DeviceInfoFile"},
         {"<Module><Library>a</Library><Settings>a</Settings></Module>", "Name"},
         {"<Module><Library/><Name>A</Name><Settings>a</Settings></Module>", ":2: Library must not be empty."},
+        {required + "\n" + module, ":3: There can be one Module only."},
         {required + "\n<DataFolder></DataFolder>", ":3: DataFolder must not be empty."},
         {required + "\n<RestartCommand></RestartCommand>", "Argument"},
         {required + "\n<RestartCommand><Argument/></RestartCommand>", ":3: Argument must not be empty."},
