@@ -37,6 +37,8 @@ const std::map<String, String> MessageIds = {
     {"Security.Zel.Services.SoftwareUpdate.FirmwareUpdate.Installation.Failed",
      "c472cba14821462ba3c62761833f72f7"},
     {Notifications::Interrupted, "edd210216333464088c6772c955269fb"},
+    {Notifications::InstallationFailed, "218395bc16bc44e78fb95abf19680530"},
+    {Notifications::RestartNeeded, "cb3f198cb4c74accb237e569358c3283"},
     {Notifications::SlotActivated, "acc9a7d590ff4feaa8d74698dba42482"},
     {Notifications::StoreSetAside, "00ecbdbd8b5e49e480a61140c36ab44a"},
 };

@@ -16,8 +16,12 @@ class Notifications : public System::Nm::INotificationSink,
 {
 public:
     /// Notifications of the service itself.
-    inline static const String Failed = "Zel.SoftwareUpdate.Installation.Failed";
+    /// An installation or revert that the service, RAUC or the power left in the middle.
     inline static const String Interrupted = "Zel.SoftwareUpdate.Installation.Interrupted";
+    /// One that could not be carried out, in the boot that it began in; the module reports those of a restart.
+    inline static const String InstallationFailed = "Zel.SoftwareUpdate.Installation.Failed";
+    /// It is in place, but the device could not be restarted.
+    inline static const String RestartNeeded = "Zel.SoftwareUpdate.Restart.Needed";
     inline static const String SlotActivated = "Zel.SoftwareUpdate.Slot.ActivatedByOthers";
     inline static const String StoreSetAside = "Zel.SoftwareUpdate.StatusStore.SetAside";
 

@@ -118,7 +118,7 @@ ComponentEnvironment UpdateService::MakeEnvironment(const ModuleSettings& module
             [this](const RequestResult& result) { OnComponentStarted(result); },
             [this](const String& reason) { OnStartDelayed(reason); },
             [this](const String& text) { notifications->Report(Notifications::Interrupted, text); },
-            [this](const String& text) { notifications->Report(Notifications::Failed, text); },
+            [this](const String& text) { notifications->Report(Notifications::InstallationFailed, text); },
             [this] { CheckSlots(); }};
 }
 
@@ -351,6 +351,8 @@ void UpdateService::OnRestartFailed(const String& reason)
     {
         component->OnRestartFailed(reason);
     }
+    notifications->Report(Notifications::RestartNeeded,
+                          Format("The device could not be restarted; restart it by hand. {0}", reason));
 }
 
 void UpdateService::ShutDown()
