@@ -175,7 +175,7 @@ private:
     {
         const auto look = [&]
         {
-            const bool toTell = Now().state == InstallationState::Installing && lastCall == "GetAll";
+            const bool toTell = Now().activity == Host::Service::Activity::Installing && lastCall == "GetAll";
             const auto next = toTell ? std::exchange(story, {}) : nullptr;
             next ? next() : void();
             run.Read(0);
