@@ -31,7 +31,8 @@ int Check(ssize_t result, const char* action)
 } // namespace
 
 ProgramRun::ProgramRun(std::vector<String> arguments, Output output, const std::vector<String>& environment,
-                       const String& input)
+                       const String& input, std::function<void()> serve)
+    : serve(std::move(serve))
 {
     arguments.insert(arguments.begin(), environment.begin(), environment.end());
     arguments.insert(arguments.begin(), "/usr/bin/env");
@@ -83,22 +84,10 @@ bool ProgramRun::HasEnded() const
     return std::ranges::all_of(streams, [](const pollfd& stream) { return stream.fd < 0; });
 }
 
-void ProgramRun::Read(int timeout)
-{
-    poll(streams.data(), streams.size(), timeout);
-    std::ranges::for_each(streams, [this](pollfd& stream) { ReadFrom(stream); });
-}
-
-bool ProgramRun::Shows(const String& text)
-{
-    const std::size_t found = written.find(text, position);
-    position = found != String::npos ? found + text.size() : position;
-    return found != String::npos;
-}
-
 void ProgramRun::Await(const String& text)
 {
-    ReadUntil([&] { return Shows(text); });
+    ReadUntil([&] { return written.find(text, position) != String::npos; });
+    position = written.find(text, position) + text.size();
 }
 
 int ProgramRun::Finish()
@@ -118,11 +107,13 @@ void ProgramRun::ReadUntil(const std::function<bool()>& condition)
         {
             throw Exception("The program does not do what is waited for. It wrote:\n" + written);
         }
-        Read(1000);
+        serve();
+        poll(streams.data(), streams.size(), 1);
+        std::ranges::for_each(streams, [this](pollfd& stream) { Read(stream); });
     }
 }
 
-void ProgramRun::ReadFrom(pollfd& stream)
+void ProgramRun::Read(pollfd& stream)
 {
     if (stream.fd < 0 || stream.revents == 0)
     {

@@ -24,9 +24,12 @@ public:
     };
 
     /// Starts `arguments[0]`; `environment` adds "NAME=value" to the process's own. `input`, at most 64 KiB,
-    /// is what it can read where it has no terminal. Throws `Exception`.
-    explicit ProgramRun(std::vector<String> arguments, Output output = Output::Pipes,
-                        const std::vector<String>& environment = {}, const String& input = {});
+    /// is what it can read where it has no terminal. `serve` is called again and again while the program is
+    /// waited for. Throws `Exception`.
+    explicit ProgramRun(
+        std::vector<String> arguments, Output output = Output::Pipes,
+        const std::vector<String>& environment = {}, const String& input = {},
+        std::function<void()> serve = [] {});
     /// Kills the program when it still runs.
     ~ProgramRun();
     ProgramRun(const ProgramRun&) = delete;
@@ -37,17 +40,8 @@ public:
 
     void Signal(int signalNumber) const;
 
-    /// Reads what the program has written, and waits for it up to `timeout` milliseconds.
-    void Read(int timeout);
-
-    /// Whether `text` was written and read, behind the text that was found the last time.
-    [[nodiscard]] bool Shows(const String& text);
-
-    /// Whether all that it writes is read, because the program has ended.
-    [[nodiscard]] bool HasEnded() const;
-
-    /// Reads until the program shows `text`. Throws `Exception` with the output so far when it ends before,
-    /// or that takes more than 30 s.
+    /// Reads until the program shows `text` behind the one of the last time. Throws `Exception` with the
+    /// output so far when it ends before, or that takes more than 30 s.
     void Await(const String& text);
 
     /// Reads what the program writes until it has ended. Returns the exit code, or 128 and the number of the
@@ -59,9 +53,11 @@ public:
     [[nodiscard]] const String& GetErr() const noexcept { return err; }
 
 private:
-    void ReadFrom(pollfd& stream);
+    void Read(pollfd& stream);
     void ReadUntil(const std::function<bool()>& condition);
+    [[nodiscard]] bool HasEnded() const;
 
+    const std::function<void()> serve;
     String out;
     String err;
     /// Both, as they came, and where to look for the next text.

@@ -67,8 +67,10 @@ struct Device : Host::Service::FakeDevice
         connection.reset();
     }
 
-    /// Returns the program's path and the arguments, given as words. "FILE" is a file with "a bundle" in it.
-    [[nodiscard]] std::vector<String> ToCall(const String& words) const
+    /// Starts the program with arguments, given as words. "FILE" is a file with "a bundle" in it, and so is
+    /// standard input. The service is served while the program is waited for.
+    [[nodiscard]] ProgramRun Call(const String& words, ProgramRun::Output output = ProgramRun::Output::Pipes,
+                                  const std::vector<String>& environment = {})
     {
         std::vector<String> call = {ZEL_UPDATE_PROGRAM};
         std::istringstream stream(words);
@@ -76,7 +78,7 @@ struct Device : Host::Service::FakeDevice
         {
             call.push_back(word == "FILE" ? folder / "a.raucb" : word);
         }
-        return call;
+        return ProgramRun(call, output, environment, "a bundle", [this] { Serve(); });
     }
 
     /// Returns a text without spans of time, with NOW for what the clock says and FILE for the file.
@@ -86,19 +88,6 @@ struct Device : Host::Service::FakeDevice
         static const std::regex Clock("20[2-9]\\d-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ");
         const String timeless = std::regex_replace(std::regex_replace(text, Span, ""), Clock, "NOW");
         return std::regex_replace(timeless, std::regex(folder / "a.raucb"), "FILE");
-    }
-
-    /// Serves the program until it shows a text behind the one of the last time.
-    void Await(ProgramRun& run, const String& text)
-    {
-        EXPECT_TRUE(Serve(run, [&] { return run.Shows(text); })) << run.GetOut() << run.GetErr();
-    }
-
-    /// Serves the program until it has ended, and returns its exit code.
-    int Finish(ProgramRun& run)
-    {
-        EXPECT_TRUE(Serve(run, [&] { return run.HasEnded(); })) << run.GetOut() << run.GetErr();
-        return run.Finish();
     }
 
     /// Returns all that the module was asked to change.
@@ -171,17 +160,14 @@ struct Device : Host::Service::FakeDevice
     std::optional<Host::Service::BusApi> api;
 
 private:
-    [[nodiscard]] bool Serve(ProgramRun& run, const std::function<bool()>& condition)
+    void Serve()
     {
-        const auto look = [&]
+        while (sd_event_run(loop.Get(), 0) > 0)
         {
-            const bool toTell = Now().activity == Host::Service::Activity::Installing && lastCall == "GetAll";
-            const auto next = toTell ? std::exchange(story, {}) : nullptr;
-            next ? next() : void();
-            run.Read(0);
-            return condition();
-        };
-        return RunUntil(look);
+        }
+        const bool toTell = Now().activity == Host::Service::Activity::Installing && lastCall == "GetAll";
+        const auto next = toTell ? std::exchange(story, {}) : nullptr;
+        next ? next() : void();
     }
 
     void LoseAnswer()

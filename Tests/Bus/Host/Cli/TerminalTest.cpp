@@ -32,12 +32,12 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
     Tell(100, "Restart ordered");
     End(true);
     Host::Service::Database(folder / "state/status.sqlite").Execute("UPDATE step SET time = key * 100000000");
-    ProgramRun run(ToCall("install"), ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
-    Await(run, "Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ");
+    auto run = Call("install", ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
+    run.Await("Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ");
     run.Type("y\n");
-    Await(run, "Copying more");
+    run.Await("Copying more");
     Restart();
-    EXPECT_EQ(Finish(run), 0) << run.GetOut();
+    EXPECT_EQ(run.Finish(), 0) << run.GetOut();
     EXPECT_THAT(run.GetOut(),
                 AllOf(HasSubstr("\r[########-----------]  46 % 0:0"), HasSubstr(", ~1:"),
                       HasSubstr("\r[###################] 100 % 0:0"), Not(HasSubstr("\x1B[32m"))));
@@ -49,10 +49,10 @@ TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
     {
         for (const char* const verb : {"install", "revert"})
         {
-            ProgramRun run(ToCall(verb), ProgramRun::Output::Terminal, {"TERM=xterm"});
-            Await(run, "[y/N]");
+            auto run = Call(verb, ProgramRun::Output::Terminal, {"TERM=xterm"});
+            run.Await("[y/N]");
             run.Type(keys);
-            EXPECT_EQ(Finish(run), status) << run.GetOut();
+            EXPECT_EQ(run.Finish(), status) << run.GetOut();
         }
     }
     EXPECT_EQ(GetOrders(), "");
@@ -63,10 +63,10 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     const auto copies = story;
     for (const int signalNumber : {SIGINT, SIGTERM})
     {
-        ProgramRun run(ToCall("install"));
-        Await(run, "Copying more");
+        auto run = Call("install");
+        run.Await("Copying more");
         run.Signal(signalNumber);
-        EXPECT_EQ(Finish(run), 128 + signalNumber);
+        EXPECT_EQ(run.Finish(), 128 + signalNumber);
         EXPECT_EQ(
             run.GetErr(),
             "zelupdate: interrupted; the installation goes on without zelupdate\nNext: The installation "
@@ -75,26 +75,26 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
         story = copies;
     }
     // The device's own shutdown ends the program as well.
-    ProgramRun last(ToCall("install"));
-    Await(last, "Copying more");
+    auto last = Call("install");
+    last.Await("Copying more");
     Tell(100, "The device is going to reboot.");
-    Await(last, "going to reboot");
+    last.Await("going to reboot");
     last.Signal(SIGTERM);
-    EXPECT_EQ(Finish(last), 0) << last.GetErr();
+    EXPECT_EQ(last.Finish(), 0) << last.GetErr();
 
     End(true);
     refusals["Stage"] = "";
-    ProgramRun early(ToCall("install FILE"));
-    Await(early, "Handing over");
+    auto early = Call("install FILE");
+    early.Await("Handing over");
     early.Signal(SIGINT);
-    EXPECT_EQ(Finish(early), 130);
+    EXPECT_EQ(early.Finish(), 130);
     EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
 }
 
 TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValuesAreLookedInto)
 {
-    ProgramRun run(ToCall("install"));
-    Await(run, "Copying more");
+    auto run = Call("install");
+    run.Await("Copying more");
     sd_bus* stranger = nullptr;
     sd_bus_message* signal = nullptr;
     sd_bus_open_system(&stranger);
@@ -109,9 +109,9 @@ TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValu
     Tell(100, "The device is going to reboot.");
     sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
                        Interface, 0, 1, "Message");
-    Await(run, "going to reboot");
+    run.Await("going to reboot");
     Vanish();
-    EXPECT_EQ(Finish(run), 0) << run.GetErr();
+    EXPECT_EQ(run.Finish(), 0) << run.GetErr();
     EXPECT_THAT(run.GetOut(), Not(HasSubstr("forged")));
 }
 
@@ -120,17 +120,17 @@ TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
     for (const bool json : {false, true})
     {
         Tell(0, "");
-        ProgramRun run(ToCall(json ? "status --watch --json" : "status --watch"));
-        Await(run, "Controller 750");
+        auto run = Call(json ? "status --watch --json" : "status --watch");
+        run.Await("Controller 750");
         Tell(7, "first");
-        Await(run, "first");
+        run.Await("first");
         Vanish();
-        Await(run, "has gone");
+        run.Await("has gone");
         Tell(8, "second");
         Appear();
-        Await(run, "second");
+        run.Await("second");
         run.Signal(SIGINT);
-        EXPECT_EQ(Finish(run), 130);
+        EXPECT_EQ(run.Finish(), 130);
         EXPECT_THAT(
             run.GetOut(),
             AllOf(HasSubstr(json ? "\"message\":\"first\"" : "Z; Message: first; Progress: 7 %, first\n"),
@@ -157,7 +157,7 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
         const String call = name + (inputs.contains(name) ? inputs.at(name) : "");
         for (const char* const variable : {"ANY=1", "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/bus"})
         {
-            ProgramRun run(ToCall(call), ProgramRun::Output::Pipes, {variable});
+            auto run = Call(call, ProgramRun::Output::Pipes, {variable});
             const int absent = name == "wait" && variable == String("ANY=1") ? 9 : 7;
             EXPECT_EQ(run.Finish(), name == "explain" ? 0 : absent) << call << ", " << variable;
         }

@@ -79,8 +79,8 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
             device.Copy();
             world.story(device);
         };
-        Device::ProgramRun run(device.ToCall(call + form), Device::ProgramRun::Output::Pipes, {}, "a bundle");
-        EXPECT_EQ(device.Finish(run), status);
+        auto run = device.Call(call + form);
+        EXPECT_EQ(run.Finish(), status);
         EXPECT_THAT(run.GetErr(), StartsWith(err.empty() ? "" : "zelupdate: " + err + "\n"));
         EXPECT_EQ(run.GetErr().empty(), err.empty());
         EXPECT_THAT(device.GetOrders(), MatchesRegex(world.orders));
