@@ -39,12 +39,7 @@ String Enter(XmlReader& reader)
 
 [[nodiscard]] String Repeat(const String& text, std::size_t count)
 {
-    String repeated;
-    for (; count > 0; --count)
-    {
-        repeated += text;
-    }
-    return repeated;
+    return Join(std::vector<String>(count, text), "");
 }
 
 } // namespace
