@@ -1,14 +1,15 @@
 #pragma once
 
+#include "Support/Recorded.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 #include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
 #include <stdexcept>
-#include <vector>
 
 namespace Zel::Tests::Support
 {
@@ -20,47 +21,79 @@ namespace Zel::Tests::Support
 class FakeUpdaterStatus : public Services::SoftwareUpdate::IUpdaterStatus,
                           private System::Commons::Diagnostics::Logging::Loggable<FakeUpdaterStatus>
 {
-    template <typename Action>
-    auto Locked(const Action& action)
-    {
-        const std::lock_guard lock(mutex);
-        return action();
-    }
-
 public:
     using InstallationState = Services::SoftwareUpdate::InstallationState;
     using SoftwareUpdateStatus = Services::SoftwareUpdate::SoftwareUpdateStatus;
 
     [[nodiscard]] bool GetStatus(const String& id, SoftwareUpdateStatus& status) override
     {
-        return Locked([&] { return !IsRefused("GetStatus") && (status = Get(id).status, true); });
+        const std::lock_guard lock(mutex);
+        status = IsRefused("GetStatus") ? status : Get(id).status;
+        return !IsRefused("GetStatus");
     }
 
-    void SetMessage(const String& id, const String& message, bool newStory) override;
+    void SetMessage(const String& id, const String& message, bool newStory) override
+    {
+        const std::lock_guard lock(mutex);
+        Require(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'");
+        SoftwareUpdateStatus& status = Get(id).status;
+        status.message = Truncate(message, 511);
+        status.progress = newStory ? 0 : status.progress;
+    }
 
     void SetProgress(const String& id, int percent) override
     {
-        Locked([&] { Require("SetProgress " + std::to_string(percent)), Get(id).status.progress = percent; });
+        const std::lock_guard lock(mutex);
+        Require("SetProgress " + std::to_string(percent));
+        Get(id).status.progress = percent;
     }
 
-    [[nodiscard]] bool BeginInstallation(const String& id, bool installation) override;
-    void EndInstallation(const String& id, bool success) override;
-    [[nodiscard]] bool ResumeInstallation(const String& id) override;
+    [[nodiscard]] bool BeginInstallation(const String& id, bool installation) override
+    {
+        const std::lock_guard lock(mutex);
+        const String line = String("BeginInstallation ") + (installation ? "installation" : "revert");
+        const bool begins = Admit(line) && Change(id, InstallationState::Idle, InstallationState::Installing);
+        Record& record = Get(id);
+        record.begunAsInstallation = begins ? installation : record.begunAsInstallation;
+        return begins;
+    }
+
+    void EndInstallation(const String& id, bool success) override
+    {
+        const std::lock_guard lock(mutex);
+        Require(success ? "EndInstallation succeeded" : "EndInstallation failed");
+        const auto end = success ? InstallationState::Idle : InstallationState::Failed;
+        Record& record = Get(id);
+        const bool ends = Change(id, InstallationState::Installing, end);
+        record.status.revertible = record.status.revertible || (ends && record.begunAsInstallation);
+    }
+
+    [[nodiscard]] bool ResumeInstallation(const String& id) override
+    {
+        const std::lock_guard lock(mutex);
+        return Admit("ResumeInstallation") && Change(id, InstallationState::Failed, InstallationState::Idle);
+    }
+
     [[nodiscard]] bool WriteProperty(const String& id, const String& name, const String& value,
-                                     bool persistent) override;
+                                     bool persistent) override
+    {
+        const std::lock_guard lock(mutex);
+        const String suffix = persistent ? "" : " for this start only";
+        const bool isAdmitted = Admit("WriteProperty " + name + "=" + value + suffix);
+        String& property = Get(id).properties[name];
+        property = isAdmitted ? value : property;
+        return isAdmitted;
+    }
 
     void ReadProperty(const String& id, const String& name, String& value) override
     {
-        Locked(
-            [&] {
-                IsRefused("ReadProperty") ? throw std::runtime_error("refused")
-                                          : value = Get(id).properties[name];
-            });
+        const std::lock_guard lock(mutex);
+        IsRefused("ReadProperty") ? throw std::runtime_error("refused") : value = Get(id).properties[name];
     }
 
     [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& /*id*/) override
     {
-        return Locked([&] { return confirmationTimeout; });
+        return confirmationTimeout;
     }
 
     /// Refuses, or where there is nothing to refuse throws `std::runtime_error("refused")` from, every call
@@ -68,24 +101,21 @@ public:
     /// nothing any more.
     void Refuse(const String& prefix)
     {
-        Locked([&] { refusedPrefix = prefix; });
+        const std::lock_guard lock(mutex);
+        refusedPrefix = prefix;
     }
 
     /// Sets what the component's record says.
     void SetState(const String& id, InstallationState state, bool revertible = false)
     {
-        Locked([&] { Get(id).status.state = state, Get(id).status.revertible = revertible; });
+        const std::lock_guard lock(mutex);
+        Get(id).status.state = state;
+        Get(id).status.revertible = revertible;
     }
 
-    void SetConfirmationTimeout(std::uint32_t to)
-    {
-        Locked([&] { confirmationTimeout = to; });
-    }
+    void SetConfirmationTimeout(std::uint32_t to) { confirmationTimeout = to; }
 
-    [[nodiscard]] std::vector<String> GetCalls()
-    {
-        return Locked([&] { return calls; });
-    }
+    [[nodiscard]] std::vector<String> GetCalls() const { return calls.Get(); }
 
 private:
     struct Record
@@ -102,17 +132,31 @@ private:
     }
 
     /// Records a call; returns false, or throws, when it is refused.
-    [[nodiscard]] bool Admit(const String& line);
+    [[nodiscard]] bool Admit(const String& line)
+    {
+        calls.Add(line);
+        Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "{0}", line);
+        return !IsRefused(line);
+    }
 
     void Require(const String& line) { Admit(line) ? void() : throw std::runtime_error("refused"); }
+
+    /// Takes the state from one to another; false, nothing changed, from any other one.
+    [[nodiscard]] bool Change(const String& id, InstallationState from, InstallationState to)
+    {
+        InstallationState& state = Get(id).status.state;
+        const bool isChanged = state == from;
+        state = isChanged ? to : state;
+        return isChanged;
+    }
 
     Record& Get(const String& componentId) { return records[ToLower(componentId)]; }
 
     std::mutex mutex;
     std::map<String, Record> records;
-    std::vector<String> calls;
     String refusedPrefix;
-    std::uint32_t confirmationTimeout = 0;
+    std::atomic<std::uint32_t> confirmationTimeout = 0;
+    Recorded<String> calls;
 };
 
 } // namespace Zel::Tests::Support
