@@ -67,18 +67,19 @@ struct Device : Host::Service::FakeDevice
         connection.reset();
     }
 
-    /// Starts the program with arguments, given as words. "FILE" is a file with "a bundle" in it, and so is
-    /// standard input. The service is served while the program is waited for.
+    /// Starts the program with arguments, given as words, behind an environment in `call`. "FILE" is a file
+    /// with "a bundle" in it, and so is standard input. The service is served while the program is waited
+    /// for.
     [[nodiscard]] ProgramRun Call(const String& words, ProgramRun::Output output = ProgramRun::Output::Pipes,
-                                  const std::vector<String>& environment = {})
+                                  std::vector<String> call = {})
     {
-        std::vector<String> call = {ZEL_UPDATE_PROGRAM};
+        call.push_back(ZEL_UPDATE_PROGRAM);
         std::istringstream stream(words);
         for (String word; stream >> word;)
         {
             call.push_back(word == "FILE" ? folder / "a.raucb" : word);
         }
-        return ProgramRun(call, output, environment, "a bundle", [this] { Serve(); });
+        return ProgramRun(call, output, "a bundle", [this] { Serve(); });
     }
 
     /// Returns a text without spans of time, with NOW for what the clock says and FILE for the file.
@@ -152,9 +153,10 @@ struct Device : Host::Service::FakeDevice
     std::atomic<bool> losesAnswers = false;
     /// The errors that methods are refused with; without a name there is no answer at all.
     std::map<String, String> refusals;
-    /// The last method that was called of the component, and by whom.
-    String lastCall;
+    /// Who called the component last.
     String lastCaller;
+    /// Whether an installation went on when the component's properties were read the last time.
+    bool hasShown = false;
     Host::Service::Component other{"Display/\u00e4", MakeEnvironment()};
     std::optional<Host::Service::BusConnection> connection;
     std::optional<Host::Service::BusApi> api;
@@ -162,12 +164,12 @@ struct Device : Host::Service::FakeDevice
 private:
     void Serve()
     {
-        while (sd_event_run(loop.Get(), 0) > 0)
+        do
         {
-        }
-        const bool toTell = Now().activity == Host::Service::Activity::Installing && lastCall == "GetAll";
-        const auto next = toTell ? std::exchange(story, {}) : nullptr;
-        next ? next() : void();
+            const bool toTell = hasShown && Now().activity == Host::Service::Activity::Installing;
+            const auto next = toTell ? std::exchange(story, {}) : nullptr;
+            next ? next() : void();
+        } while (sd_event_run(loop.Get(), 0) > 0);
     }
 
     void LoseAnswer()
@@ -183,9 +185,11 @@ private:
         {
             return 0;
         }
-        device.lastCall = sd_bus_message_get_member(message);
+        const String member = sd_bus_message_get_member(message);
+        const bool isInstalling = device.Now().state == InstallationState::Installing;
+        device.hasShown = member == "GetAll" ? isInstalling : device.hasShown;
         device.lastCaller = sd_bus_message_get_sender(message);
-        const auto refusal = device.refusals.find(device.lastCall);
+        const auto refusal = device.refusals.find(member);
         const bool isRefused = refusal != device.refusals.end();
         const bool isAnswered = isRefused && !refusal->second.empty();
         return isAnswered ? sd_bus_error_set(error, refusal->second.c_str(), "No.") : isRefused ? 1 : 0;
