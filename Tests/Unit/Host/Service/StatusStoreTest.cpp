@@ -167,7 +167,7 @@ TEST(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
     EXPECT_EQ(StatusStore(folder.GetPath()).GetDamage(), "");
 }
 
-TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
+TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDateAndOneOfANewerServiceRefused)
 {
     const TemporaryFolder folder;
     Database(folder / StatusStore::FileName).Execute(R"(
