@@ -124,6 +124,8 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
     {
         device.Copy();
         device.End(true);
+        // The same step again is one of the history.
+        device.Copy();
         SwitchesBack(device);
         Host::Service::Database(device.folder / "state/status.sqlite")
             .Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"

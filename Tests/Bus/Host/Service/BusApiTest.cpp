@@ -35,19 +35,18 @@ std::vector<String> Describe(const String& document)
 /// A device with clients that are served by the same loop.
 struct BusApiTest : Test, Tests::Bus::Device
 {
-    /// Calls a method of an object. Gives the first text of the answer, or "NAME: text" of the error.
-    static void Call(BusConnection& client, BusCall call, const std::function<void(const String&)>& answered)
+    static BusCall To(const String& object, const char* interface, const char* member,
+                      const std::function<int(sd_bus_message* call)>& write = {})
     {
-        call.destination = BusApi::BusName;
-        call.timeout = std::chrono::seconds(10);
-        client.Call(call, [answered](const BusAnswer& answer)
-                    { answered(answer.IsOk() ? answer.text : answer.errorName + ": " + answer.text); });
+        return {BusApi::BusName, object, interface, member, std::chrono::seconds(10), write};
     }
 
+    /// Returns the first text of the answer, behind "NAME: " for an error.
     String Ask(const BusCall& call)
     {
         std::optional<String> text;
-        Call(client, call, [&text](const String& answer) { text = answer; });
+        client.Call(call, [&text](const BusAnswer& answer)
+                    { text = (answer.IsOk() ? "" : answer.errorName + ": ") + answer.text; });
         EXPECT_TRUE(RunUntil([&text] { return text.has_value(); })) << call.member;
         return text.value_or("");
     }
@@ -57,7 +56,7 @@ struct BusApiTest : Test, Tests::Bus::Device
     {
         const auto write = [=](sd_bus_message* message)
         { return sd_bus_message_append(message, types, arguments...); };
-        return Ask({"", path, "zel.SoftwareUpdate1.Component", member, {}, write});
+        return Ask(To(path, "zel.SoftwareUpdate1.Component", member, write));
     }
 
     BusConnection client{loop, {}};
@@ -68,7 +67,7 @@ TEST_F(BusApiTest, TheObjectsAreAsTheirDescriptionSays)
     String offered;
     for (const String& object : {BusApi::ManagerPath, path})
     {
-        const String all = Ask({"", object, "org.freedesktop.DBus.Introspectable", "Introspect", {}, {}});
+        const String all = Ask(To(object, "org.freedesktop.DBus.Introspectable", "Introspect"));
         offered += all.substr(all.find("<interface name=\"zel."));
     }
     EXPECT_EQ(Describe(offered), Describe(Tests::Support::TemporaryFolder::Read(ZEL_BUS_DESCRIPTION)));
@@ -96,16 +95,16 @@ TEST_F(BusApiTest, FiftyClientsReadWhileAnInstallationGoesOn)
 {
     const auto write = [](sd_bus_message* message)
     { return sd_bus_message_append(message, "ss", "zel.SoftwareUpdate1.Component", "State"); };
-    const BusCall call = {"", path, "org.freedesktop.DBus.Properties", "Get", {}, write};
+    const BusCall call = To(path, "org.freedesktop.DBus.Properties", "Get", write);
     std::map<String, int> answers;
     const std::function<void(BusConnection&)> read = [&](BusConnection& reader)
     {
-        const auto again = [&](const String& state)
+        const auto again = [&](const BusAnswer& answer)
         {
-            ++answers[state];
+            ++answers[answer.errorName + answer.text];
             read(reader);
         };
-        Call(reader, call, again);
+        reader.Call(call, again);
     };
     std::list<BusConnection> readers;
     for (int number = 0; number < 50; ++number)
