@@ -9,6 +9,7 @@
 
 /// Somebody else on the device's bus, with the rights of whoever starts this program.
 ///   stranger call METHOD [BUNDLE]  calls the component; prints "ok", or the error's name and text
+///   stranger rauc METHOD           calls RAUC, without an interface's name, and prints the same
 ///   stranger forge COUNT           sends so many signals of each kind in RAUC's name, everybody and the
 ///   service in turn
 namespace
@@ -26,10 +27,19 @@ void Require(int result, const char* what)
     }
 }
 
-void Call(sd_bus* bus, const std::string& method, const char* bundle)
+/// Sends and frees the call and prints the answer.
+void Ask(sd_bus* bus, sd_bus_message* call)
+{
+    sd_bus_error error = SD_BUS_ERROR_NULL;
+    const int result = sd_bus_call(bus, call, 0, &error, nullptr);
+    std::cout << (result >= 0 ? "ok" : std::string(error.name) + ": " + error.message) << std::endl;
+    sd_bus_error_free(&error);
+    sd_bus_message_unref(call);
+}
+
+void CallComponent(sd_bus* bus, const std::string& method, const char* bundle)
 {
     sd_bus_message* call = nullptr;
-    sd_bus_error error = SD_BUS_ERROR_NULL;
     Require(sd_bus_message_new_method_call(bus, &call, Service, "/zel/SoftwareUpdate1/component/ZDC_2d100",
                                            "zel.SoftwareUpdate1.Component", method.c_str()),
             "call");
@@ -43,10 +53,14 @@ void Call(sd_bus* bus, const std::string& method, const char* bundle)
     {
         Require(sd_bus_message_append(call, "sa{sv}", "", 1, "delay", "t", Hour), "append");
     }
-    const int result = sd_bus_call(bus, call, 0, &error, nullptr);
-    std::cout << (result >= 0 ? "ok" : std::string(error.name) + ": " + error.message) << std::endl;
-    sd_bus_error_free(&error);
-    sd_bus_message_unref(call);
+    Ask(bus, call);
+}
+
+void CallRauc(sd_bus* bus, const char* method)
+{
+    sd_bus_message* call = nullptr;
+    Require(sd_bus_message_new_method_call(bus, &call, "de.pengutronix.rauc", "/", nullptr, method), "call");
+    Ask(bus, call);
 }
 
 void Send(sd_bus* bus, sd_bus_message* signal, const char* destination)
@@ -66,12 +80,13 @@ void Forge(sd_bus* bus, int count)
     for (int i = 0; i < count; ++i)
     {
         const char* destination = i % 2 == 0 ? nullptr : owner;
+        const char* path = i % 3 == 0 ? "/other" : "/";
         sd_bus_message* signal = nullptr;
-        Require(sd_bus_message_new_signal(bus, &signal, "/", "de.pengutronix.rauc.Installer", "Completed"),
+        Require(sd_bus_message_new_signal(bus, &signal, path, "de.pengutronix.rauc.Installer", "Completed"),
                 "Completed");
         Require(sd_bus_message_append(signal, "i", i / 2 % 2), "result");
         Send(bus, signal, destination);
-        Require(sd_bus_message_new_signal(bus, &signal, "/", "org.freedesktop.DBus.Properties",
+        Require(sd_bus_message_new_signal(bus, &signal, path, "org.freedesktop.DBus.Properties",
                                           "PropertiesChanged"),
                 "PropertiesChanged");
         Require(sd_bus_message_append(signal, "sa{sv}as", "de.pengutronix.rauc.Installer", 3, "Operation",
@@ -101,9 +116,13 @@ int main(int count, char** arguments)
     {
         Forge(bus, std::stoi(arguments[2]));
     }
+    else if (count == 3 && std::string(arguments[1]) == "rauc")
+    {
+        CallRauc(bus, arguments[2]);
+    }
     else if (count >= 3)
     {
-        Call(bus, arguments[2], count > 3 ? arguments[3] : nullptr);
+        CallComponent(bus, arguments[2], count > 3 ? arguments[3] : nullptr);
     }
     sd_bus_flush_close_unref(bus);
 }
