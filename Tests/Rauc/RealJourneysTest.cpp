@@ -1,7 +1,6 @@
 #include "Bus/RaucUpdater/Journey.h"
 #include "Support/DeviceFolder.h"
 
-#include <filesystem>
 #include <future>
 #include <gtest/gtest.h>
 
@@ -19,12 +18,11 @@ public:
 
     [[nodiscard]] String MakeBundle(const String& version, const Lines& options) override
     {
-        if (options == Lines{"--folder"})
+        if (options == Lines{"--missing"} || options == Lines{"--folder"})
         {
-            std::filesystem::create_directory(bundles / "--folder");
+            return options == Lines{"--missing"} ? folder / "missing" : folder.GetPath();
         }
-        const bool isBundle = options != Lines{"--folder"} && options != Lines{"--missing"};
-        return isBundle ? device.MakeBundle(version, options) : bundles / options.front();
+        return device.MakeBundle(version, options);
     }
 
     String Run(const String& command, const Lines& arguments) override
@@ -45,7 +43,7 @@ public:
 
 private:
     Support::DeviceFolder device{{"--compatible", "Controller"}};
-    const Support::TemporaryFolder bundles;
+    const Support::TemporaryFolder folder;
     /// An installation that nobody has told the module of.
     std::future<String> foreign;
 };

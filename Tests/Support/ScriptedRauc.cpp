@@ -24,16 +24,12 @@ struct Progress
     std::int32_t nestingDepth;
 };
 
-/// A bundle that cannot be verified ends them after three.
+/// A bundle that cannot be written ends them after two.
 std::vector<Progress> InstallationSteps(const String& slot)
 {
     return {{0, "Installing", 1},
-            {20, "Determining slot states done.", 2},
-            {20, "Verifying signature", 3},
-            {40, "Verifying signature done.", 3},
             {80, "Updating slots", 2},
             {90, "Copying image to " + slot, 3},
-            {99, "Copying image to " + slot + " done.", 3},
             {100, "Installing done.", 1}};
 }
 
@@ -61,11 +57,11 @@ ScriptedSlot& RaucScript::FindSlot(const String& state)
     return found != slots.end() ? *found : throw Exception("No slot is " + state);
 }
 
-const std::pair<String, String>* RaucScript::FindBundle(const String& path) const
+std::pair<String, String> RaucScript::FindBundle(const String& path) const
 {
     const bool isFile = !bundles.contains(path) && std::filesystem::exists(path);
     const auto bundle = bundles.find(isFile ? TemporaryFolder::Read(path) : path);
-    return bundle == bundles.end() ? nullptr : &bundle->second;
+    return bundle == bundles.end() ? std::pair<String, String>() : bundle->second;
 }
 
 void ScriptedRauc::Vanish()
@@ -157,7 +153,7 @@ void ScriptedRauc::Handle(const BusMessage& message)
     {
         script.answers.erase(found);
     }
-    if (found == script.answers.end() && call.member.starts_with("Install"))
+    if (found == script.answers.end() && !isBusy && call.member.starts_with("Install"))
     {
         Install(message, call.arguments.at(0));
     }
@@ -187,16 +183,15 @@ ScriptedAnswer ScriptedRauc::Answer(const ScriptedCall& call)
     }
     if (call.member == "Info" || call.member == "Mark")
     {
-        return call.member == "Info" ? Info(call.arguments.at(0))
-                                     : Mark(call.arguments.at(0), call.arguments.at(1));
+        return call.member == "Info" ? Info(call.arguments.at(0)) : Mark(call.arguments.at(1));
     }
     return ScriptedAnswer::Texts({script.primary});
 }
 
 ScriptedAnswer ScriptedRauc::Info(const String& path)
 {
-    const auto* bundle = script.FindBundle(path);
-    if (bundle == nullptr)
+    const auto [compatible, version] = script.FindBundle(path);
+    if (compatible.empty())
     {
         return ScriptedAnswer::Refusal(
             "Invalid bundle format: Failed to open bundle for reading: Error opening file " + path +
@@ -204,27 +199,17 @@ ScriptedAnswer ScriptedRauc::Info(const String& path)
     }
     EmitProgress(0, "Checking bundle", 1);
     EmitProgress(100, "Checking bundle done.", 1);
-    return ScriptedAnswer::Texts({bundle->first, bundle->second});
+    return ScriptedAnswer::Texts({compatible, version});
 }
 
-ScriptedAnswer ScriptedRauc::Mark(const String& state, const String& name)
+ScriptedAnswer ScriptedRauc::Mark(const String& name)
 {
-    if (state != "active" || !std::ranges::count(script.slots, name, &ScriptedSlot::GetName))
-    {
-        return ScriptedAnswer::Refusal("No slot with name " + name + " found to be made " + state);
-    }
     script.primary = name;
     return ScriptedAnswer::Texts({name, "activated slot " + name});
 }
 
 void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
 {
-    if (isBusy)
-    {
-        Send(ScriptedAnswer::Refusal("Already processing a different method").make(message));
-        EmitOperation("idle");
-        return;
-    }
     isBusy = true;
     EmitOperation("installing");
     Send(message.Return());
@@ -242,7 +227,7 @@ void ScriptedRauc::TellSteps(std::size_t begin, std::size_t end)
     auto steps = InstallationSteps(script.FindSlot("inactive").GetName());
     if (!script.failure.empty())
     {
-        steps.resize(script.activates ? steps.size() - 1 : 3);
+        steps.resize(script.activates ? steps.size() - 1 : 2);
     }
     for (std::size_t i = begin; i < std::min(end, steps.size()); ++i)
     {
@@ -264,8 +249,7 @@ void ScriptedRauc::ReleaseInstallation()
     if (failure.empty() || script.activates)
     {
         auto& target = script.FindSlot("inactive");
-        const auto* installed = script.FindBundle(*bundle);
-        script.primary = target.Written(installed != nullptr ? installed->second : "").GetName();
+        script.primary = target.Written(script.FindBundle(*bundle).second).GetName();
     }
     if (!failure.empty())
     {

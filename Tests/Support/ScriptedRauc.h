@@ -54,8 +54,8 @@ struct RaucScript
     /// Returns the first slot in this state. Throws `Exception` when there is none.
     [[nodiscard]] ScriptedSlot& FindSlot(const String& state);
 
-    /// Null for none.
-    [[nodiscard]] const std::pair<String, String>* FindBundle(const String& path) const;
+    /// Returns empty texts when there is none.
+    [[nodiscard]] std::pair<String, String> FindBundle(const String& path) const;
 };
 
 /// A service on the bus that behaves as RAUC does, by a script: its calls, errors, signals and their order,
@@ -129,7 +129,7 @@ private:
     void Handle(const BusMessage& message);
     [[nodiscard]] ScriptedAnswer Answer(const ScriptedCall& call);
     [[nodiscard]] ScriptedAnswer Info(const String& path);
-    [[nodiscard]] ScriptedAnswer Mark(const String& state, const String& name);
+    [[nodiscard]] ScriptedAnswer Mark(const String& name);
     void Install(const BusMessage& message, const String& bundle);
     void TellSteps(std::size_t begin, std::size_t end);
 

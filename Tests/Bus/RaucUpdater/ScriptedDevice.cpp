@@ -1,6 +1,5 @@
 #include "Bus/RaucUpdater/ScriptedDevice.h"
 
-#include <filesystem>
 #include <map>
 #include <utility>
 
@@ -23,14 +22,9 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     const String option = options.empty() ? "" : options.front();
     const String value = options.empty() ? "" : options.back();
     const String content = "bundle of " + version + " " + Join(options, " ");
-    if (option == "--missing")
+    if (option == "--missing" || option == "--folder")
     {
-        return bundles / "missing";
-    }
-    if (option == "--folder")
-    {
-        std::filesystem::create_directory(bundles / "folder");
-        return bundles / "folder";
+        return option == "--missing" ? bundles / "missing" : bundles.GetPath();
     }
     if (option != "--stranger" && option != "--truncated")
     {
@@ -48,30 +42,30 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     }
     if (option == "--held")
     {
-        rauc->heldAt = 6;
+        rauc->heldAt = 3;
     }
     return bundles.Write("delivered", content);
 }
 
 String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 {
-    const auto getBooted = [&] { return rauc->FindSlot("booted"); };
-    const String version = getBooted().GetText("bundle.version");
-    const std::map<String, std::function<String()>> answers = {
-        {"booted", [&] { return getBooted().GetName(); }},
-        {"primary", [&] { return rauc->primary; }},
-        {"slot-version", [&] { return version.empty() ? factoryVersion : version; }}};
+    const ScriptedSlot booted = rauc->FindSlot("booted");
+    const std::map<String, String> facts = {{"mark-good", ""},
+                                            {"booted", booted.GetName()},
+                                            {"primary", rauc->primary},
+                                            {"slot-version", booted.GetText("bundle.version").empty()
+                                                                 ? factoryVersion
+                                                                 : booted.GetText("bundle.version")}};
     const std::map<String, std::function<void()>> actions = {
-        {"mark-good", [] {}},
         {"wait-held", [&] { EXPECT_TRUE(rauc.WaitForCall("InstallBundle")); }},
-        {"next-boot-fails", [&] { nextSlot = getBooted().GetName(); }},
+        {"next-boot-fails", [&] { nextSlot = booted.GetName(); }},
         {"shutdown", [&] { rauc.Vanish(); }},
         {"boot", [&] { rauc.Restart(std::exchange(nextSlot, "")); }},
         {"busy", [&] { InstallForeign(); }},
         {"rest", [&] { rauc.ReleaseInstallation(); }},
         {"rauc-stop", [&] { rauc.Vanish(); }},
         {"rauc-start", [&] { rauc.Start(); }}};
-    return answers.contains(command) ? answers.at(command)() : (actions.at(command)(), "");
+    return facts.contains(command) ? facts.at(command) : (actions.at(command)(), "");
 }
 
 void ScriptedDevice::InstallForeign()

@@ -10,7 +10,6 @@
 #include <future>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <thread>
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
@@ -136,14 +135,6 @@ TEST_F(ScheduledExecutorServiceTest, ATaskThatIsWaitedForSchedulesNothingMore)
     reached.get_future().wait();
     executor->Cancel();
     EXPECT_TRUE(executor->Schedule("after", Never, [] {}));
-}
-
-TEST_F(ScheduledExecutorServiceTest, AnExceptionOfTheTaskEndsItsThreadAndIsLogged)
-{
-    ASSERT_TRUE(executor->Schedule("T", 0, [] { throw std::runtime_error("broken"); }));
-    ASSERT_TRUE(log->WaitForLine("error Thread: Thread 'T' ended by an exception: broken"));
-    ASSERT_TRUE(executor->Schedule("empty", 0, nullptr));
-    ASSERT_TRUE(log->WaitForLine("error Thread: Thread 'empty' ended by an exception: bad_function_call"));
 }
 
 TEST_F(ScheduledExecutorServiceTest, TheThreadWaitsForTheLowBitsOfADelayThatIsKeptAsFarAsTheClockGoes)
