@@ -156,13 +156,13 @@ std::vector<Journey> Survived()
     {
         const std::vector<std::pair<String, String>> unfit = {
             {"boot-status", "bad"}, {"status", "pending"}, {"state", "active"}, {"state", "Inactive"}};
-        for (badSlot(rauc); rauc->slots.size() < 16;)
+        badSlot(rauc);
+        for (std::size_t i = 2; i < 16; ++i)
         {
-            const auto number = rauc->slots.size();
-            const auto& [key, value] = unfit.at(number % unfit.size());
-            const String name = std::to_string(number);
+            const String name = std::to_string(i);
             auto slot = ScriptedSlot("rootfs." + name, "X", "inactive").Written("9.0.0." + name);
-            rauc->slots.push_back(number == 7 || number == 12 ? slot : slot.Set(key, value));
+            const auto& [key, value] = unfit.at(i % unfit.size());
+            rauc->slots.push_back(i == 7 || i == 12 ? slot : slot.Set(key, value));
         }
     };
     const String other = "Incompatible file. System expects 'Controller' but is 'Other'";
@@ -199,58 +199,47 @@ std::vector<Journey> StoreRefuses()
 {
     const auto error = [](const String& text) { return Lines{"error: " + text}; };
     const String begin = "Failed to switch installation state to Installing.";
-
-    const struct
+    const auto install = [](const String& name, const String& call, ResultCode result, const Lines& story,
+                            State state = State::Idle) {
+        return While(name, {Refuse(call), Install("3.0.0.0", result)}, story, state);
+    };
+    const auto throwing = [](const String& name, const Step& before, const String& call, const Step& step,
+                             const Lines& story, State state = State::Idle)
     {
-        String call;
-        ResultCode result;
-        /// What of the beginning is told, and the rest.
-        std::size_t begun;
-        Lines told;
-        State state = State::Idle;
-    } rows[] = {
-        {"GetStatus", GeneralError, 0, {}},
-        {"WriteProperty Target", GeneralError, 2, error("Failed to delete last installation property.")},
-        {"WriteProperty Installer", GeneralError, 3,
-         error("Failed to delete last installer slot name property.")},
-        {"WriteProperty Reverted", GeneralError, 4, error("Failed to delete last reverted to property.")},
-        {"BeginInstallation", OperationFailed, 5, Lines{"SetMessage new '" + begin + "'"} + error(begin)},
-        {"WriteProperty TargetSoftwareRevision=3", OperationFailed, 7, Ended, State::Failed},
-        {"WriteProperty InstallerSlotName=r", OperationFailed, 8,
-         Lines{"SetMessage 'Failed to save booted slot name.'"} + Ended, State::Failed}};
-
-    std::vector<Journey> journeys;
-    for (const auto& row : rows)
-    {
-        journeys.push_back(While("Call" + std::to_string(journeys.size()),
-                                 {Refuse(row.call), Install("3.0.0.0", row.result)},
-                                 BegunTo(row.begun) + row.told, row.state));
-    }
+        const auto throws = [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); };
+        return While(name, {before, Refuse(call), throws}, story, state);
+    };
     const auto noInstall = NoAnswerTo("InstallBundle");
     const Lines refused = Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"} + Ended;
-    const auto throws = [](const Step& step) -> Step
-    { return [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); }; };
     // After a delay nobody is there for the exception but the thread.
     const String thrown = "error Thread: Thread 'RaucDelayInstall' ended by an exception: refused";
-    for (const Journey& journey :
-         {While("Story", {Refuse("SetMessage new"), throws(Install("3.0.0.0"))}, BegunTo(1)),
-          While("Reason", {noInstall, Refuse("SetMessage 'Failed"), throws(Install("3.0.0.0"))},
-                BegunTo() + refused, State::Failed),
-          While("End", {noInstall, Refuse("EndInstallation"), throws(Install("3.0.0.0"))},
-                BegunTo() + refused, State::Installing),
-          While("Property", {Stored(State::Idle, {}, true), Refuse("ReadProperty"), throws(Revertible(true))},
-                {}),
-          While("ReasonAfterADelay",
-                {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
-                BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
-          While("Resume", {Stored(State::Failed), Refuse("ResumeInstallation"), Resume(OperationFailed)},
-                {"info: Resuming (from Installing)...", "ResumeInstallation"}, State::Failed),
-          While("StatusOfOthers", {Refuse("GetStatus"), Resume(GeneralError), Stage("4", {}, GeneralError)},
-                {})})
-    {
-        journeys.push_back(journey);
-    }
-    return journeys;
+    return {install("Status", "GetStatus", GeneralError, {}),
+            install("DeletedTarget", "WriteProperty Target", GeneralError,
+                    BegunTo(2) + error("Failed to delete last installation property.")),
+            install("DeletedSlot", "WriteProperty InstallerSlot", GeneralError,
+                    BegunTo(3) + error("Failed to delete last installer slot name property.")),
+            install("DeletedRevert", "WriteProperty RevertedTo", GeneralError,
+                    BegunTo(4) + error("Failed to delete last reverted to property.")),
+            install("Begin", "BeginInstallation", OperationFailed,
+                    BegunTo(5) + Lines{"SetMessage new '" + begin + "'"} + error(begin)),
+            install("SavedTarget", "WriteProperty TargetSoftwareRevision=3", OperationFailed,
+                    BegunTo(7) + Ended, State::Failed),
+            install("SavedSlot", "WriteProperty InstallerSlotName=r", OperationFailed,
+                    BegunTo(8) + Lines{"SetMessage 'Failed to save booted slot name.'"} + Ended,
+                    State::Failed),
+            throwing("Story", noInstall, "SetMessage new", Install("3.0.0.0"), BegunTo(1)),
+            throwing("Reason", noInstall, "SetMessage 'Failed", Install("3.0.0.0"), BegunTo() + refused,
+                     State::Failed),
+            throwing("End", noInstall, "EndInstallation", Install("3.0.0.0"), BegunTo() + refused,
+                     State::Installing),
+            throwing("Property", Stored(State::Idle, {}, true), "ReadProperty", Revertible(true), {}),
+            While("ReasonAfterADelay",
+                  {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
+                  BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
+            While("Resume", {Stored(State::Failed), Refuse("ResumeInstallation"), Resume(OperationFailed)},
+                  {"info: Resuming (from Installing)...", "ResumeInstallation"}, State::Failed),
+            While("StatusOfOthers", {Refuse("GetStatus"), Resume(GeneralError), Stage("4", {}, GeneralError)},
+                  {})};
 }
 
 /// An installation that RAUC holds before its first step, and what the module makes of a signal then.
