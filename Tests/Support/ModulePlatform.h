@@ -5,14 +5,30 @@
 #include "Support/FakeUpdaterStatus.h"
 #include "Support/TemporaryFolder.h"
 #include "Zel/AppDomain.h"
+#include "Zel/Services/Device/DeviceControlServiceProxyFactory.h"
+#include "Zel/Services/Device/DeviceInfoServiceProxyFactory.h"
+#include "Zel/Singleton.h"
 #include "Zel/String.h"
+#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Nm/NotificationManager.h"
-#include "Zel/System/Rsc/IService.h"
+#include "Zel/System/Rsc/ServiceManager.h"
 
 #include <memory>
 
 namespace Zel::Tests::Support
 {
+
+/// Tells the log of each notification: "info NotificationLog: {severity} {name} ({sender}): {message}".
+class NotificationLog : public System::Nm::INotificationSink,
+                        private System::Commons::Diagnostics::Logging::Loggable<NotificationLog>
+{
+public:
+    void Write(const System::Nm::Notification& notification) override
+    {
+        Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "{0} {1} ({2}): {3}",
+            ToString(notification.severity), notification.name, notification.sender, notification.message);
+    }
+};
 
 /// What a service offers to a module, from fakes: the app domain as the process's one with a notification
 /// manager in it that tells the log, the two device services as registered ones, a status store, and a folder
@@ -26,22 +42,47 @@ public:
     inline static const String ComponentId = "Controller";
     inline static const String ManufacturerUri = "https://corvane.example";
 
-    ModulePlatform();
+    ModulePlatform()
+    {
+        notificationManager->AddSink(std::make_shared<NotificationLog>());
+        appDomain.SetSingleton<System::Nm::INotificationManager>(notificationManager);
+        Singleton<AppDomain>::SetInstance(&appDomain);
+        Register(deviceInfo, deviceControl);
+    }
 
     /// Takes back what was registered.
-    ~ModulePlatform();
+    ~ModulePlatform()
+    {
+        Register(nullptr, nullptr);
+        Singleton<AppDomain>::SetInstance(nullptr);
+    }
+
     ModulePlatform(const ModulePlatform&) = delete;
     ModulePlatform& operator=(const ModulePlatform&) = delete;
 
     /// Writes the settings document with `elements` beside the pending update path and the manufacturer's
     /// URI, and returns its path.
-    String WriteSettings(const String& elements = "") const;
+    String WriteSettings(const String& elements = "") const
+    {
+        return folder.Write(
+            "settings.xml",
+            "<RaucUpdaterSettingsDocument><PendingUpdatePath>pending.raucb</PendingUpdatePath>"
+            "<ManufacturerUri>" +
+                ManufacturerUri + "</ManufacturerUri>" + elements + "</RaucUpdaterSettingsDocument>");
+    }
 
     /// Where the settings say that the pending bundle lies.
     [[nodiscard]] String GetPendingPath() const { return folder / "pending.raucb"; }
 
     /// Registers the two device services; null for none.
-    static void Register(const std::shared_ptr<IService>& info, const std::shared_ptr<IService>& control);
+    static void Register(const std::shared_ptr<IService>& info, const std::shared_ptr<IService>& control)
+    {
+        using Services::Device::DeviceControlServiceProxyFactory;
+        using Services::Device::DeviceInfoServiceProxyFactory;
+        using System::Rsc::ServiceManager;
+        ServiceManager::RegisterService("Zel", DeviceInfoServiceProxyFactory::GetInstance(), info);
+        ServiceManager::RegisterService("Zel", DeviceControlServiceProxyFactory::GetInstance(), control);
+    }
 
     const TemporaryFolder folder;
     AppDomain appDomain{"module-tests"};
