@@ -1,9 +1,13 @@
 #pragma once
 
 #include "Support/TemporaryFolder.h"
+#include "Zel/Exception.h"
 #include "Zel/String.h"
 
+#include <array>
+#include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <sys/types.h>
 
 namespace Zel::Tests::Support
@@ -16,25 +20,61 @@ class PrivateBus
 {
 public:
     /// Returns the process's bus, started on the first call. DBUS_SYSTEM_BUS_ADDRESS names it from then on.
-    static PrivateBus& OfProcess();
+    static PrivateBus& OfProcess()
+    {
+        static PrivateBus bus;
+        return bus;
+    }
 
-    ~PrivateBus();
+    ~PrivateBus() { Kill(); }
+
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
     [[nodiscard]] const String& GetAddress() const noexcept { return address; }
 
     /// Kills the daemon: every connection to it breaks. Does nothing when it does not run.
-    void Kill();
+    void Kill()
+    {
+        if (process != 0)
+        {
+            ::kill(process, SIGKILL);
+            ::pclose(output);
+            process = 0;
+        }
+    }
 
     /// Starts the daemon again, on the same address. Throws `Exception` when it does not start.
-    void Start();
+    void Start()
+    {
+        // The number comes when connections are accepted.
+        output = ::popen(("exec setpriv --pdeathsig KILL dbus-daemon --nofork --nopidfile --print-pid=1 "
+                          "--config-file=" +
+                          folder / "bus.conf" + " 2>>" + folder / "bus.log")
+                             .c_str(),
+                         "re");
+        std::array<char, 32> line{};
+        if (output == nullptr || std::fgets(line.data(), line.size(), output) == nullptr)
+        {
+            throw Exception("Failed to start dbus-daemon: " + TemporaryFolder::Read(folder / "bus.log"));
+        }
+        process = static_cast<pid_t>(std::strtol(line.data(), nullptr, 10));
+    }
 
 private:
-    PrivateBus();
+    PrivateBus()
+    {
+        folder.Write("bus.conf", "<busconfig><type>system</type><listen>" + address +
+                                     "</listen><auth>EXTERNAL</auth><policy context='default'>"
+                                     "<allow user='*'/><allow own='*'/><allow send_destination='*'/>"
+                                     "<allow receive_sender='*'/></policy></busconfig>");
+        // The process has no other threads yet.
+        ::setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1); // NOLINT(concurrency-mt-unsafe)
+        Start();
+    }
 
-    TemporaryFolder folder;
-    String address;
+    const TemporaryFolder folder;
+    const String address = "unix:path=" + folder / "bus";
     /// Of the daemon, 0 while none runs.
     pid_t process = 0;
     FILE* output = nullptr;
