@@ -47,14 +47,9 @@ const DesktopBusField* DesktopBusField::PeekVariant() const noexcept
 
 std::span<const DesktopBusField> DesktopBusField::GetContents() const noexcept
 {
-    const auto* contents = IsContainer() ? std::get_if<Fields>(&value) : nullptr;
+    const auto* contents = type != NoType ? std::get_if<Fields>(&value) : nullptr;
     return contents != nullptr ? std::span<const DesktopBusField>(*contents)
                                : std::span<const DesktopBusField>();
-}
-
-bool DesktopBusField::IsContainer() const noexcept
-{
-    return type == ArrayType || type == StructType || type == DictEntryType || type == VariantType;
 }
 
 String DesktopBusField::ToString() const

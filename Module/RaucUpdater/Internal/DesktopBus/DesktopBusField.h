@@ -158,8 +158,6 @@ public:
     /// Returns what a container of any type holds, lent like by `Peek*`; empty for another type.
     [[nodiscard]] std::span<const DesktopBusField> GetContents() const noexcept;
 
-    [[nodiscard]] bool IsContainer() const noexcept;
-
     [[nodiscard]] std::int32_t GetType() const noexcept { return type; }
 
     /// The signature given with the last array or variant; setting another type leaves it as it was.

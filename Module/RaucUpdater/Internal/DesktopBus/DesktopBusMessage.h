@@ -20,9 +20,6 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class DesktopBusMessage : private System::Commons::Diagnostics::Logging::Loggable<DesktopBusMessage>
 {
 public:
-    /// The depth of containers, counted together, beyond which the bus cuts a sender off.
-    static constexpr int MaximumDepth = 64;
-
     /// A whole message is read up to this number of fields, containers and every depth counted.
     static constexpr unsigned short MaximumFieldCount = 1024;
 
@@ -63,8 +60,8 @@ public:
     /// Appends the fields as arguments. Writes strings, booleans, arrays, dict entries (in arrays only) and
     /// variants. A field of any other type is logged as warning; at the head of a list it fails the call,
     /// after a written one it is left out. Returns false as well when the message is unset, a text is not
-    /// UTF-8 or holds a NUL, a signature is missing (logged as error), invalid or not that of the contents,
-    /// or the tree is deeper than `MaximumDepth`; the message must not be sent then.
+    /// UTF-8 or holds a NUL, or a signature is missing (logged as error), invalid or not that of the
+    /// contents; the message must not be sent then.
     [[nodiscard]] bool WriteFields(const std::vector<DesktopBusField>& fields);
 
 private:

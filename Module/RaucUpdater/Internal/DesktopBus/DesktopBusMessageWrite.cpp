@@ -13,14 +13,20 @@ using System::Commons::Diagnostics::Logging::LogLevel;
 
 bool DesktopBusMessage::WriteFields(const std::vector<DesktopBusField>& fields)
 {
-    const auto isDictEntry = [](const DesktopBusField& field)
-    { return field.GetType() == DBUS_TYPE_DICT_ENTRY; };
-    if (!IsSet() || std::ranges::any_of(fields, isDictEntry) || !IsWithinDepth(fields, MaximumDepth))
+    if (!IsSet())
     {
         return false;
     }
+    const auto dictEntry = std::ranges::find(fields, DBUS_TYPE_DICT_ENTRY, &DesktopBusField::GetType);
     IterPtr iter;
-    return WriteFields(iter, fields);
+    const bool isWritten = WriteFields(iter, FieldSpan(fields.begin(), dictEntry));
+    if (isWritten && dictEntry != fields.end())
+    {
+        Log(LogLevel::Debug, "DBUS_TYPE_DICT_ENTRY");
+        // libdbus would write it, outside of an array as it is, and the bus cut the sender off.
+        return false;
+    }
+    return isWritten;
 }
 
 bool DesktopBusMessage::WriteFields(IterPtr& iter, FieldSpan fields)

@@ -86,11 +86,4 @@ bool HaveSignature(FieldSpan fields, const String& signature)
                                });
 }
 
-bool IsWithinDepth(FieldSpan fields, int depth)
-{
-    return std::ranges::all_of(
-        fields, [depth](const DesktopBusField& field)
-        { return !field.IsContainer() || (depth > 0 && IsWithinDepth(field.GetContents(), depth - 1)); });
-}
-
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -8,8 +8,7 @@
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-/// What must be true of texts and values before libdbus sees them, because it ends the process otherwise, or
-/// the bus cuts the sender off.
+/// What must be true of texts and values before libdbus sees them, because it ends the process otherwise.
 
 /// Whether it is UTF-8 without a NUL.
 [[nodiscard]] bool IsText(const String& text);
@@ -24,8 +23,5 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 
 /// Whether each of the fields, as far as it is written at all, is written with `signature`.
 [[nodiscard]] bool HaveSignature(std::span<const DesktopBusField> fields, const String& signature);
-
-/// Whether containers lie in one another at most `depth` deep.
-[[nodiscard]] bool IsWithinDepth(std::span<const DesktopBusField> fields, int depth);
 
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
