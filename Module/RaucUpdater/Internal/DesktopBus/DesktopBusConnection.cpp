@@ -31,8 +31,8 @@ void RemoveMatch(DBusConnection* connection, const String& rule, DesktopBusError
     dbus_bus_remove_match(connection, rule.c_str(), error.Get());
 }
 
-/// libdbus hands out the connection of an earlier owner, whose unread signals would be taken for present ones;
-/// and after the bus died it gives out a new connection only when nothing is left to read in the old one.
+/// An earlier owner's unread signals would be taken for present ones; and after the bus died libdbus gives
+/// out a new connection only when nothing is left to read in the old one.
 void DropUnreadMessages(DBusConnection* connection)
 {
     while (DesktopBusMessage(dbus_connection_pop_message(connection)).IsSet())
@@ -49,6 +49,7 @@ void KeepProcessOnDisconnect(DBusConnection* connection)
     }
 }
 
+/// Returns the connection that an earlier owner had, if there was one.
 [[nodiscard]] DBusConnection* GetSystemBus(DesktopBusError& error)
 {
     DBusConnection* const connection = dbus_bus_get(DBUS_BUS_SYSTEM, error.Get());
@@ -56,7 +57,7 @@ void KeepProcessOnDisconnect(DBusConnection* connection)
     return connection;
 }
 
-/// libdbus hands out the connection of an earlier owner, whose bus may have died unnoticed: reading tells.
+/// The bus may have died unnoticed: reading tells.
 [[nodiscard]] bool IsAlive(DBusConnection* connection)
 {
     return dbus_connection_read_write(connection, 0) && dbus_connection_get_is_connected(connection);

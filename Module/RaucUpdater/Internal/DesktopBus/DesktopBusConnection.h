@@ -27,8 +27,8 @@ class DesktopBusError;
 ///
 /// No operation throws for a D-Bus failure; each returns false or something unset and logs the reason. One
 /// call is under way at a time, over all connections of the process, because libdbus gives them all the same
-/// connection: callers wait for each other, and signals wait while a call runs. Opening, closing,
-/// starting and stopping are one owner's, not concurrent with each other or with calls.
+/// connection: callers wait for each other, and signals wait while a call runs. Opening and closing are one
+/// owner's, not concurrent with each other or with anything else; all else may be called from any thread.
 class DesktopBusConnection : private System::Commons::Diagnostics::Logging::Loggable<DesktopBusConnection>
 {
 public:
@@ -58,7 +58,8 @@ public:
 
     /// Connects to the system bus and listens to the interfaces of RAUC's signals. Returns true as well when
     /// it was open; false (logged) when there is no bus. That the bus refused a signal interface is only
-    /// logged.
+    /// logged. What nobody has read of the process's connection is dropped: one object at a time is open, and
+    /// nobody else in the process uses libdbus's shared connection to the system bus.
     [[nodiscard]] bool Open();
 
     /// Ends listening and lets the connection go; does nothing when closed. When it returns to another thread

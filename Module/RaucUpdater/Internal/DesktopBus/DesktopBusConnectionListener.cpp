@@ -26,11 +26,15 @@ namespace
 bool DesktopBusConnection::StartListenForSignals()
 {
     Log(LogLevel::Debug, "{0}", "StartListenForSignals");
-    const std::lock_guard lock(mutex);
-    if (isListening)
     {
-        return true;
+        const std::lock_guard lock(mutex);
+        if (isListening)
+        {
+            return true;
+        }
     }
+    // Not under the lock, which a handler may hold that another thread's stop waits for, and the timer's
+    // start for that stop.
     if (signalListenerTimer.IsRunning())
     {
         Log(LogLevel::Warning, "Invalid state of SignalListenerTimer and isListening.");
@@ -39,6 +43,7 @@ bool DesktopBusConnection::StartListenForSignals()
     {
         signalListenerTimer.Start();
     }
+    const std::lock_guard lock(mutex);
     isListening = signalListenerTimer.IsRunning();
     return isListening;
 }
@@ -51,10 +56,10 @@ bool DesktopBusConnection::StopListenForSignals()
         const std::lock_guard lock(mutex);
         isListening = false;
     }
-    if (signalListenerTimer.IsRunning())
-    {
-        signalListenerTimer.Stop();
-    }
+    // Also when it does not run any more: a handler that has stopped it may still be at work.
+    signalListenerTimer.Stop();
+    const std::lock_guard lock(mutex);
+    isListening = signalListenerTimer.IsRunning();
     return true;
 }
 
