@@ -9,6 +9,11 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 
 void DesktopBusPendingCall::Unref::operator()(DBusPendingCall* owned) const noexcept
 {
+    if (!dbus_pending_call_get_completed(owned))
+    {
+        // Without that libdbus keeps it as long as the connection lives.
+        dbus_pending_call_cancel(owned);
+    }
     dbus_pending_call_unref(owned);
 }
 

@@ -22,7 +22,8 @@ public:
     /// The same, and holds `pass` until the reply was taken.
     DesktopBusPendingCall(DBusPendingCall* pendingCall, DesktopBusCallGate::Pass pass) noexcept;
 
-    /// Gives the reference back, then the pass. A reply that was not taken is lost.
+    /// Cancels the call unless its reply has come, then gives the reference and the pass back. A reply that
+    /// was not taken is lost.
     virtual ~DesktopBusPendingCall();
     DesktopBusPendingCall(const DesktopBusPendingCall&) = delete;
     DesktopBusPendingCall& operator=(const DesktopBusPendingCall&) = delete;

@@ -5,6 +5,7 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
+#include "Support/BusMessage.h"
 #include "Support/Recorded.h"
 #include "Zel/Exception.h"
 #include "Zel/System/Commons/Delegate.h"
@@ -136,6 +137,18 @@ TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOn
     EXPECT_TRUE(CanOthersCall(10s));
 }
 
+TEST_F(DesktopBusConnectionTest, ACallThatIsDroppedBeforeItsReplyIsForgotten)
+{
+    ASSERT_TRUE(connection.Open());
+    bool isForgotten = false;
+    {
+        const auto dropped = connection.SendMessageWithReplyAsync(GetPrimary());
+        const auto forget = [](void* forgotten) { *static_cast<bool*>(forgotten) = true; };
+        ASSERT_TRUE(dbus_pending_call_set_notify(dropped.Get(), nullptr, &isForgotten, forget));
+    }
+    EXPECT_TRUE(isForgotten);
+}
+
 TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitForTheNextStart)
 {
     ASSERT_TRUE(connection.Open());
@@ -210,6 +223,64 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
         ASSERT_TRUE(IsReceived(5));
         EXPECT_EQ(GetErrors(), errors);
         received.Clear();
+    }
+}
+
+TEST_F(DesktopBusConnectionTest, AStopWaitsForAHandlerThatHasStoppedItself)
+{
+    ASSERT_TRUE(connection.Open());
+    std::promise<void> stopped;
+    std::promise<void> released;
+    onCompleted = [&]
+    {
+        EXPECT_TRUE(connection.StopListenForSignals());
+        stopped.set_value();
+        released.get_future().wait();
+    };
+    rauc.EmitCompleted(0);
+    stopped.get_future().wait();
+    others.push_back(std::async(std::launch::async, [this] { return connection.StopListenForSignals(); }));
+    EXPECT_EQ(others.back().wait_for(50ms), std::future_status::timeout);
+    released.set_value();
+    EXPECT_EQ(others.back().wait_for(10s), std::future_status::ready);
+}
+
+TEST_F(DesktopBusConnectionTest, StartsAndStopsAtOnceUnderSignalsDoNotHang)
+{
+    ASSERT_TRUE(connection.Open());
+    const Tests::Support::RecordingLog quiet(LogLevel::Error);
+    const auto repeat = [this](bool (DesktopBusConnection::*operation)())
+    {
+        bool isDone = true;
+        for (int i = 0; i < 200; ++i)
+        {
+            isDone = (connection.*operation)();
+        }
+        return isDone;
+    };
+    for (int round = 0; round < 2; ++round)
+    {
+        ASSERT_TRUE(connection.StartListenForSignals());
+        std::promise<void> begun;
+        onCompleted = [&]
+        {
+            for (const auto operation :
+                 {&DesktopBusConnection::StopListenForSignals, &DesktopBusConnection::StartListenForSignals})
+            {
+                others.push_back(std::async(std::launch::async, repeat, operation));
+            }
+            begun.set_value();
+        };
+        // So many that the listener has more to read when it gives its lock away.
+        for (int signal = 0; signal < 500; ++signal)
+        {
+            rauc.EmitCompleted(signal);
+        }
+        begun.get_future().wait();
+        for (const auto& other : others)
+        {
+            ASSERT_EQ(other.wait_for(10s), std::future_status::ready);
+        }
     }
 }
 
