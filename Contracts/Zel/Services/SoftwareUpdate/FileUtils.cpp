@@ -101,6 +101,11 @@ void CreateFolders(const String& folder)
     return source;
 }
 
+[[noreturn]] void RefuseChanging(const FileDescriptor& source)
+{
+    throw IoException("move the changing", source.GetPath(), EBUSY);
+}
+
 void CheckUnchanged(const FileDescriptor& source, const Status& before)
 {
     const Status now = source.GetStatus();
@@ -110,7 +115,7 @@ void CheckUnchanged(const FileDescriptor& source, const Status& before)
                            TryGetStatus(source.GetPath(), named) && IsSameFile(named, before);
     if (!unchanged)
     {
-        throw IoException("move the changing", source.GetPath(), EBUSY);
+        RefuseChanging(source);
     }
 }
 
@@ -127,15 +132,20 @@ void Reserve(const FileDescriptor& file, off_t size)
     }
 }
 
-void Copy(const FileDescriptor& source, const FileDescriptor& target)
+/// Throws for a source of more than `size` bytes, which could grow for ever.
+void Copy(const FileDescriptor& source, off_t size, const FileDescriptor& target)
 {
     std::vector<char> block(BlockSize);
     off_t copied = 0;
     off_t writtenBack = 0;
     while (const std::size_t count = source.Read(block.data(), block.size()))
     {
-        target.Write(block.data(), count);
         copied += static_cast<off_t>(count);
+        if (copied > size)
+        {
+            RefuseChanging(source);
+        }
+        target.Write(block.data(), count);
         if (copied - writtenBack >= WriteBackSize)
         {
             static_cast<void>(
@@ -304,7 +314,7 @@ void FileUtils::CopyDelete(const Move& move, bool replace)
     move.CheckCopy(replace);
     ReplacementFile replacement(move.target);
     Reserve(replacement.GetFile(), before.st_size);
-    Copy(source, replacement.GetFile());
+    Copy(source, before.st_size, replacement.GetFile());
     CheckUnchanged(source, before);
     replacement.TakeName(replace);
     try

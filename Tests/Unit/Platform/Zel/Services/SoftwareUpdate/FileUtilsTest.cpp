@@ -119,7 +119,7 @@ TEST_F(FileUtilsTest, MoveThatIsRefusedLeavesBothSides)
     EXPECT_THAT(sources.GetNames(), ElementsAre("file", "link", "pipe"));
 }
 
-TEST_F(FileUtilsTest, CopyWithoutSpaceOrOfASourceThatCannotBeDeletedIsTakenBack)
+TEST_F(FileUtilsTest, CopyWithoutSpaceOrOfASourceThatGrowsOrCannotBeDeletedIsTakenBack)
 {
     const String content = MakeContent(5 * MiB);
     const String large = disk.Write("large", content);
@@ -131,6 +131,9 @@ TEST_F(FileUtilsTest, CopyWithoutSpaceOrOfASourceThatCannotBeDeletedIsTakenBack)
     const Tests::Support::PinnedFile pinned(disk.Write("source", "new"));
     EXPECT_THAT(Move(disk / "source", target), EndsWith("Device or resource busy"));
     EXPECT_THAT(Move(disk / "source", other / "missing"), EndsWith("Device or resource busy"));
+    // Without a size and without an end, like one that grows while it is copied.
+    const Tests::Support::Mount endless("/proc/self/pagemap", disk.Write("endless", ""), nullptr, "");
+    EXPECT_THAT(Move(disk / "endless", target), HasSubstr("move the changing"));
     EXPECT_EQ(TemporaryFolder::Read(disk / "source"), "new");
     EXPECT_EQ(TemporaryFolder::Read(target), "old");
     EXPECT_THAT(other.GetNames(), ElementsAre("target"));
