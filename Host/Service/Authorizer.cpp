@@ -88,34 +88,39 @@ void Authorizer::Check(const Caller& caller, const String& action, const Handler
                      "org.freedesktop.PolicyKit1.Authority", "CheckAuthorization",
                      caller.interactive ? std::chrono::microseconds(InteractiveTime) : AnswerTime, write},
                     [this, caller, action, handler](const BusAnswer& answer)
-                    { OnAnswer(answer, caller, action, handler); });
+                    {
+                        const String refusal = Judge(answer, caller, action);
+                        if (!refusal.empty())
+                        {
+                            Log(LogLevel::Warning, "User {0} (process {1}) was refused '{2}'. {3}",
+                                caller.user, caller.process, action, refusal);
+                        }
+                        handler(refusal);
+                    });
 }
 
-void Authorizer::OnAnswer(const BusAnswer& answer, const Caller& caller, const String& action,
-                          const Handler& handler) const
+String Authorizer::Judge(const BusAnswer& answer, const Caller& caller, const String& action) const
 {
     int isAuthorized = 0;
     int isChallenge = 0;
     if (answer.IsOk() && sd_bus_message_enter_container(answer.message, SD_BUS_TYPE_STRUCT, "bba{ss}") > 0 &&
         sd_bus_message_read(answer.message, "bb", &isAuthorized, &isChallenge) > 0)
     {
-        handler(isAuthorized != 0 ? String()
-                                  : Format("User {0} is not authorized for '{1}{2}'. {3}", caller.user,
-                                           ActionPrefix, action,
-                                           isChallenge != 0 ? "Authenticate, or call as root."
-                                                            : "Ask for a polkit rule, or call as root."));
-        return;
+        return isAuthorized != 0 ? String()
+                                 : Format("polkit does not allow user {0} the action '{1}{2}'. {3}",
+                                          caller.user, ActionPrefix, action,
+                                          isChallenge != 0 ? "Authenticate, or call as root."
+                                                           : "Ask for a polkit rule, or call as root.");
     }
     if (!IsAbsent(answer))
     {
-        Log(LogLevel::Warning, "polkit could not be asked: {0}", answer.text);
-        handler("polkit could not be asked whether this is allowed. Call as root.");
-        return;
+        Log(LogLevel::Error, "polkit could not be asked: {0}", answer.text);
+        return "polkit could not be asked whether this is allowed. Call as root.";
     }
-    handler(IsMember(caller.user)
-                ? String()
-                : Format("User {0} may not change anything here. Call as root{1}.", caller.user,
-                         group.empty() ? "" : ", or as a member of the group '" + group + "'"));
+    return action == Inspect || IsMember(caller.user)
+               ? String()
+               : Format("User {0} may not change anything here. Call as root{1}.", caller.user,
+                        group.empty() ? "" : ", or as a member of the group '" + group + "'");
 }
 
 bool Authorizer::IsMember(uid_t user) const

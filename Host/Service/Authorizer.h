@@ -12,19 +12,24 @@
 namespace Zel::Host::Service
 {
 
-/// Decides who may change something: root and the user that the service runs as; whom polkit allows it, where
-/// there is a polkit; else the members of a group. Used on the loop's thread.
+/// Decides who may have something done: root and the user that the service runs as; whom polkit allows it,
+/// where there is a polkit; else the members of a group, and everybody what changes nothing. A refusal is
+/// logged as a warning. Used on the loop's thread.
 class Authorizer : private System::Commons::Diagnostics::Logging::Loggable<Authorizer>
 {
 public:
     /// What the actions' names begin with; a method's name in lower case follows.
     inline static const String ActionPrefix = "zel.softwareupdate1.";
+    /// The action that changes nothing, but keeps the component and RAUC busy for a while.
+    inline static const String Inspect = "inspect";
 
     struct Caller
     {
         /// The connection's unique name.
         String name;
         uid_t user = 0;
+        /// 0 where it is not known.
+        pid_t process = 0;
         /// Whether the caller waits for somebody to authenticate.
         bool interactive = false;
     };
@@ -38,8 +43,8 @@ public:
     void Check(const Caller& caller, const String& action, const Handler& handler);
 
 private:
-    void OnAnswer(const BusAnswer& answer, const Caller& caller, const String& action,
-                  const Handler& handler) const;
+    /// Returns why `caller` may not; empty where that is allowed.
+    [[nodiscard]] String Judge(const BusAnswer& answer, const Caller& caller, const String& action) const;
     [[nodiscard]] bool IsMember(uid_t user) const;
 
     BusConnection& connection;

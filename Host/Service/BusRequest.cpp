@@ -73,7 +73,7 @@ BusRequest::BusRequest(sd_bus_message* message) : message(sd_bus_message_ref(mes
     }
     static_cast<void>(sd_bus_creds_get_pid(queried, &process));
     const char* name = sd_bus_message_get_sender(message);
-    sender = {name != nullptr ? name : "", user,
+    sender = {name != nullptr ? name : "", user, process,
               sd_bus_message_get_allow_interactive_authorization(message) > 0};
     caller = Format("user {0} (process {1})", user, process);
 }
