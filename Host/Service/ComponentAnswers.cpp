@@ -1,15 +1,20 @@
 #include "Service/ComponentAnswers.h"
 
+#include "Service/Clock.h"
+
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
+#include "Zel/System/Core/Format.h"
 
 #include <systemd/sd-bus.h>
 
 #include <functional>
+#include <map>
 
 namespace Zel::Host::Service
 {
 
 using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
+using System::Core::Format;
 
 namespace
 {
@@ -134,6 +139,27 @@ int ComponentAnswers::Append(sd_bus_message* answer, const std::vector<HistoryEn
                            }
                        });
     return appender.GetResult();
+}
+
+String ComponentAnswers::DescribeProgress(const ComponentSnapshot& snapshot)
+{
+    if (snapshot.activity == Activity::Waiting)
+    {
+        return Format("An installation waits until {0}. 'zelupdate cancel' calls it off.",
+                      FromUnixTime(snapshot.nextStart).ToIso8601String());
+    }
+    static const std::map<String, String> Texts = {
+        {Activity::Starting, "The updater is starting. Try again in a moment."},
+        {Activity::Reverting, "The device goes back to its earlier version. Try again after its restart."},
+        {Activity::Restarting, "The device is about to restart. Try again after that."},
+        {Activity::RestartNeeded,
+         "An update is in place, but the device could not be restarted. Restart it by hand."},
+        {Activity::Deciding,
+         "RAUC has to tell how far the last installation came. Try again when it answers; "
+         "'systemctl status rauc' shows whether it does."}};
+    const auto text = Texts.find(snapshot.activity);
+    return text != Texts.end() ? text->second
+                               : "An installation is in progress. Try again when it has ended.";
 }
 
 } // namespace Zel::Host::Service
