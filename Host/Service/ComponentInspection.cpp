@@ -1,6 +1,8 @@
 #include "Service/Clock.h"
 #include "Service/Component.h"
 
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace Zel::Host::Service
@@ -17,7 +19,6 @@ void Component::Inspect(FileDescriptor bundle, const String& caller, const Inspe
     { completion(result, *inspection); };
     if (Admit("inspect a bundle", caller, answer) && CheckState(true))
     {
-        inspection->size = static_cast<std::uint64_t>(bundle.GetStatus().st_size);
         DeliverThen(
             std::make_shared<FileDescriptor>(std::move(bundle)),
             [this, inspection](const RequestResult& result, const std::shared_ptr<DeliveredFile>& file)
@@ -33,6 +34,13 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
     {
         Finish(delivery);
         return;
+    }
+    if (file)
+    {
+        // The client's own file may lie where asking for it takes long.
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(file->GetPath(), error);
+        inspection->size = error ? 0 : size;
     }
     InspectionFacts facts;
     facts.roomMissing = noRoom ? delivery.text : String();

@@ -55,7 +55,7 @@ struct Inspection
     String deviceCompatible;
     /// Whether RAUC trusts the bundle and it was made for this device.
     bool fits = false;
-    /// Bytes.
+    /// Bytes; 0 where there was no room to look at it.
     std::uint64_t size = 0;
     std::vector<Check> checks;
 };
