@@ -12,6 +12,17 @@ using System::Commons::ArgumentException;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
+namespace
+{
+
+/// A module does not always pass on why RAUC refuses, and RAUC not always why it does.
+constexpr const char* RejectedBundle =
+    " RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong clock, or a "
+    "folder "
+    "that it does not see, looks the same. 'zelupdate check FILE' tells more.";
+
+} // namespace
+
 template <typename Call>
 RequestResult ModuleCalls::Guard(const Call& call)
 {
@@ -94,8 +105,12 @@ RequestResult ModuleCalls::Stage(const String& path) const
         {
             String message;
             const ResultCode code = module.SetSoftwarePackage(componentId, FileType::Pending, path, message);
-            return code == ResultCode::Ok
-                       ? RequestResult::Done(ReadVersion(FileType::Pending).value_or(String()))
+            if (code == ResultCode::Ok)
+            {
+                return RequestResult::Done(ReadVersion(FileType::Pending).value_or(String()));
+            }
+            return code == ResultCode::InvalidArgument
+                       ? RequestResult::Refused(ToString(code), message + RejectedBundle)
                        : RequestResult::FromCode(code, message);
         });
 }
@@ -107,9 +122,11 @@ RequestResult ModuleCalls::Choose(const InstallRequest& request, SoftwareVersion
         const FileType fileType = request.fallback ? FileType::Fallback : FileType::Pending;
         if (module.GetSoftwareVersion(componentId, fileType, version) != ResultCode::Ok)
         {
-            return RequestResult::FromCode(ResultCode::NotFound, request.fallback
-                                                                     ? "There is no fallback version."
-                                                                     : "There is no pending version.");
+            return RequestResult::Refused(ToString(ResultCode::NotFound),
+                                          request.fallback
+                                              ? "There is no fallback version: nothing was installed into "
+                                                "another slot that RAUC calls good."
+                                              : "There is no pending version. Stage a bundle first.");
         }
         const bool wanted = request.version.empty() || version.softwareRevision == request.version;
         return wanted ? RequestResult::Done()
@@ -148,9 +165,10 @@ RequestResult ModuleCalls::Revert() const
         {
             const ResultCode code = module.RevertInstall(componentId);
             // That the component rests was looked at before.
-            return RequestResult::FromCode(code, code == ResultCode::InvalidState
-                                                     ? "No installation is known that could be reverted."
-                                                     : "");
+            return code == ResultCode::InvalidState
+                       ? RequestResult::Refused(ToString(code),
+                                                "No installation is known that could be reverted.")
+                       : RequestResult::FromCode(code);
         });
 }
 
@@ -160,9 +178,11 @@ RequestResult ModuleCalls::Resume() const
         [&]
         {
             const ResultCode code = module.ResumeInstall(componentId);
-            return RequestResult::FromCode(code, code == ResultCode::InvalidState
-                                                     ? "There is no failed installation to leave behind."
-                                                     : "");
+            return code == ResultCode::InvalidState
+                       ? RequestResult::Refused(ToString(code),
+                                                "The component is not in the failed state: there is nothing "
+                                                "to resume.")
+                       : RequestResult::FromCode(code);
         });
 }
 

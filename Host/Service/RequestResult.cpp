@@ -35,14 +35,12 @@ Advice GetAdvice(ResultCode code)
     case ResultCode::NotSupported:
         return {"This device's updater does not support the request.", ""};
     case ResultCode::NotFound:
-        return {"There is no such version.",
-                "Stage a bundle, or ask for the pending or the fallback version."};
+        return {"There is no such version.", "'zelupdate versions' shows which there are."};
     case ResultCode::BootedSlotUnavailable:
         return {"The booted slot is not known, and a confirmation timeout is set.",
                 "Mend RAUC's configuration, or set the service's ConfirmationTimeout to 0."};
     case ResultCode::InvalidArgument:
-        return {"The bundle or a value is invalid.",
-                "Use a bundle that is built and signed for this device."};
+        return {"A value is invalid.", "'zelupdate versions' shows what can be installed."};
     case ResultCode::InvalidState:
         return {"The request does not fit the component's state.", "Look at its state and try again."};
     }

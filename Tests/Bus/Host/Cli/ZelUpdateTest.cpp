@@ -214,7 +214,9 @@ TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
           "Handing over FILE ...\nThe bundle is verified: version 1.1.0.0.\nStaged version:    1.1.0.0" +
               InstallNext,
           "", {.orders = StageOrder});
-    Check("stage - --quiet", 6, "", "Not signed. Use a bundle that is built and signed for this device.",
+    Check("stage - --quiet", 6, "",
+          "Not signed. RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong "
+          "clock, or a folder that it does not see, looks the same. 'zelupdate check FILE' tells more.",
           {.before = refuses, .orders = StageOrder});
     const auto forbids = [](Device& device)
     { device.refusals["Stage"] = "org.freedesktop.DBus.Error.AccessDenied"; };
