@@ -99,6 +99,7 @@ void AnswerReader::ReadProperties(sd_bus_message& message, ComponentState& state
     MessageReader::ReadDictionary(
         message, {{"Id", MessageReader::Into(read.id)},
                   {"State", MessageReader::Into(read.state)},
+                  {"Activity", MessageReader::Into(read.activity)},
                   {"Message", MessageReader::Into(read.message)},
                   {"Progress", [&read](sd_bus_message& progress) { ReadProgress(progress, read); }},
                   {"Revertible", MessageReader::Into(read.revertible)},

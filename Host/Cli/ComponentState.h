@@ -25,6 +25,19 @@ struct LastVerdict
     friend bool operator==(const LastVerdict&, const LastVerdict&) = default;
 };
 
+/// What a component is about, by the service's names.
+struct Activity
+{
+    inline static const String None = "none";
+    inline static const String Starting = "starting";
+    inline static const String Waiting = "waiting";
+    inline static const String Installing = "installing";
+    inline static const String Reverting = "reverting";
+    inline static const String Restarting = "restarting";
+    inline static const String RestartNeeded = "restart-needed";
+    inline static const String Deciding = "deciding";
+};
+
 /// What the service tells of one component: its D-Bus properties. All texts are as received.
 struct ComponentState
 {
@@ -35,6 +48,8 @@ struct ComponentState
     String id;
     /// One of the three above.
     String state;
+    /// One of `Activity`; empty where an older service does not tell it.
+    String activity;
     String message;
     std::int32_t progressPercent = 0;
     String progressText;
@@ -53,11 +68,8 @@ struct ComponentState
     /// Whether an installation is accepted and waits for its time.
     [[nodiscard]] bool IsWaiting() const;
 
-    /// Whether the updater is through and has ordered the restart.
-    [[nodiscard]] bool IsRestarting() const;
-
-    /// Whether the updater is through, but could not order the restart.
-    [[nodiscard]] bool IsRestartByHand() const;
+    /// Whether the updater is through, and nothing but the device's restart is missing.
+    [[nodiscard]] bool IsThrough() const;
 
     /// Percent, 0 to 100. While an installation runs at most 99; 100 as soon as the updater is through: RAUC
     /// also reports 100 for an installation that fails.

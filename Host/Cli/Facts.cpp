@@ -89,6 +89,7 @@ std::vector<Fact> Facts::OfComponent(const ComponentState& state)
 {
     std::vector<Fact> facts = {{"Component", state.id, {}},
                                Text("State", "/state", state.state),
+                               Text("Activity", "/activity", state.activity),
                                Text("Message", "/message", state.message),
                                OfProgress(state),
                                Text("Starts at", "/nextStart", ToTimeText(state.nextStart))};

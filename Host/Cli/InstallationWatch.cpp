@@ -25,11 +25,12 @@ InstallationStage InstallationWatch::Judge(const ComponentState& now) const
 {
     if (now.state == ComponentState::Installing)
     {
-        if (now.IsRestarting())
+        if (now.activity == Activity::Restarting)
         {
             return InstallationStage::Restarting;
         }
-        return now.IsRestartByHand() ? InstallationStage::RestartByHand : InstallationStage::Running;
+        return now.activity == Activity::RestartNeeded ? InstallationStage::RestartByHand
+                                                       : InstallationStage::Running;
     }
     const bool newVerdict = now.lastVerdict != earlierVerdict;
     if (newVerdict && now.lastVerdict.result == LastVerdict::SwitchedBack)

@@ -3,6 +3,8 @@
 #include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
 
+#include <array>
+
 namespace Zel::Host::Cli
 {
 
@@ -11,41 +13,71 @@ using System::Core::Format;
 namespace
 {
 
-String DescribeWhileInstalling(const ComponentState& state)
+/// What comes next by itself, or has to be done, before anything else can begin.
+struct ActivityRow
 {
-    if (state.IsRestarting())
+    const String& activity;
+    const char* next;
+};
+
+const std::array ActivityRows = {
+    ActivityRow{Activity::Starting, "Call again in a moment: the service gets ready."},
+    ActivityRow{Activity::Restarting, "After the restart 'zelupdate status' tells the verdict."},
+    ActivityRow{Activity::RestartNeeded,
+                "Restart the device by hand; after that 'zelupdate status' tells the verdict."},
+    ActivityRow{Activity::Deciding,
+                "The service goes on as soon as RAUC answers; 'systemctl status rauc' shows "
+                "whether it runs, 'zelupdate wait' waits."},
+    ActivityRow{Activity::Reverting,
+                "The device goes back by itself and restarts; 'zelupdate status' tells how it "
+                "ended."},
+    ActivityRow{Activity::Installing,
+                "The installation goes on by itself and ends with a restart; 'zelupdate "
+                "status' shows how it goes."},
+};
+
+/// What can be installed: not without a word what has just failed.
+String DescribeInstallation(const ComponentState& state)
+{
+    if (state.pendingVersion.empty())
     {
-        return "After the restart 'zelupdate status' tells the verdict.";
+        return "'zelupdate install FILE' installs a bundle";
     }
-    if (state.IsRestartByHand())
-    {
-        return "Restart the device by hand; after that 'zelupdate status' tells the verdict.";
-    }
-    if (state.IsWaiting())
-    {
-        return Format("The installation starts by itself at {0}; 'zelupdate cancel' calls it off.",
-                      ToTimeText(state.nextStart));
-    }
-    return "The installation goes on by itself and ends with a restart; 'zelupdate status' shows how it "
-           "goes.";
+    const bool failed = !state.lastVerdict.result.empty() &&
+                        state.lastVerdict.result != LastVerdict::Succeeded &&
+                        state.lastVerdict.version == state.pendingVersion;
+    return failed
+               ? Format("'zelupdate install FILE' installs another bundle; 'zelupdate install' tries version "
+                        "{0} again, which has failed",
+                        state.pendingVersion)
+               : Format("'zelupdate install' installs version {0}", state.pendingVersion);
 }
 
 } // namespace
 
 String DescribeNextStep(const ComponentState& state)
 {
-    if (state.state == ComponentState::Installing)
+    if (state.IsWaiting())
     {
-        return DescribeWhileInstalling(state);
+        return Format("The installation starts by itself at {0}; 'zelupdate cancel' calls it off.",
+                      ToTimeText(state.nextStart));
+    }
+    // An older service does not tell its activity.
+    const bool unknown = state.activity.empty() && state.state == ComponentState::Installing;
+    const String& activity = unknown ? Activity::Installing : state.activity;
+    for (const ActivityRow& row : ActivityRows)
+    {
+        if (row.activity == activity)
+        {
+            return row.next;
+        }
     }
     if (state.state == ComponentState::Failed)
     {
         return "'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
     }
-    const String install = state.pendingVersion.empty()
-                               ? String("'zelupdate install FILE' installs a bundle")
-                               : Format("'zelupdate install' installs version {0}", state.pendingVersion);
-    return install + (state.revertible ? "; 'zelupdate revert' goes back to the earlier version." : ".");
+    const char* const revert = "; 'zelupdate revert' goes back to the earlier version.";
+    return DescribeInstallation(state) + (state.revertible ? revert : ".");
 }
 
 } // namespace Zel::Host::Cli

@@ -138,11 +138,18 @@ struct Device : Host::Service::FakeDevice
         Announce();
     }
 
-    /// Ends the installation with the restart.
-    void Restart()
+    /// Has the restart ordered that ends the installation.
+    void OrderRestart()
     {
         Tell(100, "Installing done.");
-        Tell(100, "The device is going to reboot.");
+        status->SetMessage(Id, "The device is going to reboot.", false);
+        status->AddRestart(Id);
+        Announce();
+    }
+
+    void Restart()
+    {
+        OrderRestart();
         Vanish();
     }
 

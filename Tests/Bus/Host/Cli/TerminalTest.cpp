@@ -77,7 +77,7 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     // The device's own shutdown ends the program as well.
     auto last = Call("install");
     last.Await("Copying more");
-    Tell(100, "The device is going to reboot.");
+    OrderRestart();
     last.Await("going to reboot");
     last.Signal(SIGTERM);
     EXPECT_EQ(last.Finish(), 0) << last.GetErr();
@@ -106,7 +106,7 @@ TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValu
     sd_bus_flush_close_unref(stranger);
 
     component.SetChangeHandler({});
-    Tell(100, "The device is going to reboot.");
+    OrderRestart();
     sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
                        Interface, 0, 1, "Message");
     run.Await("going to reboot");

@@ -133,7 +133,8 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
         device.Announce();
     };
     Check("status", 0,
-          "Component:         Controller 750\nState:             failed\nMessage:           none\n"
+          "Component:         Controller 750\nState:             failed\nActivity:          none\n"
+          "Message:           none\n"
           "Progress:          46 %, Copying image\nStarts at:         none\n" +
               versions +
               "Revertible:        yes\nLast verdict:      switched-back (the device runs its earlier "
@@ -262,9 +263,16 @@ TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
     };
     Check("install", 1, Progress, "the installation of version 1.1.0.0 was called off: called off by user 0",
           installs(isCalledOff));
-    const auto stays = [](Device& device) { device.Tell(100, "Failed to reboot device. Nobody answers."); };
-    Check("install", 1, Progress + "100 % Failed to reboot device. Nobody answers.\n",
-          "version 1.1.0.0 is in place, but the device could not be restarted", installs(stays));
+    const auto stays = [](Device& device)
+    {
+        device.OrderRestart();
+        device.component.OnRestartFailed("Nobody answers.");
+        device.Announce();
+    };
+    const String byHand =
+        "\nNext: Restart the device by hand; after that 'zelupdate status' tells the verdict.";
+    Check("install", 1, "Nobody answers.\n",
+          "version 1.1.0.0 is in place, but the device could not be restarted" + byHand, installs(stays));
     Check("install", 7, Progress, "the update service has gone while version 1.1.0.0 was being installed",
           installs(&Device::Vanish));
     Check("install FILE", 5, "", "refused: the last installation has failed: not confirmed" + ResumeNext,
