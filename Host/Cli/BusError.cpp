@@ -21,6 +21,11 @@ bool BusError::IsAbsence() const
            name == "org.freedesktop.DBus.Error.NoReply";
 }
 
+bool BusError::IsStateRefused() const
+{
+    return name == ErrorTable::ServicePrefix + "InvalidState";
+}
+
 String BusError::GetShortName() const
 {
     const bool own = name.starts_with(ErrorTable::ServicePrefix);

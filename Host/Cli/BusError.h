@@ -26,6 +26,9 @@ public:
     /// Whether the service is not on the bus, or has left it before it answered; it may come (back).
     [[nodiscard]] bool IsAbsence() const;
 
+    /// Whether the service refuses because of the component's state.
+    [[nodiscard]] bool IsStateRefused() const;
+
     /// Returns the name without the service's prefix, for example "InvalidState"; other names are whole.
     [[nodiscard]] String GetShortName() const;
 

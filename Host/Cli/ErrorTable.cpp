@@ -10,8 +10,7 @@ namespace
 {
 
 constexpr std::string_view SeeLog = "'journalctl -u zel-updated' shows the log.";
-constexpr std::string_view SeeStatus =
-    "'zelupdate status' shows what is going on; after a failed installation 'zelupdate resume' comes first.";
+constexpr std::string_view SeeStatus = "'zelupdate status' shows what is going on and what can be done.";
 constexpr std::string_view SeeVersions = "'zelupdate versions' shows what can be installed.";
 constexpr std::string_view StartService = "Start it ('systemctl start zel-updated'), then call again.";
 constexpr std::string_view StartBus = "Start the system bus (dbus.service), then call again.";

@@ -1,5 +1,6 @@
 #include "Cli/Commands/Verbs.h"
 
+#include "Cli/BusError.h"
 #include "Cli/Commands/ComponentReport.h"
 
 namespace Zel::Host::Cli
@@ -8,12 +9,24 @@ namespace Zel::Host::Cli
 Report RunResume(Session& session)
 {
     BusClient& client = session.Connect();
-    if (client.GetState().state == ComponentState::Idle)
+    try
     {
-        return MakeReport(client.GetState(), "nothing-to-do",
-                          "The last installation has not failed: there is nothing to resume.");
+        // Asked for also where nothing has failed: the service says who may.
+        client.Resume();
     }
-    client.Resume();
+    catch (const BusError& error)
+    {
+        if (!error.IsStateRefused())
+        {
+            throw;
+        }
+        client.Refresh();
+        const ComponentState& state = client.GetState();
+        return MakeReport(state, "nothing-to-do",
+                          state.state == ComponentState::Installing
+                              ? "Nothing has failed: an installation or a revert is under way."
+                              : "The last installation has not failed: there is nothing to resume.");
+    }
     client.Refresh();
     return MakeReport(client.GetState(), "resumed", "The failed state is left.");
 }

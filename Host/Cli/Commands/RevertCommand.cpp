@@ -56,7 +56,7 @@ Report RunRevert(Session& session)
         {
             return ToRestarting(client.GetState(), restartExitCode);
         }
-        const bool nothing = error.GetShortName() == "InvalidState" && !before.revertible;
+        const bool nothing = error.IsStateRefused() && !before.revertible;
         if (nothing && !alreadyInstalling)
         {
             return ToNothingToDo(before);

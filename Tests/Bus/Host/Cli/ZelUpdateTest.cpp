@@ -290,6 +290,15 @@ TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
     Check("cancel", 0, "The installation is called off." + InstallNext, "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
+    for (const String verb : {"cancel", "resume"})
+    {
+        const auto forbids = [&](Device& device)
+        { device.refusals[verb == "cancel" ? "Cancel" : "Resume"] = SD_BUS_ERROR_ACCESS_DENIED; };
+        Check(verb, 10, "", "No.", {.before = forbids});
+    }
+    Check("resume", 0,
+          "Nothing has failed: an installation or a revert is under way.\nNext: The installation starts", "",
+          {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("resume", 0, "The failed state is left.", "", {.before = Fails});
     Check("resume", 0, "The last installation has not failed: there is nothing to resume.");
 
