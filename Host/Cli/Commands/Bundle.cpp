@@ -9,18 +9,68 @@ namespace Zel::Host::Cli
 using System::Commons::Io::FileDescriptor;
 using System::Core::Format;
 
-FileDescriptor OpenBundle(const Session& session)
+namespace
 {
-    return OpenBundle(session.GetArguments().file.value_or(""), session.GetInterrupts());
+
+void TellHandover(Session& session, const FileDescriptor& bundle)
+{
+    session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
+}
+
+/// Whether a check is about the bundle alone.
+bool IsOfBundle(const BundleCheck& check)
+{
+    return check.name == "signature" || check.name == "compatible";
+}
+
+} // namespace
+
+FileDescriptor OpenBundle(Session& session)
+{
+    const String path = session.GetArguments().file.value_or("");
+    if (path == StandardInput)
+    {
+        static_cast<void>(session.Connect());
+    }
+    return OpenBundle(path, session.GetInterrupts());
 }
 
 String StageBundle(Session& session, BusClient& client, const FileDescriptor& bundle)
 {
-    session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
+    TellHandover(session, bundle);
     String version = client.Stage(bundle.Get());
     client.Refresh();
     session.GetOutput().WriteLine(Format("The bundle is verified: version {0}.", version));
     return version;
+}
+
+BundleInspection InspectBundle(Session& session)
+{
+    const auto bundle = OpenBundle(session);
+    BusClient& client = session.Connect();
+    TellHandover(session, bundle);
+    return client.Inspect(bundle.Get());
+}
+
+const BundleCheck* FindFailure(const std::vector<BundleCheck>& checks)
+{
+    const BundleCheck* failure = nullptr;
+    for (const BundleCheck& check : checks)
+    {
+        const bool tellsMore = failure == nullptr || (IsOfBundle(check) && !IsOfBundle(*failure));
+        failure = check.result == BundleCheck::Fail && tellsMore ? &check : failure;
+    }
+    return failure;
+}
+
+void SetFailure(const BundleCheck& check, Report& report)
+{
+    const bool rejected = IsOfBundle(check);
+    report.exitCode = rejected ? ExitCode::BundleRejected : ExitCode::TryLater;
+    report.outcome = rejected ? "rejected" : "not-now";
+    report.summary =
+        (rejected ? "the bundle would be rejected: " : "the bundle cannot be installed now: ") + check.text;
+    report.next = rejected ? "Get another bundle." : "Do what the failed checks say, then check again.";
 }
 
 } // namespace Zel::Host::Cli

@@ -1,5 +1,6 @@
 #include "Cli/Commands/Verbs.h"
 
+#include "Cli/BundleFile.h"
 #include "Cli/Commands/Bundle.h"
 #include "Cli/Commands/ComponentReport.h"
 #include "Cli/Commands/Installation.h"
@@ -29,6 +30,17 @@ void RefuseAfterFailure(const ComponentState& state)
     }
 }
 
+/// Nor is standard input read to its end for one.
+void RefuseByState(const ComponentState& state)
+{
+    RefuseAfterFailure(state);
+    if (state.state == ComponentState::Installing)
+    {
+        throw CommandError(ExitCode::TryLater, "refused: an installation or a revert is under way",
+                           DescribeNextStep(state));
+    }
+}
+
 Report ToInterrupted(const Interrupted& interrupted)
 {
     Report report;
@@ -54,6 +66,10 @@ bool Confirm(Session& session, const ComponentState& state, const String& target
 
 Report RunInstall(Session& session)
 {
+    if (session.GetArguments().file == StandardInput)
+    {
+        RefuseByState(session.Connect().GetState());
+    }
     std::optional<FileDescriptor> bundle;
     if (session.GetArguments().file)
     {

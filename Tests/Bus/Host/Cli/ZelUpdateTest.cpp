@@ -196,13 +196,18 @@ TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
                   "bytes\nNext: ",
           "", holds("Controller", Resting));
     Check("inspect FILE", 6, facts + "Display\nThis device:       Controller\nFits:              no\n",
-          "the bundle is not trusted, or not for this device", holds("Display", Resting));
+          "the bundle would be rejected: The bundle is for 'Display', this device is 'Controller'. Use a "
+          "bundle for it.\nNext: Get another bundle.",
+          holds("Display", Resting));
     const String checks = "Version:           1.2.0.0\nCheck        Result  What to do\n";
     Check("check -", 0, checks + "signature    pass    -\ncompatible   pass    -\n", "",
           holds("Controller", Resting));
     Check("check FILE", 6, "\ncompatible   fail    The bundle is for 'Display', this device is 'Controller'.",
-          "the bundle would be rejected", holds("Display", Resting));
-    Check("check FILE", 5, checks, "the bundle cannot be installed now", holds("Controller", Busy));
+          "the bundle would be rejected: The bundle is for 'Display', this device is 'Controller'. Use a "
+          "bundle for it.",
+          holds("Display", Resting));
+    const String busy = "the bundle cannot be installed now: RAUC is busy. Wait until it is done.";
+    Check("check FILE", 5, checks, busy, holds("Controller", Busy));
     const auto refuses = [](Device& device)
     {
         device.script->stage = [](auto&, String& message)
