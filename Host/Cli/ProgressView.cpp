@@ -4,6 +4,7 @@
 #include "Cli/ProgressBar.h"
 #include "Zel/System/Core/Format.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Zel::Host::Cli
@@ -38,6 +39,7 @@ void ProgressView::Show(const ComponentState& state)
     if (!state.IsWaiting())
     {
         clock.Start();
+        Advance(state);
     }
     if (terminal.interactive)
     {
@@ -58,24 +60,30 @@ void ProgressView::Finish()
     }
 }
 
+void ProgressView::Advance(const ComponentState& state)
+{
+    // RAUC first looks at the bundle, which it says is done at 100 %, and then begins to install at 0 %.
+    const bool isLook = !state.IsThrough() && state.progressPercent >= 100 && percent == 0;
+    percent = isLook ? 0 : std::max(percent, state.GetShownPercent());
+}
+
 void ProgressView::Draw(const ComponentState& state)
 {
     terminal.RefreshWidth();
     // One column stays free: a character in the last one makes some terminals begin a new line.
     const std::size_t width = terminal.width > 1 ? terminal.width - 1 : 1;
     const String text = Printable(state.GetShownMessage());
-    const String timed = Format("{0}  {1}", DescribeTime(state), text);
-    const String line = state.IsWaiting()
-                            ? FitColumns(text, width)
-                            : ProgressBar::Render(state.GetShownPercent(), timed, width, terminal.colour);
+    const String timed = Format("{0}  {1}", DescribeTime(), text);
+    const String line = state.IsWaiting() ? FitColumns(text, width)
+                                          : ProgressBar::Render(percent, timed, width, terminal.colour);
     out << ToLineStart << line << ClearToLineEnd << std::flush;
     lineOpen = true;
 }
 
-String ProgressView::DescribeTime(const ComponentState& state) const
+String ProgressView::DescribeTime() const
 {
     // What is left then is the restart, of which the past tells nothing.
-    return clock.Describe(state.GetShownPercent() < 100);
+    return clock.Describe(percent < 100);
 }
 
 void ProgressView::WriteLine(const ComponentState& state)
@@ -90,11 +98,10 @@ void ProgressView::WriteLine(const ComponentState& state)
         }
         return;
     }
-    const int percent = state.GetShownPercent();
     const bool newText = !text.empty() && text != lastMessage;
     if (newText || percent / 10 > lastTens)
     {
-        out << Format("{0:3d} %{1}{2} ({3})", percent, text.empty() ? "" : " ", text, DescribeTime(state))
+        out << Format("{0:3d} %{1}{2} ({3})", percent, text.empty() ? "" : " ", text, DescribeTime())
             << std::endl;
         lastMessage = text;
         lastTens = percent / 10;

@@ -13,8 +13,8 @@ namespace Zel::Host::Cli
 {
 
 /// Shows a running installation: one line that is drawn again on a terminal; elsewhere a line for each new
-/// message and each further 10 %, and one line for the whole of a countdown. Elapsed and remaining time
-/// follow the percentage, or stand behind the message of a line.
+/// message and each further 10 %, and one line for the whole of a countdown. The percentage never falls.
+/// Elapsed and remaining time follow it, or stand behind the message of a line.
 class ProgressView
 {
 public:
@@ -38,7 +38,8 @@ public:
 private:
     void Draw(const ComponentState& state);
     void WriteLine(const ComponentState& state);
-    [[nodiscard]] String DescribeTime(const ComponentState& state) const;
+    [[nodiscard]] String DescribeTime() const;
+    void Advance(const ComponentState& state);
 
     std::ostream& out;
     Terminal terminal;
@@ -47,7 +48,9 @@ private:
     bool lineOpen = false;
     bool waitShown = false;
     String lastMessage;
-    int lastTens = -1;
+    int lastTens = 0;
+    /// What is shown; it never falls.
+    int percent = 0;
 };
 
 } // namespace Zel::Host::Cli

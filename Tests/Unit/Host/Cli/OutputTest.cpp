@@ -1,6 +1,7 @@
 #include "Cli/Output.h"
 
 #include "Cli/Printable.h"
+#include "Cli/ProgressView.h"
 
 #include <gtest/gtest.h>
 
@@ -37,6 +38,27 @@ TEST(OutputTest, NoTextFromOutsideReachesTheTerminalAsItIs)
         EXPECT_EQ(out.str().find_first_of("\x1B\r\x07"), String::npos);
         EXPECT_EQ(out.str().find("\xC2\x9B"), String::npos);
     }
+}
+
+TEST(ProgressViewTest, ThePercentageNeverFallsNorCountsTheLookAtTheBundle)
+{
+    std::ostringstream out;
+    ProgressView view(out, Terminal(), false);
+    ComponentState state;
+    state.state = ComponentState::Installing;
+    for (const auto& [percent, message] : {std::pair{0, ""},
+                                           {100, "Checking bundle done."},
+                                           {0, "Installing"},
+                                           {46, "Copying"},
+                                           {20, "Copying more"},
+                                           {100, "Installing done."}})
+    {
+        state.progressPercent = percent;
+        state.message = message;
+        view.Show(state);
+    }
+    EXPECT_EQ(out.str(), "  0 % Checking bundle done. (0:00)\n  0 % Installing (0:00)\n 46 % Copying (0:00)\n"
+                         " 46 % Copying more (0:00)\n 99 % Installing done. (0:00)\n");
 }
 
 } // namespace Zel::Host::Cli
