@@ -2,6 +2,8 @@
 
 #include "Cli/ErrorTable.h"
 
+#include <systemd/sd-bus.h>
+
 #include <utility>
 
 namespace Zel::Host::Cli
@@ -12,6 +14,16 @@ BusError::BusError(String name, const String& reason)
                    String(ErrorTable::Find(name).hint)),
       name(std::move(name))
 {
+}
+
+BusError BusError::Received(sd_bus_message& answer)
+{
+    const sd_bus_error* const error = sd_bus_message_get_error(&answer);
+    const char* const sender = sd_bus_message_get_sender(&answer);
+    const String text = error->message != nullptr ? error->message : "";
+    const ErrorRow& row = ErrorTable::Find(error->name);
+    const bool ofBus = sender != nullptr && sender == String("org.freedesktop.DBus") && !row.name.empty();
+    return {error->name, ofBus ? String(row.meaning) : text};
 }
 
 bool BusError::IsAbsence() const

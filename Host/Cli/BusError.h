@@ -2,6 +2,8 @@
 
 #include "Cli/CommandError.h"
 
+struct sd_bus_message;
+
 namespace Zel::Host::Cli
 {
 
@@ -20,6 +22,9 @@ public:
 
     /// `name` is the D-Bus error's name, `reason` its text as received.
     BusError(String name, const String& reason);
+
+    /// Makes one of an answer that is an error. The bus's own words, which tell of its inside, are replaced.
+    [[nodiscard]] static BusError Received(sd_bus_message& answer);
 
     [[nodiscard]] const String& GetName() const noexcept { return name; }
 

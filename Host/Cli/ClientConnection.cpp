@@ -108,7 +108,7 @@ BusMessage ClientConnection::Call(BusMessage call, Clock::time_point deadline)
         }
         else if (const sd_bus_error* const error = sd_bus_message_get_error(message.get()))
         {
-            throw BusError(error->name, error->message != nullptr ? error->message : "");
+            throw BusError::Received(*message);
         }
         else
         {

@@ -16,6 +16,7 @@ constexpr std::string_view StartService = "Start it ('systemctl start zel-update
 constexpr std::string_view StartBus = "Start the system bus (dbus.service), then call again.";
 constexpr std::string_view CallAgain = "Call again in a moment; 'zelupdate status' shows what is going on.";
 constexpr std::string_view AskForRights = "Call as root, or as a user who may update this device.";
+constexpr std::string_view SeeRights = "'man zel-updated' tells who may do what.";
 constexpr std::string_view OtherRelease = "Use the zelupdate that was installed with the service.";
 
 constexpr ErrorRow PlainFailure = {"", ExitCode::Failed, "failed", SeeLog};
@@ -44,7 +45,7 @@ constexpr std::array Rows = {
     ErrorRow{"zel.SoftwareUpdate1.Error.TryLater", ExitCode::TryLater,
              "RAUC is absent, busy or does not answer, or the service is starting", CallAgain},
     ErrorRow{"org.freedesktop.DBus.Error.AccessDenied", ExitCode::NotAllowed,
-             "the caller has no right to do this", AskForRights},
+             "the caller has no right to do this", SeeRights},
     ErrorRow{"org.freedesktop.DBus.Error.AuthFailed", ExitCode::NotAllowed,
              "the bus does not take the caller", AskForRights},
     ErrorRow{"org.freedesktop.DBus.Error.InteractiveAuthorizationRequired", ExitCode::NotAllowed,

@@ -37,6 +37,9 @@ public:
 
     [[nodiscard]] InstallationStage GetStage() const noexcept { return stage; }
 
+    /// Whether the installation has begun, or was accepted.
+    [[nodiscard]] bool HasBegun() const noexcept { return begun; }
+
     /// Whether the service still works on the installation.
     [[nodiscard]] bool IsOpen() const noexcept;
 

@@ -12,7 +12,7 @@ namespace Zel::Host::Cli
 {
 
 /// One value; the first alternative stands for what there is not.
-using FactValue = std::variant<std::monostate, bool, std::int64_t, String>;
+using FactValue = std::variant<std::monostate, bool, std::int64_t, String, std::vector<String>>;
 
 /// A value with its place in the JSON object, for example "/versions/current".
 struct NamedValue

@@ -23,6 +23,8 @@ struct ToText
 
     String operator()(std::int64_t value) const { return std::to_string(value); }
 
+    String operator()(const std::vector<String>& texts) const { return (*this)(Join(texts, ", ")); }
+
     String operator()(const String& text) const
     {
         const String shown = Printable(text);

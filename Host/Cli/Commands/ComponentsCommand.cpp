@@ -20,7 +20,7 @@ Report RunComponents(Session& session)
     Report report;
     report.outcome = "shown";
     report.facts = {Facts::Text("Service version", "/serviceVersion", service.version),
-                    Facts::Text("Modules", "/modules", Join(service.modules, ", "))};
+                    {"Modules", Join(service.modules, ", "), {{"/modules", service.modules}}}};
     report.tables = {table};
     report.next = "'zelupdate status --component ID' shows everything about one.";
     return report;

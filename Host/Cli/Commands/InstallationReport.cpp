@@ -87,6 +87,11 @@ Report InstallationReport::ToInterrupted(const InstallationWatch& watch, const C
     }
     Report report = MakeReport(state, "interrupted",
                                "interrupted; the installation goes on without zelupdate", ExitCode::Failed);
+    if (!watch.HasBegun())
+    {
+        report.summary = "interrupted before the service answered; the installation may still begin";
+        report.next = "'zelupdate status' shows whether it does.";
+    }
     report.signalNumber = interrupted.GetSignalNumber();
     return report;
 }

@@ -89,6 +89,12 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
     early.Signal(SIGINT);
     EXPECT_EQ(early.Finish(), 130);
     EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
+    refusals["Install"] = "";
+    auto unanswered = Call("install");
+    unanswered.Await("Installing");
+    unanswered.Signal(SIGINT);
+    EXPECT_EQ(unanswered.Finish(), 130);
+    EXPECT_THAT(unanswered.GetErr(), StartsWith("zelupdate: interrupted before the service answered; the "));
 }
 
 TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValuesAreLookedInto)

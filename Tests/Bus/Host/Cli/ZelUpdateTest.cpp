@@ -158,7 +158,9 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
     Check("history", 0, "Nothing was installed yet.\n");
     Check("components", 0,
           "Service version:   0.1.0\nModules:           Fake\nComponent       State  Running version\n"
-          "Controller 750  idle   1.0.0.0\nNext: ");
+          "Controller 750  idle   1.0.0.0\nNext: ",
+          "", {.facts = {{"modules", Json::array({"Fake"})}}});
+    Check("status", 7, "", "the service does not run", {.before = &Device::Vanish});
     const auto twice = [](Device& device)
     {
         device.Vanish();
@@ -226,7 +228,7 @@ TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
           {.before = refuses, .orders = StageOrder});
     const auto forbids = [](Device& device)
     { device.refusals["Stage"] = "org.freedesktop.DBus.Error.AccessDenied"; };
-    Check("stage FILE --quiet", 10, "", "No.\nNext: Call as root, or as a user who may update this device.",
+    Check("stage FILE --quiet", 10, "", "No.\nNext: 'man zel-updated' tells who may do what.",
           {.before = forbids});
     Check("stage missing", 3, "", "there is no file 'missing'\nNext: Check the path.");
 }
@@ -304,7 +306,11 @@ TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
     Check("resume", 0,
           "Nothing has failed: an installation or a revert is under way.\nNext: The installation starts", "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
-    Check("resume", 0, "The failed state is left.", "", {.before = Fails});
+    Check("resume", 0,
+          "The failed state is left.\nNext: 'zelupdate install FILE' installs another bundle; 'zelupdate "
+          "install' "
+          "tries version 1.1.0.0 again, which has failed; ",
+          "", {.before = Fails});
     Check("resume", 0, "The last installation has not failed: there is nothing to resume.");
 
     const auto answers = [](Device::ResultCode code) -> World
