@@ -16,7 +16,8 @@ const std::vector<Verb>& GetVerbs()
          "Show what a bundle is and whether it fits this device; changes nothing",
          {VerbOption::File},
          &RunInspect,
-         "Exit code 6 for a bundle that is not trusted or not for this device."},
+         "Exit code 6 for a bundle that is not trusted or not for this device, 5 when that cannot be told "
+         "now."},
         {"check",
          "Show every reason why an installation now would fail or need care; changes nothing",
          {VerbOption::File},
