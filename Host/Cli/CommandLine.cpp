@@ -61,9 +61,8 @@ struct TextRow
 constexpr std::array TextRows = {
     TextRow{VerbOption::Delay, "--delay", "T", &Texts::delay,
             "Wait before the installation: 90, 90s, 5min, 2h"},
-    TextRow{
-        VerbOption::At, "--at", "TIME", &Texts::at,
-        "Install at a time, local where no zone is given: 03:00, 2026-12-24T03:00:00, 2026-12-24T03:00:00Z"},
+    TextRow{VerbOption::At, "--at", "TIME", &Texts::at,
+            "At a time, local without a zone: 03:00, 2026-12-24T03:00:00, 2026-12-24T03:00:00Z"},
     TextRow{VerbOption::Timeout, "--timeout", "T", &Texts::timeout,
             "Wait no longer than that: 90, 90s, 5min, 2h"},
     TextRow{VerbOption::Count, "N", "", &Texts::count, "How many, 10 without it"},

@@ -49,9 +49,8 @@ const std::vector<Verb>& GetVerbs()
          {VerbOption::Timeout, VerbOption::RestartExitCode},
          &RunWait,
          "Waits across the service's own restarts, 90 s at most for a service that is not there.\n"
-         "Exit code 0 for success or no verdict, 1 for failure, 8 where the device switched back, 9 when "
-         "the\n"
-         "time is over."},
+         "Exit code 0 for success or no verdict, 1 for failure or a restart that has to be done by hand,\n"
+         "8 where the device switched back, 9 when the time is over."},
         {"explain",
          "Explain an exit code or the name of an error; works without the service",
          {VerbOption::Code},
