@@ -130,7 +130,9 @@ private:
     void WhenRaucRests(EventLoop::Task next);
     void TakeBundle(const std::shared_ptr<FileDescriptor>& bundle);
     [[nodiscard]] RequestResult Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file);
+    /// Gives the file to the module, unless its version is one that no module knows.
     void HandOver(const std::shared_ptr<DeliveredFile>& file);
+    void CallStage(const std::shared_ptr<DeliveredFile>& file);
     /// Copies the bundle on the worker, then goes on with the result; the file is null where that failed.
     void DeliverThen(const std::shared_ptr<FileDescriptor>& bundle,
                      std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then);

@@ -288,6 +288,25 @@ RequestResult Component::Deliver(const FileDescriptor& bundle, std::shared_ptr<D
 
 void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
 {
+    InspectionFacts facts;
+    facts.rauc = RaucState::Resting;
+    environment.inspect(file->GetPath(), facts,
+                        [this, file](const InspectionFacts& known)
+                        {
+                            const String version = known.bundle ? known.bundle->version : String();
+                            const String fault = InstallationChecks::FindVersionFault(version);
+                            if (fault.empty())
+                            {
+                                CallStage(file);
+                                return;
+                            }
+                            Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument),
+                                                          fault + " Build the bundle with a shorter one."));
+                        });
+}
+
+void Component::CallStage(const std::shared_ptr<DeliveredFile>& file)
+{
     CallModule([file](const ModuleCalls& calls) { return calls.Stage(file->GetPath()); },
                [this](const RequestResult& result)
                {

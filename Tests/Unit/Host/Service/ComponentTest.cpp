@@ -75,6 +75,11 @@ TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
     }
     script->SetVersion(FileType::Pending, "");
     EXPECT_THAT(Install(), StartsWith("NotFound: There is no pending version."));
+    // Nor is a bundle handed over whose version no module knows.
+    script->calls.Clear();
+    bundle = RaucBundle{String(512, '1'), "Controller"};
+    EXPECT_THAT(Stage(), StartsWith("InvalidArgument: The version has 512 characters"));
+    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("SetSoftwarePackage"))));
 }
 
 TEST_F(ComponentTest, AfterAFailedInstallationResumeComesFirst)
