@@ -2,8 +2,7 @@
 
 #include "Zel/Visibility.h"
 
-#include <chrono>
-#include <condition_variable>
+#include <atomic>
 #include <cstddef>
 #include <mutex>
 #include <thread>
@@ -23,19 +22,13 @@ public:
     Mutex& operator=(const Mutex&) = delete;
 
     void lock();
-    [[nodiscard]] bool try_lock();
-    /// Returns whether the lock was taken within `duration`.
-    [[nodiscard]] bool try_lock_for(std::chrono::milliseconds duration);
     void unlock();
 
 private:
-    [[nodiscard]] bool TryEnter();
-
     const bool recursive;
-    std::mutex guard;
-    std::condition_variable freed;
-    /// Meaningful while `depth` is not 0.
-    std::thread::id owner;
+    std::mutex mutex;
+    /// The thread that holds the lock; no thread's ID while none does.
+    std::atomic<std::thread::id> owner{};
     /// How often the owner holds the lock.
     std::size_t depth = 0;
 };
