@@ -27,24 +27,6 @@ ScheduledExecutorService::TimePoint GetDueTime(long long delayMs)
 
 } // namespace
 
-/// Marks the calling thread as the one that runs a task.
-class ScheduledExecutorService::RunningTask
-{
-public:
-    explicit RunningTask(std::atomic<std::thread::id>& taskThread) : taskThread(taskThread)
-    {
-        taskThread = std::this_thread::get_id();
-    }
-
-    ~RunningTask() { taskThread = std::thread::id(); }
-
-    RunningTask(const RunningTask&) = delete;
-    RunningTask& operator=(const RunningTask&) = delete;
-
-private:
-    std::atomic<std::thread::id>& taskThread;
-};
-
 /// Strikes a run off the list when its thread leaves, however it leaves.
 class ScheduledExecutorService::LiveRun
 {
@@ -73,35 +55,24 @@ ScheduledExecutorService::~ScheduledExecutorService()
 
 bool ScheduledExecutorService::Schedule(const String& taskName, long long delayMs, Task task)
 {
-    std::unique_lock lock(scheduleMutex, std::defer_lock);
-    if (!IsTaskThread())
-    {
-        lock.lock();
-    }
-    return StartRun(taskName, delayMs, std::move(task));
-}
-
-bool ScheduledExecutorService::StartRun(const String& taskName, long long delayMs, Task task)
-{
+    const std::lock_guard lock(scheduleMutex);
     std::list<Appointment> added;
     Appointment& appointment = added.emplace_back();
     appointment.taskName = taskName;
     appointment.delay = delayMs;
     appointment.task = std::move(task);
-    const std::lock_guard lock(runsMutex);
-    if (cancelling)
-    {
-        return false;
-    }
     CancelRuns();
     // The earlier thread object is destroyed without a join: its thread finds its appointment cancelled.
     worker = std::make_unique<Thread>(taskName, Thread::Entry::Bind<&ScheduledExecutorService::Run>(this),
                                       &appointment);
     scheduledTime = GetDueTime(delayMs);
-    liveRuns.splice(liveRuns.end(), added);
+    {
+        const std::lock_guard runsLock(runsMutex);
+        liveRuns.splice(liveRuns.end(), added);
+    }
     if (!worker->Start())
     {
-        liveRuns.pop_back();
+        EndRun(appointment);
         return false;
     }
     return true;
@@ -109,33 +80,18 @@ bool ScheduledExecutorService::StartRun(const String& taskName, long long delayM
 
 void ScheduledExecutorService::Cancel()
 {
-    if (IsTaskThread())
-    {
-        // The task cannot wait for itself. What follows it has not begun to wait: this thread holds the
-        // mutex.
-        const std::lock_guard lock(runsMutex);
-        CancelRuns();
-        return;
-    }
     const std::lock_guard scheduleLock(scheduleMutex);
-    std::unique_ptr<Thread> ending;
-    {
-        const std::lock_guard lock(runsMutex);
-        cancelling = true;
-        ending = std::move(worker);
-        CancelRuns();
-    }
+    CancelRuns();
     {
         // Whoever waits has seen the cancellation or is notified of it; whoever runs its task is waited for.
         const std::lock_guard waitLock(waitMutex);
         condition.notify_all();
     }
-    if (ending)
+    if (worker)
     {
-        ending->Join();
+        worker->Join();
+        worker.reset();
     }
-    const std::lock_guard lock(runsMutex);
-    cancelling = false;
 }
 
 void ScheduledExecutorService::Run(void* argument)
@@ -153,17 +109,12 @@ void ScheduledExecutorService::Run(void* argument)
         return;
     }
     Log(LogLevel::Debug, "Execute task '{0}'.", appointment.taskName);
-    const RunningTask running(taskThread);
     appointment.task();
-}
-
-bool ScheduledExecutorService::IsTaskThread() const noexcept
-{
-    return taskThread.load() == std::this_thread::get_id();
 }
 
 void ScheduledExecutorService::CancelRuns()
 {
+    const std::lock_guard lock(runsMutex);
     for (Appointment& appointment : liveRuns)
     {
         appointment.cancelled = true;

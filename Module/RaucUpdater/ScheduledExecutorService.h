@@ -11,7 +11,6 @@
 #include <functional>
 #include <list>
 #include <memory>
-#include <thread>
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
 {
@@ -19,8 +18,8 @@ namespace Zel::Services::SoftwareUpdate::Internal::Threading
 /// Runs one named task once, after a delay, on a thread of its own; until it starts it can be cancelled, or
 /// replaced by another one. Tasks never run at the same time.
 ///
-/// Every operation may be called from any thread, also from within a task. Lock order: schedule mutex, wait
-/// mutex, runs mutex.
+/// Every operation may be called from any thread, but `Schedule` and `Cancel` not from within a task. Lock
+/// order: schedule mutex, wait mutex, runs mutex.
 class ScheduledExecutorService
     : private System::Commons::Diagnostics::Logging::Loggable<ScheduledExecutorService>
 {
@@ -30,7 +29,7 @@ public:
 
     ScheduledExecutorService() = default;
 
-    /// Cancels and waits until no thread of this object runs any more; not to be called from within a task.
+    /// Cancels and waits until no thread of this object runs any more.
     virtual ~ScheduledExecutorService();
     ScheduledExecutorService(const ScheduledExecutorService&) = delete;
     ScheduledExecutorService& operator=(const ScheduledExecutorService&) = delete;
@@ -38,15 +37,13 @@ public:
     /// Runs `task` after `delayMs` milliseconds on a new thread named `taskName`. A task that waits is
     /// replaced and never runs; one that runs already goes on, and the new delay begins when it has ended.
     /// The thread waits for the low 32 bits of the delay, so no longer than 49.7 days. An exception of the
-    /// task ends its thread and is logged there. Returns false when the thread cannot be started, and from
-    /// within a task when another thread cancels.
+    /// task ends its thread and is logged there. Returns false when the thread cannot be started.
     [[nodiscard]] bool Schedule(const String& taskName, long long delayMs, Task task);
 
     /// When the task scheduled last is due, by its whole delay.
     [[nodiscard]] TimePoint GetScheduledTime() const noexcept { return scheduledTime.load(); }
 
-    /// Takes back a task that waits and returns when its thread has ended; waits for one that runs. From
-    /// within a task it takes back the task that follows, if there is one, and returns at once.
+    /// Takes back a task that waits and returns when its thread has ended; waits for one that runs.
     void Cancel();
 
 private:
@@ -61,28 +58,21 @@ private:
         std::atomic<bool> cancelled{false};
     };
 
-    class RunningTask;
     class LiveRun;
 
     void Run(void* appointment);
-    [[nodiscard]] bool IsTaskThread() const noexcept;
-    [[nodiscard]] bool StartRun(const String& taskName, long long delayMs, Task task);
     void CancelRuns();
     void EndRun(const Appointment& appointment);
 
     std::atomic<TimePoint> scheduledTime{};
     std::unique_ptr<System::Commons::Threading::Thread> worker;
     System::Commons::Threading::ConditionVariable condition;
-    /// Serialises `Schedule` and `Cancel`; not taken from within a task, which `Cancel` may wait for.
+    /// Serialises `Schedule` and `Cancel`; guards `worker`.
     System::Commons::Threading::Mutex scheduleMutex;
     /// Held by a thread that waits or runs its task.
     System::Commons::Threading::Mutex waitMutex;
-    /// The thread that runs a task at present.
-    std::atomic<std::thread::id> taskThread{};
-    /// Guards `worker`, `cancelling` and `liveRuns`; held for moments only.
+    /// Guards `liveRuns`; held for moments only.
     System::Commons::Threading::Mutex runsMutex;
-    /// Whether a thread cancels that is not the task's.
-    bool cancelling = false;
     System::Commons::Threading::ConditionVariable runEnded;
     /// One for every thread that was started and has not ended, the replaced ones included.
     std::list<Appointment> liveRuns;
