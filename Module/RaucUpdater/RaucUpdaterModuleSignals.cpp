@@ -37,6 +37,8 @@ void RaucUpdaterModule::HandleCompleted(const RaucCompletedSignal& signal)
         static_cast<void>(Reboot(true));
         return;
     }
+    // Before the end is told: the next installation may begin at once.
+    installationStarted = false;
     versionManager.ResetCache(SoftwareVersionFileType::Fallback);
     updaterStatus->EndInstallation(GetComponentId(), false);
 }
