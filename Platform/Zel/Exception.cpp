@@ -26,4 +26,24 @@ String Exception::ToString() const
     return TypeName(typeid(*this)) + ": " + message;
 }
 
+String DescribeCurrentException()
+{
+    try
+    {
+        throw;
+    }
+    catch (const Exception& exception)
+    {
+        return exception.ToString();
+    }
+    catch (const std::exception& exception)
+    {
+        return exception.what();
+    }
+    catch (...)
+    {
+        return "unknown exception";
+    }
+}
+
 } // namespace Zel

@@ -29,4 +29,8 @@ private:
     String message;
 };
 
+/// Returns the text of the exception that is being handled: `ToString` of one of ours, `what` of a standard
+/// one, "unknown exception" for any other. To be called in a catch block only.
+[[nodiscard]] ZEL_API String DescribeCurrentException();
+
 } // namespace Zel

@@ -2,10 +2,10 @@
 
 #include "RaucUpdater/Internal/DesktopBus/PropertiesChangedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
+#include "Zel/Exception.h"
 
 #include <dbus/dbus.h>
 
-#include <exception>
 #include <mutex>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
@@ -103,13 +103,9 @@ void DesktopBusConnection::HandleSignal(const DesktopBusMessage& message)
     {
         DispatchSignal(message);
     }
-    catch (const std::exception& exception)
-    {
-        Log(LogLevel::Error, "Handler of a signal failed: {0}", exception.what());
-    }
     catch (...)
     {
-        Log(LogLevel::Error, "Handler of a signal failed: {0}", "unknown exception");
+        Log(LogLevel::Error, "Handler of a signal failed: {0}", DescribeCurrentException());
     }
 }
 

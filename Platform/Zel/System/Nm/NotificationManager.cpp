@@ -4,7 +4,6 @@
 #include "Zel/System/Core/Format.h"
 
 #include <algorithm>
-#include <exception>
 #include <utility>
 
 namespace Zel::System::Nm
@@ -80,17 +79,9 @@ void NotificationManager::WriteTo(INotificationSink& sink, const Notification& n
     {
         sink.Write(notification);
     }
-    catch (const Exception& exception)
-    {
-        failures.push_back(exception.ToString());
-    }
-    catch (const std::exception& exception)
-    {
-        failures.emplace_back(exception.what());
-    }
     catch (...)
     {
-        failures.emplace_back("unknown exception");
+        failures.push_back(DescribeCurrentException());
     }
 }
 

@@ -7,7 +7,6 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <exception>
 #include <mutex>
 #include <utility>
 
@@ -51,7 +50,6 @@ struct Timer::State : private Diagnostics::Logging::Loggable<Timer>
     void Run(void* argument);
     [[nodiscard]] bool WaitForTick(std::unique_lock<std::mutex>& lock);
     void Raise() const;
-    void LogException(const String& text) const;
 
     const Event<>& elapsed;
     const std::chrono::microseconds period;
@@ -164,23 +162,10 @@ void Timer::State::Raise() const
     {
         elapsed.Raise();
     }
-    catch (const Exception& exception)
-    {
-        LogException(exception.ToString());
-    }
-    catch (const std::exception& exception)
-    {
-        LogException(exception.what());
-    }
     catch (...)
     {
-        LogException("unknown exception");
+        Log(LogLevel::Error, "A handler of timer '{0}' failed: {1}", name, DescribeCurrentException());
     }
-}
-
-void Timer::State::LogException(const String& text) const
-{
-    Log(LogLevel::Error, "A handler of timer '{0}' failed: {1}", name, text);
 }
 
 Timer::Timer(std::int64_t period, String name, int priority, std::size_t stackSize)
@@ -207,11 +192,6 @@ bool Timer::IsRunning() const
 {
     const std::lock_guard lock(state->mutex);
     return state->running;
-}
-
-const String& Timer::GetName() const noexcept
-{
-    return state->name;
 }
 
 } // namespace Zel::System::Commons::Chrono

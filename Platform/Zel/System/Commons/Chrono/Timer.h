@@ -45,8 +45,6 @@ public:
 
     [[nodiscard]] bool IsRunning() const;
 
-    [[nodiscard]] const String& GetName() const noexcept;
-
 private:
     struct State;
     std::unique_ptr<State> state;

@@ -80,7 +80,6 @@ struct Thread::State : private Diagnostics::Logging::Loggable<Thread>
 
     static void* Run(void* passed);
     void Call() const;
-    void LogException(const String& text) const;
     [[nodiscard]] int Create(std::shared_ptr<State> self);
 
     using Loggable<Thread>::Log;
@@ -114,14 +113,6 @@ void Thread::State::Call() const
     {
         entry(argument);
     }
-    catch (const Exception& exception)
-    {
-        LogException(exception.ToString());
-    }
-    catch (const std::exception& exception)
-    {
-        LogException(exception.what());
-    }
     catch (...)
     {
         if (!std::current_exception())
@@ -129,13 +120,8 @@ void Thread::State::Call() const
             // pthread_exit unwinds the stack with what is no C++ exception and must not be kept.
             throw;
         }
-        LogException("unknown exception");
+        Log(LogLevel::Error, "Thread '{0}' ended by an exception: {1}", name, DescribeCurrentException());
     }
-}
-
-void Thread::State::LogException(const String& text) const
-{
-    Log(LogLevel::Error, "Thread '{0}' ended by an exception: {1}", name, text);
 }
 
 int Thread::State::Create(std::shared_ptr<State> self)

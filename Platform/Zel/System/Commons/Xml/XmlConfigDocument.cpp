@@ -6,7 +6,6 @@
 #include "Zel/System/Commons/XmlException.h"
 #include "Zel/System/Core/Format.h"
 
-#include <exception>
 #include <optional>
 #include <utility>
 
@@ -33,12 +32,6 @@ void ReadDocument(XmlReader& reader, const String& rootElementName, IXmlSerializ
     reader.ReadEndDocument();
 }
 
-[[nodiscard]] String Describe(const std::exception& exception)
-{
-    const auto* const known = dynamic_cast<const Exception*>(&exception);
-    return known != nullptr ? known->ToString() : exception.what();
-}
-
 } // namespace
 
 XmlConfigDocument::XmlConfigDocument(String rootElementName, IXmlSerializable& content)
@@ -49,24 +42,15 @@ XmlConfigDocument::XmlConfigDocument(String rootElementName, IXmlSerializable& c
 void XmlConfigDocument::Load(const String& path)
 {
     std::optional<XmlReader> reader;
-    const auto logFailure = [&](const String& reason)
-    {
-        const String line = reader ? Format(", line {0}", reader->GetLine()) : String();
-        Log(LogLevel::Error, "Failed to load document '{0}'{1}: {2}", path, line, reason);
-    };
     try
     {
         reader.emplace(Io::File::ReadAllText(path, XmlReader::MaximumSize), path);
         ReadDocument(*reader, rootElementName, content);
     }
-    catch (const std::exception& exception)
-    {
-        logFailure(Describe(exception));
-        throw;
-    }
     catch (...)
     {
-        logFailure("unknown exception");
+        const String line = reader ? Format(", line {0}", reader->GetLine()) : String();
+        Log(LogLevel::Error, "Failed to load document '{0}'{1}: {2}", path, line, DescribeCurrentException());
         throw;
     }
 }

@@ -198,7 +198,7 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
     const std::vector<std::pair<std::function<void()>, Lines>> rows = {
         {[&] { EXPECT_TRUE(CallOnce()); }, {}},
         {[&] { connection.Close(); }, {}},
-        {[] { throw Exception("the disk is full"); }, {text + "the disk is full"}},
+        {[] { throw Exception("the disk is full"); }, {text + "Zel::Exception: the disk is full"}},
         {[] { throw 5; }, {text + "unknown exception"}}};
     for (const auto& [work, errors] : rows)
     {
