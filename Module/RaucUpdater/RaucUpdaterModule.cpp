@@ -46,27 +46,6 @@ std::shared_ptr<Service> FindService(const IProxyFactory& proxyFactory)
     return typed;
 }
 
-/// Returns the text of the exception that is being handled.
-String DescribeException()
-{
-    try
-    {
-        throw;
-    }
-    catch (const Exception& exception)
-    {
-        return exception.ToString();
-    }
-    catch (const std::exception& exception)
-    {
-        return exception.what();
-    }
-    catch (...)
-    {
-        return "unknown exception";
-    }
-}
-
 } // namespace
 
 RaucUpdaterModule::RaucUpdaterModule()
@@ -116,21 +95,20 @@ void RaucUpdaterModule::LoadSettings(const String& settingsPath)
 
 void RaucUpdaterModule::Subscribe()
 {
-    if (auto service = FindService<IDeviceInfoService>(DeviceInfoServiceProxyFactory::GetInstance()))
+    SubscribeTo(DeviceInfoServiceProxyFactory::GetInstance(), deviceInfoService);
+    SubscribeTo(DeviceControlServiceProxyFactory::GetInstance(), deviceControlService);
+}
+
+template <typename Service>
+void RaucUpdaterModule::SubscribeTo(const IProxyFactory& proxyFactory, std::shared_ptr<Service>& member)
+{
+    if (auto service = FindService<Service>(proxyFactory))
     {
-        deviceInfoService = std::move(service);
+        member = std::move(service);
     }
-    if (!deviceInfoService)
+    if (!member)
     {
-        Log(LogLevel::Error, "Failed to subscribe to IDeviceInfoService.");
-    }
-    if (auto service = FindService<IDeviceControlService>(DeviceControlServiceProxyFactory::GetInstance()))
-    {
-        deviceControlService = std::move(service);
-    }
-    if (!deviceControlService)
-    {
-        Log(LogLevel::Error, "Failed to subscribe to IDeviceControlService.");
+        Log(LogLevel::Error, "Failed to subscribe to {0}.", proxyFactory.GetInterfaceName());
     }
 }
 
@@ -212,6 +190,16 @@ bool RaucUpdaterModule::ValidateComponentId(const String& componentId) const
     return false;
 }
 
+RaucUpdaterModule::ResultCode RaucUpdaterModule::ReadStatus(const String& componentId,
+                                                            SoftwareUpdateStatus& status) const
+{
+    if (!ValidateComponentId(componentId))
+    {
+        return ResultCode::InvalidArgument;
+    }
+    return TryGetStatus(GetComponentId(), status) ? ResultCode::Ok : ResultCode::GeneralError;
+}
+
 bool RaucUpdaterModule::TryGetStatus(const String& componentId, SoftwareUpdateStatus& status) const
 {
     return updaterStatus && updaterStatus->GetStatus(componentId, status);
@@ -228,7 +216,7 @@ void RaucUpdaterModule::LogException(const char* name) noexcept
 {
     try
     {
-        Log(LogLevel::Error, "{0}: {1}", name, DescribeException());
+        Log(LogLevel::Error, "{0}: {1}", name, DescribeCurrentException());
     }
     catch (...)
     {

@@ -15,6 +15,7 @@
 #include "Zel/System/Commons/Chrono/Timer.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Commons/Threading/Mutex.h"
+#include "Zel/System/Rsc/IProxyFactory.h"
 
 #include <atomic>
 #include <cstdint>
@@ -89,6 +90,8 @@ private:
     // Start and status.
     void LoadSettings(const String& settingsPath);
     void Subscribe();
+    template <typename Service>
+    static void SubscribeTo(const System::Rsc::IProxyFactory& proxyFactory, std::shared_ptr<Service>& member);
     void AddHandlers();
     void RemoveHandlers();
     void InitializeState();
@@ -99,6 +102,8 @@ private:
         return versionManager.GetRaucComponentId();
     }
 
+    /// Checks the caller's ID and reads the status of the module's own.
+    [[nodiscard]] ResultCode ReadStatus(const String& componentId, SoftwareUpdateStatus& status) const;
     [[nodiscard]] bool TryGetStatus(const String& componentId, SoftwareUpdateStatus& status) const;
     [[nodiscard]] String ReadProperty(const String& componentId, const String& propertyName) const;
 

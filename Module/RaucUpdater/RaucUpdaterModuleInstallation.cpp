@@ -32,14 +32,10 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::InstallSoftwarePackage(const St
                                                                         const SoftwareVersionType& version,
                                                                         long long delayMs)
 {
-    if (!ValidateComponentId(componentId))
-    {
-        return ResultCode::InvalidArgument;
-    }
     SoftwareUpdateStatus status;
-    if (!TryGetStatus(GetComponentId(), status))
+    if (const ResultCode result = ReadStatus(componentId, status); result != ResultCode::Ok)
     {
-        return ResultCode::GeneralError;
+        return result;
     }
     if (status.state != InstallationState::Idle)
     {

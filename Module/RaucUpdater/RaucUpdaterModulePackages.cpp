@@ -76,14 +76,10 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::StagePackage(const String& comp
                                                               const String& packagePath, String& message)
 {
     message.clear();
-    if (!ValidateComponentId(componentId))
-    {
-        return ResultCode::InvalidArgument;
-    }
     SoftwareUpdateStatus status;
-    if (!TryGetStatus(GetComponentId(), status))
+    if (const ResultCode result = ReadStatus(componentId, status); result != ResultCode::Ok)
     {
-        return ResultCode::GeneralError;
+        return result;
     }
     if (status.state == InstallationState::Installing)
     {
@@ -97,14 +93,10 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::GetSoftwarePackage(const String
                                                                     SoftwareVersionFileType fileType,
                                                                     const String& packagePath)
 {
-    if (!ValidateComponentId(componentId))
-    {
-        return ResultCode::InvalidArgument;
-    }
     SoftwareUpdateStatus status;
-    if (!TryGetStatus(GetComponentId(), status))
+    if (const ResultCode result = ReadStatus(componentId, status); result != ResultCode::Ok)
     {
-        return ResultCode::GeneralError;
+        return result;
     }
     if (status.state == InstallationState::Installing)
     {
@@ -120,14 +112,10 @@ RaucUpdaterModule::ResultCode RaucUpdaterModule::ResumeInstall(const String& com
 
 RaucUpdaterModule::ResultCode RaucUpdaterModule::ResumeFailed(const String& componentId)
 {
-    if (!ValidateComponentId(componentId))
-    {
-        return ResultCode::InvalidArgument;
-    }
     SoftwareUpdateStatus status;
-    if (!TryGetStatus(GetComponentId(), status))
+    if (const ResultCode result = ReadStatus(componentId, status); result != ResultCode::Ok)
     {
-        return ResultCode::GeneralError;
+        return result;
     }
     if (status.state != InstallationState::Failed)
     {

@@ -21,16 +21,6 @@ using System::Commons::Diagnostics::Logging::LogLevel;
 namespace
 {
 
-void AddMatch(DBusConnection* connection, const String& rule, DesktopBusError& error)
-{
-    dbus_bus_add_match(connection, rule.c_str(), error.Get());
-}
-
-void RemoveMatch(DBusConnection* connection, const String& rule, DesktopBusError& error)
-{
-    dbus_bus_remove_match(connection, rule.c_str(), error.Get());
-}
-
 /// An earlier owner's unread signals would be taken for present ones; and after the bus died libdbus gives
 /// out a new connection only when nothing is left to read in the old one.
 void DropUnreadMessages(DBusConnection* connection)
@@ -191,7 +181,7 @@ bool DesktopBusConnection::ListenForSignal(const String& interfaceName) const
 {
     Log(LogLevel::Debug, "{0}: {1}", "ListenForSignal", interfaceName);
     DesktopBusError error;
-    ChangeMatch(interfaceName, &AddMatch, error);
+    ChangeMatch(interfaceName, &dbus_bus_add_match, error);
     if (error.IsSet())
     {
         Log(LogLevel::Error, "Add signal error {0}", error.GetMessage());
@@ -205,7 +195,7 @@ bool DesktopBusConnection::UnlistenForSignal(const String& interfaceName) const
 {
     Log(LogLevel::Debug, "{0}: {1}", "UnlistenForSignal", interfaceName);
     DesktopBusError error;
-    ChangeMatch(interfaceName, &RemoveMatch, error);
+    ChangeMatch(interfaceName, &dbus_bus_remove_match, error);
     if (error.IsSet())
     {
         Log(LogLevel::Error, "Remove signal error {0}", error.GetMessage());
@@ -230,7 +220,8 @@ void DesktopBusConnection::ChangeMatch(const String& interfaceName, MatchOperati
         dbus_set_error_const(error.Get(), DBUS_ERROR_DISCONNECTED, "Connection is closed");
         return;
     }
-    operation(Get(), System::Core::Format("type='signal',interface='{0}'", interfaceName), error);
+    const String rule = System::Core::Format("type='signal',interface='{0}'", interfaceName);
+    operation(Get(), rule.c_str(), error.Get());
     dbus_connection_flush(Get());
 }
 

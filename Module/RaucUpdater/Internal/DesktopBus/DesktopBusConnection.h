@@ -15,6 +15,7 @@
 #include <optional>
 
 struct DBusConnection;
+struct DBusError;
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
@@ -100,7 +101,7 @@ private:
         void operator()(DBusConnection* owned) const noexcept;
     };
 
-    using MatchOperation = void (*)(DBusConnection* connection, const String& rule, DesktopBusError& error);
+    using MatchOperation = void (*)(DBusConnection* connection, const char* rule, DBusError* error);
 
     /// One gate for all connections, since libdbus gives all of them the process's one connection to the bus.
     [[nodiscard]] static const DesktopBusCallGate& CallGate();

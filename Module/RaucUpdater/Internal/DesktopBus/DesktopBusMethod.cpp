@@ -9,19 +9,6 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 
 using System::Commons::Diagnostics::Logging::LogLevel;
 
-namespace
-{
-
-void Write(const System::Commons::Diagnostics::Logging::Logger& logger, LogLevel level, const char* text)
-{
-    if (logger.IsEnabled(level))
-    {
-        logger.Write(level, text);
-    }
-}
-
-} // namespace
-
 DesktopBusMethod::~DesktopBusMethod() = default;
 
 bool DesktopBusMethod::SendMessage(const DesktopBusConnection& connection, bool retry)
@@ -66,37 +53,37 @@ bool DesktopBusMethod::SendRequest(const Logger& logger, const RequestTexts& tex
                                    const AddArgumentsOperation& addArguments,
                                    const DesktopBusConnection& connection, DesktopBusMessage& reply) const
 {
-    Write(logger, LogLevel::Debug, "Send message.");
+    logger.Log(LogLevel::Debug, "Send message.");
     if (!request.IsSet())
     {
-        Write(logger, LogLevel::Error, "Failed to create message for dbus call.");
+        logger.Log(LogLevel::Error, "Failed to create message for dbus call.");
         return false;
     }
     if (addArguments)
     {
         Arguments arguments;
         addArguments(arguments);
-        Write(logger, LogLevel::Trace, texts.write);
+        logger.Log(LogLevel::Trace, "{0}", texts.write);
         if (!request.WriteFields(arguments))
         {
-            Write(logger, LogLevel::Error, "Failed to add arguments for dbus call.");
+            logger.Log(LogLevel::Error, "Failed to add arguments for dbus call.");
             return false;
         }
     }
-    Write(logger, LogLevel::Trace, texts.queue);
+    logger.Log(LogLevel::Trace, "{0}", texts.queue);
     const auto pendingCall = connection.SendMessageWithReplyAsync(request);
     if (!pendingCall.IsSet())
     {
         return false;
     }
-    Write(logger, LogLevel::Trace, texts.reply);
+    logger.Log(LogLevel::Trace, "{0}", texts.reply);
     return GetReply(connection, pendingCall, reply);
 }
 
 void DesktopBusMethod::AddTextArgument(const Logger& logger, const char* traceText, const String& text,
                                        Arguments& arguments)
 {
-    Write(logger, LogLevel::Trace, traceText);
+    logger.Log(LogLevel::Trace, "{0}", traceText);
     arguments.emplace_back().SetString(text);
 }
 

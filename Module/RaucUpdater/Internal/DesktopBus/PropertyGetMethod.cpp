@@ -16,6 +16,13 @@ PropertyGetMethod::PropertyGetMethod(String destination, String objectPath, Stri
 {
 }
 
+PropertyGetMethod::PropertyGetMethod(String propertyName)
+    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
+                        DesktopBusManager::DesktopBusObjectPathRauc,
+                        DesktopBusManager::DesktopBusInterfaceRauc, std::move(propertyName))
+{
+}
+
 PropertyGetMethod::~PropertyGetMethod() = default;
 
 bool PropertyGetMethod::SendMessageWithReply(const DesktopBusConnection& connection, DesktopBusMessage& reply)
@@ -52,10 +59,7 @@ bool PropertyGetMethod::ReadTextProperty(const Logger& logger, const std::vector
     {
         return false;
     }
-    if (logger.IsEnabled(LogLevel::Debug))
-    {
-        logger.Write(LogLevel::Debug, System::Core::Format(successText, std::as_const(text)));
-    }
+    logger.Log(LogLevel::Debug, successText, std::as_const(text));
     return true;
 }
 

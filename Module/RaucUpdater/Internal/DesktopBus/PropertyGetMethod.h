@@ -29,6 +29,9 @@ public:
     [[nodiscard]] const String& GetPropertyName() const noexcept { return propertyName; }
 
 protected:
+    /// The property `propertyName` of RAUC.
+    explicit PropertyGetMethod(String propertyName);
+
     /// A text with one placeholder, for the property.
     using SuccessText = System::Core::FormatText<const String&>;
     using FailureText = DesktopBusFieldReader::FailureText;

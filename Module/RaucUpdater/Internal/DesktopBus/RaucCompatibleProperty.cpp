@@ -1,16 +1,9 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucCompatibleProperty.h"
 
-#include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-RaucCompatibleProperty::RaucCompatibleProperty()
-    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
-                        DesktopBusManager::DesktopBusObjectPathRauc,
-                        DesktopBusManager::DesktopBusInterfaceRauc, PropertyName)
-{
-}
+RaucCompatibleProperty::RaucCompatibleProperty() : PropertyGetMethod(PropertyName) {}
 
 RaucCompatibleProperty::~RaucCompatibleProperty() = default;
 

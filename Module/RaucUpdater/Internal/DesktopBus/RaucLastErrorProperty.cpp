@@ -1,16 +1,9 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucLastErrorProperty.h"
 
-#include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-RaucLastErrorProperty::RaucLastErrorProperty()
-    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
-                        DesktopBusManager::DesktopBusObjectPathRauc,
-                        DesktopBusManager::DesktopBusInterfaceRauc, PropertyName)
-{
-}
+RaucLastErrorProperty::RaucLastErrorProperty() : PropertyGetMethod(PropertyName) {}
 
 RaucLastErrorProperty::~RaucLastErrorProperty() = default;
 

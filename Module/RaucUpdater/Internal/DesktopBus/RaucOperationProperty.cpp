@@ -1,16 +1,9 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
 
-#include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-RaucOperationProperty::RaucOperationProperty()
-    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
-                        DesktopBusManager::DesktopBusObjectPathRauc,
-                        DesktopBusManager::DesktopBusInterfaceRauc, PropertyName)
-{
-}
+RaucOperationProperty::RaucOperationProperty() : PropertyGetMethod(PropertyName) {}
 
 RaucOperationProperty::~RaucOperationProperty() = default;
 

@@ -1,17 +1,11 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucProgressProperty.h"
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusFieldReader.h"
-#include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-RaucProgressProperty::RaucProgressProperty()
-    : PropertyGetMethod(DesktopBusManager::DesktopBusDestinationRauc,
-                        DesktopBusManager::DesktopBusObjectPathRauc,
-                        DesktopBusManager::DesktopBusInterfaceRauc, PropertyName)
-{
-}
+RaucProgressProperty::RaucProgressProperty() : PropertyGetMethod(PropertyName) {}
 
 RaucProgressProperty::~RaucProgressProperty() = default;
 

@@ -4,6 +4,7 @@
 #include "Zel/System/Core/Format.h"
 
 #include <typeinfo>
+#include <utility>
 
 namespace Zel::System::Commons::Diagnostics::Logging
 {
@@ -13,15 +14,11 @@ template <typename Class>
 class Loggable
 {
 protected:
-    /// Writes a line when `level` is enabled; a switched-off line formats nothing.
+    /// `Logger::Log` of that logger.
     template <typename... Arguments>
     static void Log(LogLevel level, Core::FormatText<Arguments...> text, Arguments&&... arguments)
     {
-        const Logger& logger = GetLogger();
-        if (logger.IsEnabled(level))
-        {
-            logger.WriteFormatted(level, text, fmt::make_format_args(arguments...));
-        }
+        GetLogger().Log(level, text, std::forward<Arguments>(arguments)...);
     }
 
     // Inlined into each of the many log calls, its guard would be a good part of a library's size.

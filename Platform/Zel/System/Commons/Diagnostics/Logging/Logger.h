@@ -29,6 +29,16 @@ public:
 
     void SetLevel(LogLevel level) noexcept;
 
+    /// Writes a line when `level` is enabled; a switched-off line formats nothing.
+    template <typename... Arguments>
+    void Log(LogLevel level, Core::FormatText<Arguments...> text, Arguments&&... arguments) const
+    {
+        if (IsEnabled(level))
+        {
+            WriteFormatted(level, text, fmt::make_format_args(arguments...));
+        }
+    }
+
     /// Hands the line to every sink, whatever its level. Never throws: a line that cannot be written is lost,
     /// because what is logged about must go on.
     void Write(LogLevel level, String text) const noexcept;
