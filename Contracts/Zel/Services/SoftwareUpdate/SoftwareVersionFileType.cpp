@@ -19,9 +19,4 @@ const char* ToString(SoftwareVersionFileType type)
     ThrowInvalidEnumValue(type);
 }
 
-std::ostream& operator<<(std::ostream& stream, SoftwareVersionFileType type)
-{
-    return stream << ToString(type);
-}
-
 } // namespace Zel::Services::SoftwareUpdate

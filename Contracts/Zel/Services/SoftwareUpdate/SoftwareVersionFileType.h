@@ -3,7 +3,6 @@
 #include "Zel/Visibility.h"
 
 #include <cstdint>
-#include <ostream>
 
 namespace Zel::Services::SoftwareUpdate
 {
@@ -21,8 +20,5 @@ enum class SoftwareVersionFileType : std::int32_t
 
 /// Returns the name; throws `Exception` "Invalid value for Enum '{0}' occurs: {1}" for a value without one.
 [[nodiscard]] ZEL_API const char* ToString(SoftwareVersionFileType type);
-
-/// Writes `ToString(type)`.
-ZEL_API std::ostream& operator<<(std::ostream& stream, SoftwareVersionFileType type);
 
 } // namespace Zel::Services::SoftwareUpdate

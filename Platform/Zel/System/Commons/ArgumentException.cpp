@@ -12,11 +12,6 @@ ArgumentException::ArgumentException(String argumentName, String message)
 
 ArgumentException::~ArgumentException() = default;
 
-const String& ArgumentException::GetArgumentName() const noexcept
-{
-    return argumentName;
-}
-
 String ArgumentException::ToString() const
 {
     return Exception::ToString() + " (argument '" + argumentName + "')";

@@ -16,8 +16,6 @@ public:
     ArgumentException& operator=(const ArgumentException&) = default;
     ArgumentException& operator=(ArgumentException&&) = default;
 
-    [[nodiscard]] const String& GetArgumentName() const noexcept;
-
     /// Returns "{type name}: {message} (argument '{name}')".
     [[nodiscard]] String ToString() const override;
 

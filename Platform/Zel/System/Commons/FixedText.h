@@ -6,7 +6,6 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
-#include <ostream>
 #include <string_view>
 
 namespace Zel::System::Commons
@@ -53,11 +52,6 @@ public:
     friend bool operator==(const FixedText& left, const Text& right) noexcept
     {
         return left.GetView() == std::string_view(right);
-    }
-
-    friend std::ostream& operator<<(std::ostream& stream, const FixedText& text)
-    {
-        return stream << text.GetView();
     }
 
 private:
