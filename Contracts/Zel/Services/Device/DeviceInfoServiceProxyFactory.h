@@ -1,25 +1,11 @@
 #pragma once
 
-#include "Zel/System/Rsc/IProxyFactory.h"
-#include "Zel/Visibility.h"
+#include "Zel/Services/Device/IDeviceInfoService.h"
+#include "Zel/System/Rsc/LocalProxyFactory.h"
 
 namespace Zel::Services::Device
 {
 
-/// Reaches an `IDeviceInfoService` of the same process.
-class ZEL_API DeviceInfoServiceProxyFactory : public System::Rsc::IProxyFactory
-{
-public:
-    inline static const String InterfaceName = "IDeviceInfoService";
-
-    ~DeviceInfoServiceProxyFactory() override;
-
-    /// The process's one factory.
-    [[nodiscard]] static const DeviceInfoServiceProxyFactory& GetInstance();
-
-    [[nodiscard]] const String& GetInterfaceName() const noexcept override;
-    [[nodiscard]] std::shared_ptr<System::Rsc::IService>
-    CreateProxy(std::shared_ptr<System::Rsc::IService> service) const override;
-};
+using DeviceInfoServiceProxyFactory = System::Rsc::LocalProxyFactory<IDeviceInfoService>;
 
 } // namespace Zel::Services::Device

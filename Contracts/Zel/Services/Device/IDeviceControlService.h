@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Zel/String.h"
 #include "Zel/System/Rsc/IService.h"
 #include "Zel/Visibility.h"
 
@@ -10,6 +11,8 @@ namespace Zel::Services::Device
 class ZEL_API IDeviceControlService : public System::Rsc::IService
 {
 public:
+    inline static const String InterfaceName = "IDeviceControlService";
+
     ~IDeviceControlService() override;
 
     /// Orders a restart of the device and returns at once; a failure is logged by the service that carries it

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Zel/String.h"
 #include "Zel/System/Commons/FixedString.h"
 #include "Zel/System/Rsc/IService.h"
 #include "Zel/Variant.h"
@@ -12,6 +13,8 @@ namespace Zel::Services::Device
 class ZEL_API IDeviceInfoService : public System::Rsc::IService
 {
 public:
+    inline static const String InterfaceName = "IDeviceInfoService";
+
     using Key = System::Commons::FixedString<512>;
 
     ~IDeviceInfoService() override;
