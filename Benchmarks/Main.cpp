@@ -43,6 +43,10 @@ struct Options
 
 int Run(const Options& options)
 {
+    if (!options.document.empty())
+    {
+        CheckDocument(options.document);
+    }
     const auto effort = GetEffort(options);
     Results results;
     for (const auto& row : GetRows())

@@ -97,15 +97,21 @@ String ReadProgram(const std::vector<String>& arguments)
     }
     const pid_t process = Start(arguments, ends[1]);
     close(ends[1]);
-    String output;
-    std::array<char, 4096> buffer{};
-    for (ssize_t count = 0; (count = read(ends[0], buffer.data(), buffer.size())) > 0;)
-    {
-        output.append(buffer.data(), static_cast<std::size_t>(count));
-    }
+    auto output = ReadAll(ends[0]);
     close(ends[0]);
     Finish(arguments, process);
     return output;
+}
+
+String ReadAll(int descriptor)
+{
+    String text;
+    std::array<char, 4096> buffer{};
+    for (ssize_t count = 0; (count = read(descriptor, buffer.data(), buffer.size())) > 0;)
+    {
+        text.append(buffer.data(), static_cast<std::size_t>(count));
+    }
+    return text;
 }
 
 } // namespace Zel::Benchmarks

@@ -13,6 +13,7 @@
 #include <fstream>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace Zel::Benchmarks
 {
@@ -93,6 +94,25 @@ void WriteFacts(std::ostream& output, const Effort& effort)
            << Format("Medians of {0} interleaved rounds.\n", effort.rounds);
 }
 
+[[nodiscard]] String ReadDocument(const String& path)
+{
+    std::ostringstream content;
+    content << std::ifstream(path).rdbuf();
+    return content.str();
+}
+
+/// Returns where the results begin and end.
+[[nodiscard]] std::pair<std::size_t, std::size_t> FindPlace(const String& document, const String& path)
+{
+    const auto begin = document.find(BeginMark);
+    const auto end = document.find(EndMark);
+    if (begin == String::npos || end == String::npos || end < begin)
+    {
+        throw Exception("'" + path + "' has no place for the results");
+    }
+    return {begin, end};
+}
+
 } // namespace
 
 void WriteTable(std::ostream& output, const Results& results)
@@ -121,17 +141,19 @@ bool AreAllMet(const Results& results)
         { return result.verdict == Verdict::Missed || result.verdict == Verdict::NotMeasured; });
 }
 
+void CheckDocument(const String& path)
+{
+    static_cast<void>(FindPlace(ReadDocument(path), path));
+    if (!std::ofstream(path, std::ios::app))
+    {
+        throw Exception("'" + path + "' cannot be written");
+    }
+}
+
 void UpdateDocument(const String& path, const Results& results, const Effort& effort)
 {
-    std::ostringstream content;
-    content << std::ifstream(path).rdbuf();
-    String document = content.str();
-    const auto begin = document.find(BeginMark);
-    const auto end = document.find(EndMark);
-    if (begin == String::npos || end == String::npos || end < begin)
-    {
-        throw Exception("'" + path + "' has no place for the results");
-    }
+    auto document = ReadDocument(path);
+    const auto [begin, end] = FindPlace(document, path);
     std::ostringstream part;
     part << BeginMark << "\n";
     WriteFacts(part, effort);
@@ -139,7 +161,10 @@ void UpdateDocument(const String& path, const Results& results, const Effort& ef
     WriteTable(part, results);
     part << "\n";
     document.replace(begin, end - begin, part.str());
-    std::ofstream(path) << document;
+    if (!(std::ofstream(path) << document << std::flush))
+    {
+        throw Exception("'" + path + "' was not written in full");
+    }
 }
 
 } // namespace Zel::Benchmarks

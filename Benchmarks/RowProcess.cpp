@@ -1,5 +1,6 @@
 #include "RowProcess.h"
 
+#include "Program.h"
 #include "Zel/Exception.h"
 
 #include <fcntl.h>
@@ -56,17 +57,6 @@ using nlohmann::json;
     return results;
 }
 
-[[nodiscard]] String ReadAll(int descriptor)
-{
-    String text;
-    std::array<char, 4096> buffer{};
-    for (ssize_t count = 0; (count = ::read(descriptor, buffer.data(), buffer.size())) > 0;)
-    {
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    return text;
-}
-
 [[noreturn]] void RunChild(const Row& row, const Effort& effort, int descriptor)
 {
     const auto text = ToText(Measure(row, effort));
@@ -93,9 +83,13 @@ Results MeasureInProcess(const Row& row, const Effort& effort)
     ::close(ends[1]);
     const auto text = ReadAll(ends[0]);
     ::close(ends[0]);
+    if (process == -1)
+    {
+        throw Exception("Failed to start a process");
+    }
     int status = 0;
     ::waitpid(process, &status, 0);
-    const bool hasEnded = process > 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    const bool hasEnded = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     return hasEnded ? FromText(text) : NotMeasured(row, "the measurement broke off");
 }
 

@@ -2,6 +2,7 @@
 
 #include "Program.h"
 #include "Support/TemporaryFolder.h"
+#include "Zel/String.h"
 #include "Zel/System/Core/Format.h"
 
 #include <algorithm>
@@ -37,16 +38,6 @@ namespace
     return std::ranges::any_of(libraries, [&prefix](const String& name) { return name.starts_with(prefix); });
 }
 
-[[nodiscard]] String Join(const std::vector<String>& names)
-{
-    String text;
-    for (const auto& name : names)
-    {
-        text += (text.empty() ? "" : ", ") + name;
-    }
-    return text;
-}
-
 } // namespace
 
 Results MeasureSize(const String& row, const Effort& /*effort*/)
@@ -60,9 +51,10 @@ Results MeasureSize(const String& row, const Effort& /*effort*/)
     const bool isLean = Has(needed, "libdbus-1.") && Has(needed, "libZelPlatform.") &&
                         std::ranges::none_of(std::array{"libglib", "libgobject", "libgio", "libQt"},
                                              [&needed](const char* heavy) { return Has(needed, heavy); });
-    return {Judged(row, "libRaucUpdater.so, stripped", Format("{0:.1f} kB", static_cast<double>(size) / 1000),
-                   "at most 350 kB", size <= Limit),
-            Judged(row, "links", Join(needed), "libdbus and the platform; nothing of GLib or Qt", isLean)};
+    return {
+        Judged(row, "libRaucUpdater.so, stripped", Format("{0:.1f} kB", static_cast<double>(size) / 1000),
+               "at most 350 kB", size <= Limit),
+        Judged(row, "links", Join(needed, ", "), "libdbus and the platform; nothing of GLib or Qt", isLean)};
 }
 
 } // namespace Zel::Benchmarks
