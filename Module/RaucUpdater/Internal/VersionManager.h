@@ -91,12 +91,11 @@ public:
     /// where the status store refuses the target. Throws as `GetSoftwareVersion`.
     [[nodiscard]] ResultCode SaveVersionInfo(const SoftwareVersionType& target);
 
-    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, `GeneralError` for
-    /// the other types without a device-info service, otherwise what the read gave: `OperationFailed` for the
+    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, `GeneralError` for the
+    /// other types without a device-info service, otherwise what the read gave: `OperationFailed` for the
     /// current and the fallback version (at most five reads each; see `ResetCache`), `NotFound` or
     /// `InvalidArgument` for the pending one, whose file is deleted when RAUC cannot read it or it is for
-    /// another device. Throws `ArgumentException` for a text of
-    /// 512 characters or more.
+    /// another device. Throws `ArgumentException` for a text of 512 characters or more.
     [[nodiscard]] ResultCode GetSoftwareVersion(SoftwareVersionFileType type, SoftwareVersionType& version);
 
     /// Returns `Ok` when the version of `type` has the manufacturer URI, the software revision and the patch

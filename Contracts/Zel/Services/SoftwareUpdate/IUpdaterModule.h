@@ -18,8 +18,13 @@ namespace Zel::Services::SoftwareUpdate
 
 /// What updates one component of the device. The service creates it through its library's factory,
 /// initializes it once, calls the operations from its own threads and destroys it. Every operation that takes
-/// a component ID returns `InvalidArgument` for another component than the module's, unless it does not support
-/// the request for any; letter case does not count. The order of the operations is fixed.
+/// a component ID returns `InvalidArgument` for another component than the module's, unless it does not
+/// support the request for any; letter case does not count. The order of the operations is fixed.
+///
+/// A module keeps its own data whole under concurrent calls, but it does not serialise the requests that
+/// change something: between the state that it checks and the one that it begins another request can come.
+/// The service therefore has at most one of `SetSoftwarePackage`, `InstallSoftwarePackage`, `ResumeInstall`
+/// and `RevertInstall` under way for a component; what only reads may be called at any time.
 class ZEL_API IUpdaterModule
 {
 public:

@@ -23,6 +23,8 @@ struct Notification
 };
 
 /// Where notifications end: a store, a journal. Called on the sending thread, one notification at a time.
+/// What `Write` throws reaches the sender, whose work it may break off: a sink keeps to itself what it can
+/// get over.
 class ZEL_API INotificationSink
 {
 public:
