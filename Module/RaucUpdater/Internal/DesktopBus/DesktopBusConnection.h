@@ -59,8 +59,8 @@ public:
 
     /// Connects to the system bus and listens to the interfaces of RAUC's signals. Returns true as well when
     /// it was open; false (logged) when there is no bus. That the bus refused a signal interface is only
-    /// logged. What nobody has read of the process's connection is dropped: one object at a time is open, and
-    /// nobody else in the process uses libdbus's shared connection to the system bus.
+    /// logged. What nobody has read of the process's connection is dropped: one object at a time is open, so
+    /// a process has one module, and nobody else in it uses libdbus's shared connection to the system bus.
     [[nodiscard]] bool Open();
 
     /// Ends listening and lets the connection go; does nothing when closed. When it returns to another thread
