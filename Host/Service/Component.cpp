@@ -369,13 +369,13 @@ const String& Component::FindActivity(const ComponentRecord& record) const
     {
         return Activity::RestartNeeded;
     }
-    if (life != Life::Ready && life != Life::Restarting)
-    {
-        return Activity::Deciding;
-    }
-    if (record.restartOrdered)
+    if (life == Life::Restarting || (life == Life::Ready && record.restartOrdered))
     {
         return Activity::Restarting;
+    }
+    if (life != Life::Ready)
+    {
+        return Activity::Deciding;
     }
     return record.begunAsInstallation ? Activity::Installing : Activity::Reverting;
 }

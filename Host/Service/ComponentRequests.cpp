@@ -1,5 +1,6 @@
 #include "Service/Clock.h"
 #include "Service/Component.h"
+#include "Service/ComponentAnswers.h"
 
 #include "Zel/System/Commons/OutOfMemoryException.h"
 
@@ -182,10 +183,9 @@ bool Component::Admit(const char* what, const String& caller, const Completion& 
 {
     if (life != Life::Ready)
     {
-        completion(RequestResult::Refused(RequestResult::TryLater,
-                                          life == Life::Restarting
-                                              ? "The device is about to restart. Try again after that."
-                                              : "The updater is starting. Try again in a moment."));
+        UpdateStatus();
+        completion(
+            RequestResult::Refused(RequestResult::TryLater, ComponentAnswers::DescribeProgress(snapshot)));
         return false;
     }
     if (request)
@@ -207,7 +207,7 @@ bool Component::CheckState(bool failedToo)
     if (snapshot.state == InstallationState::Installing)
     {
         Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
-                                      "An installation is in progress. Try again when it has ended."));
+                                      ComponentAnswers::DescribeProgress(snapshot)));
         return false;
     }
     if (snapshot.state == InstallationState::Failed && !failedToo)

@@ -87,9 +87,10 @@ void Notifications::Write(const System::Nm::Notification& notification)
     {
         store->AddNotification(notification);
     }
-    catch (const DatabaseException& exception)
+    catch (const std::exception& exception)
     {
-        Log(LogLevel::Error, "A notification is not recorded. {0}", exception.GetMessage());
+        // Nothing may keep the module that sends it from ending the installation.
+        Log(LogLevel::Error, "A notification is not recorded. {0}", exception.what());
     }
 }
 

@@ -91,11 +91,6 @@ void UpdateService::CreateComponents()
         throw Exception(Format("'{0}' does not tell the device's {1}, which is the component's ID.",
                                settings.GetDeviceInfoFile(), ComponentIdKey));
     }
-    if (settings.GetModules().size() > 1)
-    {
-        throw Exception(Format("The settings name {0} modules, and they would all serve the component '{1}'.",
-                               settings.GetModules().size(), id));
-    }
     for (const ModuleSettings& module : settings.GetModules())
     {
         Log(LogLevel::Info, "{0} {1} serves '{2}' by the module '{3}'.", ProcessName, version, id,

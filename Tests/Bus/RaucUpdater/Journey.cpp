@@ -173,7 +173,7 @@ Step Install(const Version& version, ResultCode result, long long delayMs)
 {
     return [=](auto& run) {
         EXPECT_EQ(run.module->InstallSoftwarePackage(Id, version, delayMs), result)
-            << version.softwareRevision;
+            << version.softwareRevision.GetView();
     };
 }
 

@@ -108,7 +108,7 @@ TEST_F(ComponentTest, DuringAnInstallationNothingElseIsDoneAndThePendingVersionN
     EXPECT_EQ(Now().state, InstallationState::Installing);
     EXPECT_THAT(Now().nextStart, AllOf(Ge(before + 60'000'000), Le(GetUnixTime() + 60'000'000)));
     EXPECT_THAT((std::vector{Stage(), Install()}),
-                Each(StartsWith("InvalidState: An installation is in progress.")));
+                Each(StartsWith("InvalidState: An installation waits until 20")));
     component.OnRaucOwnerChanged(true);
     status->SetProgress(Id, 50);
     ASSERT_TRUE(RunUntil([this] { return Now().progress == 50; }));
