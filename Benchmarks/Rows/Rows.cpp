@@ -43,6 +43,7 @@ std::vector<Row> GetRows()
             TransferRow(64),
             TransferRow(256),
             TransferRow(1024),
+            {"readers", &MeasureReaders},
             {"size", &MeasureSize}};
 }
 

@@ -40,6 +40,9 @@ namespace Zel::Benchmarks
 /// The move of a file of `mebibytes` to another file system, beside cp and sync.
 [[nodiscard]] Results MeasureTransfer(const String& row, std::uint64_t mebibytes, const Effort& effort);
 
+/// Fifty clients that read from the service during an installation.
+[[nodiscard]] Results MeasureReaders(const String& row, const Effort& effort);
+
 /// The library as it is shipped.
 [[nodiscard]] Results MeasureSize(const String& row, const Effort& effort);
 

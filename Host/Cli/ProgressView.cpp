@@ -62,8 +62,10 @@ void ProgressView::Finish()
 
 void ProgressView::Advance(const ComponentState& state)
 {
-    // RAUC first looks at the bundle, which it says is done at 100 %, and then begins to install at 0 %.
-    const bool isLook = !state.IsThrough() && state.progressPercent >= 100 && percent == 0;
+    // RAUC first looks at the bundle, which it says is done at 100 %, and then begins to install at 0 %. A
+    // message without a percentage comes from the updater, when RAUC is done.
+    const bool isLook = !state.IsThrough() && state.progressPercent >= 100 && percent == 0 &&
+                        state.message == state.progressText;
     percent = isLook ? 0 : std::max(percent, state.GetShownPercent());
 }
 

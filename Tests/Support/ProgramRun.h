@@ -39,8 +39,8 @@ public:
         std::function<void()> serve = [] {})
         : serve(std::move(serve))
     {
-        arguments.insert(arguments.begin(), "/usr/bin/env");
-        std::vector<char*> words;
+        String env = "/usr/bin/env";
+        std::vector<char*> words = {env.data()};
         std::ranges::transform(arguments, std::back_inserter(words),
                                [](String& word) { return word.data(); });
         words.push_back(nullptr);

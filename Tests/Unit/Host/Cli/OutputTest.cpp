@@ -54,11 +54,15 @@ TEST(ProgressViewTest, ThePercentageNeverFallsNorCountsTheLookAtTheBundle)
                                            {100, "Installing done."}})
     {
         state.progressPercent = percent;
-        state.message = message;
+        state.message = state.progressText = message;
         view.Show(state);
     }
+    // Nothing but the end of a quick installation was announced.
+    state.message = "The device is going to reboot.";
+    ProgressView(out, Terminal(), false).Show(state);
     EXPECT_EQ(out.str(), "  0 % Checking bundle done. (0:00)\n  0 % Installing (0:00)\n 46 % Copying (0:00)\n"
-                         " 46 % Copying more (0:00)\n 99 % Installing done. (0:00)\n");
+                         " 46 % Copying more (0:00)\n 99 % Installing done. (0:00)\n"
+                         " 99 % The device is going to reboot. (0:00)\n");
 }
 
 } // namespace Zel::Host::Cli
