@@ -28,8 +28,10 @@ BusError BusError::Received(sd_bus_message& answer)
 
 bool BusError::IsAbsence() const
 {
-    // The bus answers for a service that has gone with a call of its own.
-    return name == NameHasNoOwner || name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
+    // The bus answers for a service that has gone with a call of its own, and systemd for one that has to
+    // stay away because the device is on its way down.
+    return name == NameHasNoOwner || name == "org.freedesktop.systemd1.ShuttingDown" ||
+           name == "org.freedesktop.DBus.Error.ServiceUnknown" ||
            name == "org.freedesktop.DBus.Error.NoReply";
 }
 
