@@ -385,6 +385,7 @@ void Component::OnRestartFailed(const String& reason)
     if (IsInstalling())
     {
         restartFailed = true;
+        environment.status->AddStep(id, "The restart failed: " + reason);
         environment.status->SetMessage(
             id, Format("Failed to reboot device. The restart must be triggered manually. {0}", reason),
             false);

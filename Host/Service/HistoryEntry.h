@@ -36,7 +36,7 @@ struct HistoryEntry
     /// Versions.
     String from;
     String to;
-    /// The slot that it started from.
+    /// The slot that it started from; of a revert the one that it goes back to. Empty while it is running.
     String slot;
     std::int64_t begun = 0;
     /// 0 while it is running.
