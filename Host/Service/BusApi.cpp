@@ -69,6 +69,11 @@ BusApi::BusApi(BusConnection& connection, Content content)
             std::make_unique<ComponentObject>(connection, *component, authorizer, this->content.bootId));
     }
     connection.RequestName(BusName);
+    // Nobody would know the signal's sender before.
+    for (Component* const component : this->content.components)
+    {
+        component->TellEarlierVerdict();
+    }
 }
 
 BusApi::~BusApi() = default;

@@ -444,6 +444,10 @@ void Component::SetChangeHandler(ChangeHandler handler)
 void Component::SetVerdictHandler(VerdictHandler handler)
 {
     verdictHandler = std::move(handler);
+}
+
+void Component::TellEarlierVerdict()
+{
     if (verdictHandler && untoldVerdict)
     {
         verdictHandler(*std::exchange(untoldVerdict, std::nullopt));

@@ -82,8 +82,10 @@ public:
 
     /// Has `handler` called with the names of the properties that changed, after each change of the picture.
     void SetChangeHandler(ChangeHandler handler);
-    /// Has `handler` called with each new verdict, and with an earlier one that nobody was there for.
+    /// Has `handler` called with each new verdict.
     void SetVerdictHandler(VerdictHandler handler);
+    /// Calls the handler with the last verdict, when that was reached before there was one.
+    void TellEarlierVerdict();
 
     [[nodiscard]] const String& GetId() const noexcept { return id; }
 

@@ -91,6 +91,32 @@ TEST_F(BusApiTest, RefusalsHaveNamesAndReasons)
     EXPECT_THAT(Ask("Resume", ""), StartsWith("zel.SoftwareUpdate1.Error.InvalidState: "));
 }
 
+TEST_F(BusApiTest, EachEndIsSignalledAlsoOneFromBeforeTheServiceWasThere)
+{
+    std::vector<String> ends;
+    const auto listen = [](sd_bus_message* signal, void* list, sd_bus_error*)
+    {
+        const char* result = nullptr;
+        const char* version = nullptr;
+        const char* reason = nullptr;
+        EXPECT_GE(sd_bus_message_read(signal, "sss", &result, &version, &reason), 0);
+        static_cast<std::vector<String>*>(list)->push_back(Join({result, version, reason}, "|"));
+        return 0;
+    };
+    ASSERT_GE(sd_bus_match_signal(client.Get(), nullptr, BusApi::BusName.c_str(), path.c_str(),
+                                  "zel.SoftwareUpdate1.Component", "Finished", listen, &ends),
+              0);
+    Vanish();
+    Copy();
+    End(false, "no space");
+    Appear();
+    EXPECT_EQ(Resume(), "");
+    EXPECT_EQ(Install({"", false, 60000}), "");
+    EXPECT_EQ(Cancel(), "");
+    EXPECT_TRUE(RunUntil([&ends] { return ends.size() >= 2; }));
+    EXPECT_THAT(ends, ElementsAre("failed|1.1.0.0|no space", "called-off|1.1.0.0|Called off by A."));
+}
+
 TEST_F(BusApiTest, FiftyClientsReadWhileAnInstallationGoesOn)
 {
     const auto write = [](sd_bus_message* message)
