@@ -1,31 +1,38 @@
 #include "Decoders/Decoders.h"
 
-#include "Support/BusMessage.h"
-
 #include <dbus/dbus.h>
+
+#include <memory>
 
 namespace Zel::Benchmarks
 {
 
-using Tests::Support::BusMessage;
-using Tests::Support::BusWriter;
-
 namespace
 {
 
-void WriteValue(BusWriter& writer, const String& value)
+void WriteValue(DBusMessageIter& to, const String& value)
 {
-    writer.Text(value);
+    const char* const text = value.c_str();
+    dbus_message_iter_append_basic(&to, DBUS_TYPE_STRING, &text);
 }
 
-void WriteValue(BusWriter& writer, std::uint32_t value)
+void WriteValue(DBusMessageIter& to, std::uint32_t value)
 {
-    writer.Uint32(value);
+    dbus_message_iter_append_basic(&to, DBUS_TYPE_UINT32, &value);
 }
 
-void WriteValue(BusWriter& writer, std::uint64_t value)
+void WriteValue(DBusMessageIter& to, std::uint64_t value)
 {
-    writer.Uint64(value);
+    dbus_message_iter_append_basic(&to, DBUS_TYPE_UINT64, &value);
+}
+
+template <typename Write>
+void WriteContainer(DBusMessageIter& to, int type, const char* signature, const Write& writeContent)
+{
+    DBusMessageIter content;
+    dbus_message_iter_open_container(&to, type, signature, &content);
+    writeContent(content);
+    dbus_message_iter_close_container(&to, &content);
 }
 
 const char* SignatureOf(const String& /*value*/)
@@ -43,32 +50,33 @@ const char* SignatureOf(std::uint64_t /*value*/)
     return DBUS_TYPE_UINT64_AS_STRING;
 }
 
-void WriteEntries(BusWriter& writer, const SlotRecord& slot)
+template <typename Content>
+void WriteEntry(DBusMessageIter& to, const String& key, const Content& value)
 {
-    for (const auto& key : SlotRecordKey::All)
-    {
-        std::visit(
-            [&](auto member)
-            {
-                const auto& value = slot.*member;
-                writer.Entry(key.name, SignatureOf(value),
-                             [&value](BusWriter& content) { WriteValue(content, value); });
-            },
-            key.member);
-    }
+    WriteContainer(to, DBUS_TYPE_DICT_ENTRY, nullptr,
+                   [&](DBusMessageIter& entry)
+                   {
+                       WriteValue(entry, key);
+                       WriteContainer(entry, DBUS_TYPE_VARIANT, SignatureOf(value),
+                                      [&](DBusMessageIter& content) { WriteValue(content, value); });
+                   });
 }
 
-void WriteSlots(BusWriter& writer, const SlotRecords& slots)
+void WriteSlot(DBusMessageIter& to, const String& name, const SlotRecord& slot)
 {
-    for (const auto& [name, slot] : slots)
+    const auto writeEntries = [&](DBusMessageIter& entries)
     {
-        writer.Struct(
-            [&name, &slot](BusWriter& members)
-            {
-                members.Text(name);
-                members.Array("{sv}", [&slot](BusWriter& entries) { WriteEntries(entries, slot); });
-            });
-    }
+        for (const auto& key : SlotRecordKey::All)
+        {
+            std::visit([&](auto member) { WriteEntry(entries, key.name, slot.*member); }, key.member);
+        }
+    };
+    WriteContainer(to, DBUS_TYPE_STRUCT, nullptr,
+                   [&](DBusMessageIter& members)
+                   {
+                       WriteValue(members, name);
+                       WriteContainer(members, DBUS_TYPE_ARRAY, "{sv}", writeEntries);
+                   });
 }
 
 template <typename Value>
@@ -135,10 +143,18 @@ void ReadEntry(DBusMessageIter& entries, SlotRecord& slot)
 
 DBusMessage* MakeLibdbusReply(const SlotRecords& slots)
 {
-    return BusMessage::LooseReturn()
-        .With([&slots](BusWriter& arguments)
-              { arguments.Array("(sa{sv})", [&slots](BusWriter& writer) { WriteSlots(writer, slots); }); })
-        .Share();
+    DBusMessage* const reply = dbus_message_new(DBUS_MESSAGE_TYPE_METHOD_RETURN);
+    DBusMessageIter arguments;
+    dbus_message_iter_init_append(reply, &arguments);
+    WriteContainer(arguments, DBUS_TYPE_ARRAY, "(sa{sv})",
+                   [&](DBusMessageIter& to)
+                   {
+                       for (const auto& [name, slot] : slots)
+                       {
+                           WriteSlot(to, name, slot);
+                       }
+                   });
+    return reply;
 }
 
 Decoder MakeLibdbusDecoder(const SlotRecords& slots)

@@ -18,7 +18,6 @@ namespace Zel::Benchmarks
 
 using namespace Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus;
 using System::Core::Format;
-using Tests::Support::PrivateBus;
 
 namespace
 {
@@ -122,7 +121,7 @@ void Repeat(Call& call)
 
 Results MeasureCall(const String& row, const Effort& effort)
 {
-    const PropertyPeer peer(PrivateBus::OfProcess());
+    const PropertyPeer peer;
     DesktopBusConnection connection;
     Require(connection.Open(), "the module");
     LibdbusCall libdbusCall;

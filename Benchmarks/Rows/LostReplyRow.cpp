@@ -18,7 +18,6 @@ using Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::Desk
 using Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::RaucCompatibleProperty;
 using std::chrono::steady_clock;
 using System::Core::Format;
-using Tests::Support::PrivateBus;
 
 namespace
 {
@@ -91,7 +90,7 @@ Results MeasureNoLostReply(const String& row, const Effort& effort)
 {
     constexpr float Limit = 50;
     constexpr unsigned int CallsPerSignal = 100;
-    const PropertyPeer peer(PrivateBus::OfProcess(), CallsPerSignal);
+    const PropertyPeer peer(CallsPerSignal);
     DesktopBusConnection connection;
     if (!connection.Open())
     {

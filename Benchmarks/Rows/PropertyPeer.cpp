@@ -2,56 +2,33 @@
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
 
-#include <dbus/dbus.h>
-
 namespace Zel::Benchmarks
 {
 
 using Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus::DesktopBusManager;
-using Tests::Support::BusMessage;
-using Tests::Support::BusWriter;
 
-namespace
-{
-
-[[nodiscard]] BusMessage MakeSignal()
-{
-    const auto writeText = [](BusWriter& content) { content.Text("idle"); };
-    return BusMessage::Signal(DesktopBusManager::DesktopBusObjectPathRauc,
-                              DesktopBusManager::DesktopBusInterfaceProperties, "PropertiesChanged")
-        .With(
-            [&writeText](BusWriter& arguments)
-            {
-                arguments.Text(DesktopBusManager::DesktopBusInterfaceRauc);
-                arguments.Array("{sv}", [&writeText](BusWriter& entries)
-                                { entries.Entry("Operation", "s", writeText); });
-                arguments.Array("s", [](BusWriter& /*none*/) {});
-            });
-}
-
-} // namespace
-
-PropertyPeer::PropertyPeer(const Tests::Support::PrivateBus& bus, unsigned int callsPerSignal)
-    : callsPerSignal(callsPerSignal), peer(bus.GetAddress(), DesktopBusManager::DesktopBusDestinationRauc,
-                                           [this](const BusMessage& message) { Answer(message); })
+PropertyPeer::PropertyPeer(unsigned int callsPerSignal)
+    : callsPerSignal(callsPerSignal), peer(DesktopBusManager::DesktopBusDestinationRauc, lock,
+                                           [this](sd_bus_message* message) { Answer(message); })
 {
 }
 
-void PropertyPeer::Answer(const BusMessage& message)
+void PropertyPeer::Answer(sd_bus_message* message)
 {
-    if (!dbus_message_is_method_call(message.Get(), DesktopBusManager::DesktopBusInterfaceProperties.c_str(),
-                                     "Get"))
+    const char* const interfaceName = DesktopBusManager::DesktopBusInterfaceProperties.c_str();
+    if (sd_bus_message_is_method_call(message, interfaceName, "Get") <= 0)
     {
         return;
     }
     ++calls;
     if (callsPerSignal != 0 && calls % callsPerSignal == 0)
     {
-        peer.Send(MakeSignal());
+        sd_bus_emit_signal(
+            sd_bus_message_get_bus(message), DesktopBusManager::DesktopBusObjectPathRauc.c_str(),
+            interfaceName, "PropertiesChanged", "sa{sv}as",
+            DesktopBusManager::DesktopBusInterfaceRauc.c_str(), 1, "Operation", "s", "idle", 0);
     }
-    peer.Send(message.Return().With(
-        [](BusWriter& arguments)
-        { arguments.Variant("s", [](BusWriter& content) { content.Text(PropertyText); }); }));
+    sd_bus_reply_method_return(message, "v", "s", PropertyText.c_str());
 }
 
 } // namespace Zel::Benchmarks

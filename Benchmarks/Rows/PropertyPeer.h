@@ -1,12 +1,13 @@
 #pragma once
 
 #include "Support/BusPeer.h"
-#include "Support/PrivateBus.h"
+
+#include <mutex>
 
 namespace Zel::Benchmarks
 {
 
-/// RAUC's place on the private bus: answers every "Get" at once with a text, and as often as it is told to
+/// RAUC's place on the process's bus: answers every "Get" at once with a text, and as often as it is told to
 /// sends a changed property as well.
 class PropertyPeer
 {
@@ -14,13 +15,14 @@ public:
     inline static const String PropertyText = "Controller";
 
     /// Sends a signal with every `callsPerSignal`-th answer; none for 0.
-    explicit PropertyPeer(const Tests::Support::PrivateBus& bus, unsigned int callsPerSignal = 0);
+    explicit PropertyPeer(unsigned int callsPerSignal = 0);
 
 private:
-    void Answer(const Tests::Support::BusMessage& message);
+    void Answer(sd_bus_message* message);
 
     const unsigned int callsPerSignal;
     unsigned int calls = 0;
+    std::recursive_mutex lock;
     Tests::Support::BusPeer peer;
 };
 

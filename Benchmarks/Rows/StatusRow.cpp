@@ -3,7 +3,6 @@
 #include "Comparison.h"
 #include "RaucUpdater/Internal/VersionManager.h"
 #include "Support/ModulePlatform.h"
-#include "Support/PrivateBus.h"
 #include "Support/ScriptedRauc.h"
 #include "Zel/Exception.h"
 #include "Zel/System/Commons/Xml/XmlConfigDocument.h"
@@ -22,7 +21,6 @@ using Services::SoftwareUpdate::ResultCode;
 using Services::SoftwareUpdate::SoftwareVersionFileType;
 using System::Core::Format;
 using Tests::Support::ModulePlatform;
-using Tests::Support::PrivateBus;
 using Tests::Support::ScriptedRauc;
 
 namespace
@@ -86,7 +84,7 @@ Results MeasureStatusCached(const String& row, const Effort& effort)
 {
     constexpr double FlatWithin = 0.1;
     const ModulePlatform platform;
-    ScriptedRauc rauc(PrivateBus::OfProcess());
+    ScriptedRauc rauc;
     KnownBundle small(platform, rauc, "small", std::uint64_t{1} << 20);
     KnownBundle large(platform, rauc, "large", std::uint64_t{1} << 30);
     rauc->calls.clear();

@@ -1,47 +1,44 @@
 #pragma once
 
-#include "Support/BusMessage.h"
 #include "Zel/String.h"
 
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
+#include <systemd/sd-bus.h>
 #include <thread>
-
-struct DBusConnection;
 
 namespace Zel::Tests::Support
 {
 
-/// A program on the bus, for the other end of a test: a private libdbus connection and the thread that serves
-/// it, so that nothing of it is shared with what is tested.
+/// A program on the process's bus, for the other end of a test: a connection of its own and the thread that
+/// serves it, on another D-Bus library than what is tested.
 class BusPeer
 {
 public:
-    /// Gets each message that arrives, one after the other, on the peer's thread. The message lives for the
-    /// call.
-    using Handler = std::function<void(const BusMessage& message)>;
+    /// Gets each message that arrives, one after the other, on the peer's thread with the lock held.
+    using Handler = std::function<void(sd_bus_message* message)>;
 
-    /// Connects, owns `busName` (none when empty) and serves. Throws `Exception` when the bus refuses.
-    BusPeer(const String& busAddress, String busName, Handler handler);
+    /// Connects, owns `busName` and serves; `lock` is for everything that is done with the connection. Throws
+    /// `Exception` when the bus refuses.
+    BusPeer(const String& busName, std::recursive_mutex& lock, Handler handler);
 
     /// Waits for a handler that runs, then breaks the connection; what was not answered gets no answer. The
-    /// name is free when it returns. Not on the peer's thread.
+    /// name is free when it returns. Neither on the peer's thread nor with the lock held.
     ~BusPeer();
     BusPeer(const BusPeer&) = delete;
     BusPeer& operator=(const BusPeer&) = delete;
 
-    /// Sends a message; from any thread. Messages of one thread arrive in the order in which they were sent.
-    void Send(const BusMessage& message);
+    [[nodiscard]] sd_bus* Get() const noexcept { return bus.get(); }
 
 private:
-    void Wake() const;
     void Serve();
-    void WaitForWork(bool isConnected) const;
 
     const String busName;
+    std::recursive_mutex& lock;
     const Handler handler;
-    const std::unique_ptr<DBusConnection, void (*)(DBusConnection*)> connection;
+    const std::unique_ptr<sd_bus, sd_bus* (*)(sd_bus*)> bus;
     const int wakeUp;
     std::atomic<bool> isEnding = false;
     std::thread thread;

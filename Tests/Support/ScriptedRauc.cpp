@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <utility>
 
 namespace Zel::Tests::Support
 {
@@ -14,14 +13,12 @@ namespace Zel::Tests::Support
 namespace
 {
 
-const String Installer = "de.pengutronix.rauc.Installer";
-
 /// Percentage, text and nesting depth of "Progress", some of those of RAUC 1.8.
 struct Progress
 {
-    std::int32_t percentage;
+    int percentage;
     String message;
-    std::int32_t nestingDepth;
+    int nestingDepth;
 };
 
 /// A bundle that cannot be written ends them after two.
@@ -33,27 +30,49 @@ std::vector<Progress> InstallationSteps(const String& slot)
             {100, "Installing done.", 1}};
 }
 
-BusWriter& AddProgress(BusWriter& entries, const Progress& step)
+void ReadTexts(sd_bus_message* message, std::vector<String>& texts)
 {
-    const auto members = [&](auto& writer)
-    { writer.Int32(step.percentage).Text(step.message).Int32(step.nestingDepth); };
-    return entries.Entry("Progress", "(isi)", [&](auto& writer) { writer.Struct(members); });
+    char type = 0;
+    const char* content = nullptr;
+    while (sd_bus_message_peek_type(message, &type, &content) > 0)
+    {
+        if (content != nullptr)
+        {
+            sd_bus_message_enter_container(message, type, content);
+            ReadTexts(message, texts);
+            sd_bus_message_exit_container(message);
+            continue;
+        }
+        const char* text = nullptr;
+        int flag = 0;
+        sd_bus_message_read_basic(message, type, type == 'b' ? static_cast<void*>(&flag) : &text);
+        texts.emplace_back(type != 'b' ? text : flag != 0 ? "true" : "false");
+    }
 }
 
-void WriteSlot(const ScriptedSlot& slot, BusWriter& slots)
+void Reply(sd_bus_message* call, const ScriptedAnswer& answer)
 {
-    const auto entries = [&](auto& writer) {
-        std::ranges::for_each(slot.GetTexts(),
-                              [&](auto& pair) { writer.TextEntry(pair.first, pair.second); });
-    };
-    slots.Struct([&](auto& members) { members.Text(slot.GetName()).Array("{sv}", entries); });
+    sd_bus_message* reply = nullptr;
+    const sd_bus_error error{answer.error.c_str(), answer.texts.empty() ? "" : answer.texts[0].c_str(), 0};
+    if (!answer.error.empty())
+    {
+        sd_bus_reply_method_error(call, &error);
+    }
+    else if (!answer.isSilent)
+    {
+        sd_bus_message_new_method_return(call, &reply);
+        std::ranges::for_each(answer.texts,
+                              [&](auto& text) { sd_bus_message_append(reply, "s", text.c_str()); });
+        sd_bus_send(nullptr, reply, nullptr);
+        sd_bus_message_unref(reply);
+    }
 }
 
 } // namespace
 
 ScriptedSlot& RaucScript::FindSlot(const String& state)
 {
-    const auto found = std::ranges::find(slots, state, [](auto& slot) { return slot.GetText("state"); });
+    const auto found = std::ranges::find(slots, state, [](auto& slot) { return slot.texts["state"]; });
     return found != slots.end() ? *found : throw Exception("No slot is " + state);
 }
 
@@ -77,9 +96,9 @@ void ScriptedRauc::Start()
 {
     const std::lock_guard lock(mutex);
     operation = "idle";
-    peer = std::make_unique<BusPeer>(busAddress, "de.pengutronix.rauc",
-                                     [this](const BusMessage& message) { Handle(message); });
-    EmitProperties([](auto& entries) { entries.TextEntry("BootSlot", "").TextEntry("Compatible", ""); });
+    peer =
+        std::make_unique<BusPeer>("de.pengutronix.rauc", mutex, [this](auto* message) { Handle(message); });
+    EmitProperties(2, "BootSlot", "s", "", "Compatible", "s", "");
 }
 
 void ScriptedRauc::Restart(const String& slotName)
@@ -88,14 +107,14 @@ void ScriptedRauc::Restart(const String& slotName)
     for (auto script = operator->(); ScriptedSlot & slot : script->slots)
     {
         script->primary = slotName.empty() ? script->primary : slotName;
-        slot.Set("state", slot.GetName() == script->primary ? "booted" : "inactive");
+        slot.texts["state"] = slot.name == script->primary ? "booted" : "inactive";
     }
     Start();
 }
 
-void ScriptedRauc::EmitProgress(std::int32_t percentage, const String& message, std::int32_t nestingDepth)
+void ScriptedRauc::EmitProgress(int percentage, const String& message, int nestingDepth)
 {
-    EmitProperties([&](auto& entries) { AddProgress(entries, {percentage, message, nestingDepth}); });
+    EmitProperties(1, "Progress", "(isi)", percentage, message.c_str(), nestingDepth);
 }
 
 void ScriptedRauc::EmitOperation(const String& newOperation)
@@ -104,19 +123,8 @@ void ScriptedRauc::EmitOperation(const String& newOperation)
     // A property that keeps its value is not announced.
     if (std::exchange(operation, newOperation) != newOperation)
     {
-        EmitProperties([&](auto& entries) { entries.TextEntry("Operation", newOperation); });
+        EmitProperties(1, "Operation", "s", newOperation.c_str());
     }
-}
-
-void ScriptedRauc::EmitCompleted(std::int32_t returnCode)
-{
-    Send(BusMessage::Signal("/", Installer, "Completed").With([=](auto& w) { w.Int32(returnCode); }));
-}
-
-void ScriptedRauc::EmitProperties(const BusWriter::Write& entries, const String& interfaceName)
-{
-    Send(BusMessage::Signal("/", "org.freedesktop.DBus.Properties", "PropertiesChanged")
-             .With([&](auto& w) { w.Text(interfaceName).Array("{sv}", entries).Array("s", [](auto&) {}); }));
 }
 
 bool ScriptedRauc::WaitForCall(const String& member)
@@ -127,92 +135,99 @@ bool ScriptedRauc::WaitForCall(const String& member)
                             { return std::ranges::count(script.calls, member, &ScriptedCall::member) > 0; });
 }
 
-void ScriptedRauc::Send(const BusMessage& message)
+void ScriptedRauc::Handle(sd_bus_message* message)
 {
-    const std::lock_guard lock(mutex);
-    if (peer != nullptr)
-    {
-        peer->Send(message);
-    }
-}
-
-void ScriptedRauc::Handle(const BusMessage& message)
-{
-    if (dbus_message_get_type(message.Get()) != DBUS_MESSAGE_TYPE_METHOD_CALL)
+    if (sd_bus_message_is_method_call(message, nullptr, nullptr) == 0)
     {
         return;
     }
-    const std::lock_guard lock(mutex);
-    ScriptedCall call{message.GetMember(), message.GetArguments(), message.GetSignature()};
+    ScriptedCall call{sd_bus_message_get_member(message), sd_bus_message_get_signature(message, 1), {}};
+    ReadTexts(message, call.arguments);
     call.member = call.member == "Get" ? call.arguments.at(1) : call.member;
     script.calls.push_back(call);
     changed.notify_all();
-    const auto found = script.answers.find(call.member);
-    const auto given = found != script.answers.end() ? found->second : Answer(call);
-    if (given.isOnce)
+    if (!script.answers.contains(call.member))
     {
-        script.answers.erase(found);
+        return Answer(message, call);
     }
-    if (found == script.answers.end() && !isBusy && call.member.starts_with("Install"))
-    {
-        Install(message, call.arguments.at(0));
-    }
-    else if (given.make)
-    {
-        Send(given.make(message));
-    }
+    const auto answer = script.answers.at(call.member);
+    answer.isOnce ? static_cast<void>(script.answers.erase(call.member)) : void();
+    Reply(message, answer);
 }
 
-ScriptedAnswer ScriptedRauc::Answer(const ScriptedCall& call)
+void ScriptedRauc::Answer(sd_bus_message* message, const ScriptedCall& call)
 {
     if (call.member == "Operation" || call.member == "Compatible")
     {
         const String text = call.member == "Operation" ? operation : "Controller";
-        return ScriptedAnswer::Values([=](auto& writer)
-                                      { writer.Variant("s", [=](auto& w) { w.Text(text); }); });
+        sd_bus_reply_method_return(message, "v", "s", text.c_str());
     }
-    if (isBusy)
+    else if (isBusy)
     {
-        return ScriptedAnswer::Refusal("already processing a different method");
+        Reply(message, ScriptedAnswer::Refusal("already processing a different method"));
     }
-    if (call.member == "GetSlotStatus")
+    else if (call.member == "GetSlotStatus")
     {
-        const auto writeSlots = [=, this](auto& writer)
-        { std::ranges::for_each(script.slots, [&](auto& slot) { WriteSlot(slot, writer); }); };
-        return ScriptedAnswer::Values([=](auto& writer) { writer.Array("(sa{sv})", writeSlots); });
+        AnswerSlots(message);
     }
-    if (call.member == "Info" || call.member == "Mark")
+    else if (call.member == "Info")
     {
-        return call.member == "Info" ? Info(call.arguments.at(0)) : Mark(call.arguments.at(1));
+        AnswerInfo(message, call.arguments.at(0));
     }
-    return ScriptedAnswer::Texts({script.primary});
+    else if (call.member == "Mark")
+    {
+        script.primary = call.arguments.at(1);
+        Reply(message, {.texts = {script.primary, "activated slot " + script.primary}});
+    }
+    else if (call.member == "GetPrimary")
+    {
+        Reply(message, {.texts = {script.primary}});
+    }
+    else
+    {
+        Install(message, call.arguments.at(0));
+    }
 }
 
-ScriptedAnswer ScriptedRauc::Info(const String& path)
+void ScriptedRauc::AnswerSlots(sd_bus_message* message)
+{
+    sd_bus_message* reply = nullptr;
+    sd_bus_message_new_method_return(message, &reply);
+    sd_bus_message_open_container(reply, 'a', "(sa{sv})");
+    for (const auto& slot : script.slots)
+    {
+        sd_bus_message_open_container(reply, 'r', "sa{sv}");
+        sd_bus_message_append(reply, "s", slot.name.c_str());
+        sd_bus_message_open_container(reply, 'a', "{sv}");
+        for (const auto& [key, text] : slot.texts)
+        {
+            sd_bus_message_append(reply, "{sv}", key.c_str(), "s", text.c_str());
+        }
+        sd_bus_message_close_container(reply);
+        sd_bus_message_close_container(reply);
+    }
+    sd_bus_message_close_container(reply);
+    sd_bus_send(nullptr, reply, nullptr);
+    sd_bus_message_unref(reply);
+}
+
+void ScriptedRauc::AnswerInfo(sd_bus_message* message, const String& path)
 {
     const auto [compatible, version] = script.FindBundle(path);
     if (compatible.empty())
     {
-        return ScriptedAnswer::Refusal(
-            "Invalid bundle format: Failed to open bundle for reading: Error opening file " + path +
-            ": No such file or directory");
+        return Reply(message, ScriptedAnswer::Refusal("Invalid bundle format: Failed to open bundle"));
     }
     EmitProgress(0, "Checking bundle", 1);
     EmitProgress(100, "Checking bundle done.", 1);
-    return ScriptedAnswer::Texts({compatible, version});
+    Reply(message, {.texts = {compatible, version}});
 }
 
-ScriptedAnswer ScriptedRauc::Mark(const String& name)
-{
-    script.primary = name;
-    return ScriptedAnswer::Texts({name, "activated slot " + name});
-}
-
-void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
+void ScriptedRauc::Install(sd_bus_message* message, const String& bundle)
 {
     isBusy = true;
     EmitOperation("installing");
-    Send(message.Return());
+    Reply(message, {});
     EmitLastError("");
     TellSteps(0, script.heldAt.value_or(0));
     heldInstallation = bundle;
@@ -224,14 +239,14 @@ void ScriptedRauc::Install(const BusMessage& message, const String& bundle)
 
 void ScriptedRauc::TellSteps(std::size_t begin, std::size_t end)
 {
-    auto steps = InstallationSteps(script.FindSlot("inactive").GetName());
+    auto steps = InstallationSteps(script.FindSlot("inactive").name);
     if (!script.failure.empty())
     {
         steps.resize(script.activates ? steps.size() - 1 : 2);
     }
     for (std::size_t i = begin; i < std::min(end, steps.size()); ++i)
     {
-        EmitProperties([&](auto& entries) { AddProgress(entries, steps[i]); });
+        EmitProgress(steps[i].percentage, steps[i].message, steps[i].nestingDepth);
     }
 }
 
@@ -249,14 +264,13 @@ void ScriptedRauc::ReleaseInstallation()
     if (failure.empty() || script.activates)
     {
         auto& target = script.FindSlot("inactive");
-        script.primary = target.Written(script.FindBundle(*bundle).second).GetName();
+        target = ScriptedSlot(target.name, "inactive", script.FindBundle(*bundle).second);
+        script.primary = target.name;
     }
     if (!failure.empty())
     {
-        EmitProperties(
-            [&](auto& entries) {
-                AddProgress(entries, {100, "Installing failed.", 1}).TextEntry("LastError", failure);
-            });
+        EmitProperties(2, "Progress", "(isi)", 100, "Installing failed.", 1, "LastError", "s",
+                       failure.c_str());
     }
     EmitCompleted(failure.empty() ? 0 : 1);
     EmitOperation("idle");

@@ -1,14 +1,10 @@
 #pragma once
 
 #include "Support/BusPeer.h"
-#include "Support/PrivateBus.h"
-#include "Support/ScriptedAnswer.h"
-#include "Support/ScriptedSlot.h"
 #include "Zel/String.h"
 
 #include <condition_variable>
 #include <cstddef>
-#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -24,17 +20,54 @@ struct ScriptedCall
 {
     /// For example "Info", or a property's name.
     String member;
-    /// As text; what is no string is written like [{ignore-compatible=false}].
-    std::vector<String> arguments;
     /// The signature of the arguments, for example "sa{sv}".
     String signature;
+    /// The texts and booleans in the arguments, in order, whatever contains them.
+    std::vector<String> arguments;
+};
+
+/// What a call gets instead of its normal answer.
+struct ScriptedAnswer
+{
+    /// The name of what RAUC's handlers refuse with.
+    inline static const String RefusalError =
+        "org.gtk.GDBus.UnmappedGError.Quark._g_2dio_2derror_2dquark.Code30";
+
+    /// No answer ever: the caller waits for libdbus's timeout, or until the service goes.
+    [[nodiscard]] static ScriptedAnswer None() { return {.isSilent = true}; }
+
+    [[nodiscard]] static ScriptedAnswer Refusal(const String& text) { return {RefusalError, {text}}; }
+
+    /// The name of an error; empty for a method return.
+    String error{};
+    /// The arguments.
+    std::vector<String> texts{};
+    bool isSilent = false;
+    /// Whether the call after that gets the normal answer again.
+    bool isOnce = false;
+};
+
+/// One slot as "GetSlotStatus" tells of it, without what nobody looks at.
+struct ScriptedSlot
+{
+    /// A slot that RAUC has written, or never when there is no version.
+    ScriptedSlot(const String& name, const String& state, const String& version = "")
+        : name(name), texts{{"state", state}, {"boot-status", "good"}}
+    {
+        if (!version.empty())
+        {
+            texts.insert({{"bundle.version", version}, {"sha256", "5feceb66"}, {"status", "ok"}});
+        }
+    }
+
+    String name;
+    std::map<String, String> texts;
 };
 
 /// What a scripted RAUC says, and what it was asked.
 struct RaucScript
 {
-    std::vector<ScriptedSlot> slots{ScriptedSlot("rootfs.1", "B", "inactive").Written("1.0.0.0"),
-                                    ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")};
+    std::vector<ScriptedSlot> slots{{"rootfs.1", "inactive", "1.0.0.0"}, {"rootfs.0", "booted", "2.0.0.0"}};
     String primary = "rootfs.0";
     /// Compatible and version of the bundle at a path, or in each file with that content.
     std::map<String, std::pair<String, String>> bundles;
@@ -58,8 +91,8 @@ struct RaucScript
     [[nodiscard]] std::pair<String, String> FindBundle(const String& path) const;
 };
 
-/// A service on the bus that behaves as RAUC does, by a script: its calls, errors, signals and their order,
-/// without touching slots or bundles. It is compatible with "Controller".
+/// A service on the process's bus that behaves as RAUC does, by a script: its calls, errors, signals and
+/// their order, without touching slots or bundles. It is compatible with "Controller".
 ///
 /// An operation that changes or emits something returns when that was sent. Every operation may be called
 /// from any thread. Everything is done under one lock, so that signals and answers keep their order.
@@ -75,8 +108,10 @@ class ScriptedRauc
     };
 
 public:
+    inline static const String Interface = "de.pengutronix.rauc.Installer";
+
     /// Starts the service.
-    explicit ScriptedRauc(const PrivateBus& bus) : busAddress(bus.GetAddress()) { Start(); }
+    ScriptedRauc() { Start(); }
 
     /// Ends it like `Vanish`.
     ~ScriptedRauc() { Vanish(); }
@@ -106,34 +141,46 @@ public:
 
     /// \name Signals out of the order, sent as given.
     ///@{
-    void EmitProgress(std::int32_t percentage, const String& message, std::int32_t nestingDepth);
+    void EmitProgress(int percentage, const String& message, int nestingDepth);
     void EmitOperation(const String& newOperation);
-    void EmitCompleted(std::int32_t returnCode);
 
-    void EmitLastError(const String& text)
+    void EmitCompleted(int returnCode) { Emit(Interface, "Completed", "i", returnCode); }
+
+    void EmitLastError(const String& text) { EmitProperties(1, "LastError", "s", text.c_str()); }
+
+    /// Emits a "PropertiesChanged" with so many entries: a name, a signature and the values of each.
+    template <typename... Entries>
+    void EmitProperties(int count, Entries... entries)
     {
-        EmitProperties([&](auto& w) { w.TextEntry("LastError", text); });
+        Emit("org.freedesktop.DBus.Properties", "PropertiesChanged", "sa{sv}as", Interface.c_str(), count,
+             entries..., 0);
     }
 
-    /// Emits a "PropertiesChanged" with these entries.
-    void EmitProperties(const BusWriter::Write& entries,
-                        const String& interfaceName = "de.pengutronix.rauc.Installer");
+    /// Emits a signal with these values, as `sd_bus_message_append` takes them.
+    template <typename... Values>
+    void Emit(const String& interfaceName, const char* member, const char* signature, Values... values)
+    {
+        const std::lock_guard lock(mutex);
+        if (peer != nullptr)
+        {
+            sd_bus_emit_signal(peer->Get(), "/", interfaceName.c_str(), member, signature, values...);
+            sd_bus_flush(peer->Get());
+        }
+    }
 
-    void Send(const BusMessage& message);
     ///@}
 
     /// Waits until a call of `member` is among the calls; false when none is within 10 s.
     [[nodiscard]] bool WaitForCall(const String& member);
 
 private:
-    void Handle(const BusMessage& message);
-    [[nodiscard]] ScriptedAnswer Answer(const ScriptedCall& call);
-    [[nodiscard]] ScriptedAnswer Info(const String& path);
-    [[nodiscard]] ScriptedAnswer Mark(const String& name);
-    void Install(const BusMessage& message, const String& bundle);
+    void Handle(sd_bus_message* message);
+    void Answer(sd_bus_message* message, const ScriptedCall& call);
+    void AnswerInfo(sd_bus_message* message, const String& path);
+    void AnswerSlots(sd_bus_message* message);
+    void Install(sd_bus_message* message, const String& bundle);
     void TellSteps(std::size_t begin, std::size_t end);
 
-    const String busAddress;
     std::recursive_mutex mutex;
     std::condition_variable_any changed;
     RaucScript script;

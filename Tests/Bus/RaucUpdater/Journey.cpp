@@ -1,13 +1,12 @@
 #include "Bus/RaucUpdater/Journey.h"
 
 #include "RaucUpdater/RaucUpdaterModule.h"
-#include "Support/BusPeer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <regex>
+#include <systemd/sd-bus.h>
 
 namespace Zel::Tests
 {
@@ -16,7 +15,6 @@ namespace
 {
 
 using Module = Services::Modules::SoftwareUpdate::RaucUpdater::RaucUpdaterModule;
-using Support::BusMessage;
 using System::Commons::Diagnostics::Logging::LogLevel;
 
 const String Id = Support::ModulePlatform::ComponentId;
@@ -126,9 +124,11 @@ void JourneyRun::Restart()
 void JourneyRun::Settle()
 {
     const String marker = "marker" + std::to_string(++markers);
-    Support::BusPeer peer(std::getenv("DBUS_SYSTEM_BUS_ADDRESS"), "", [](const BusMessage&) {});
     const String interfaceName = "de.pengutronix.rauc.Installer";
-    peer.Send(BusMessage::Signal("/", interfaceName, marker));
+    sd_bus* client = nullptr;
+    sd_bus_open_system(&client);
+    EXPECT_GE(sd_bus_emit_signal(client, "/", interfaceName.c_str(), marker.c_str(), ""), 0);
+    sd_bus_flush_close_unref(client);
     EXPECT_TRUE(log->WaitForLine("debug DesktopBusConnection: Ignore signal: Path=/; interface=" +
                                  interfaceName + "; member=" + marker));
 }

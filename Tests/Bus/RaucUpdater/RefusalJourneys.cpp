@@ -13,7 +13,6 @@ namespace
 using enum ResultCode;
 using State = InstallationState;
 using Support::ScriptedRauc;
-using Support::ScriptedSlot;
 
 const Lines Pending = {"info: The pending version will be installed."};
 const Lines FallingBack = {"info: The fallback version will be installed."};
@@ -57,8 +56,7 @@ std::vector<Journey> RaucRefuses()
     const auto error = [](const String& text) {
         return Lines{"error: " + text, "SetMessage '" + text + "'"};
     };
-    const auto oneSlot = [](auto& rauc)
-    { rauc->slots = {ScriptedSlot("rootfs.0", "A", "booted").Written("2.0.0.0")}; };
+    const auto oneSlot = [](auto& rauc) { rauc->slots = {{"rootfs.0", "booted", "2.0.0.0"}}; };
     const auto busy = error(NoStart + " Invalid RAUC state.");
     std::vector<Journey> rows;
     for (const auto& pair :
@@ -149,9 +147,8 @@ std::vector<Journey> WithoutSlot()
 std::vector<Journey> Survived()
 {
     const String noReply = "org.freedesktop.DBus.Error.NoReply";
-    auto lost = Support::ScriptedAnswer::Error(noReply, "late");
-    lost.isOnce = true;
-    const auto badSlot = [](auto& rauc) { rauc->slots[0].Set("boot-status", "bad"); };
+    const Support::ScriptedAnswer lost = {.error = noReply, .texts = {"late"}, .isOnce = true};
+    const auto badSlot = [](auto& rauc) { rauc->slots[0].texts["boot-status"] = "bad"; };
     const auto sixteen = [=](auto& rauc)
     {
         const std::vector<std::pair<String, String>> unfit = {
@@ -160,9 +157,9 @@ std::vector<Journey> Survived()
         for (std::size_t i = 2; i < 16; ++i)
         {
             const String name = std::to_string(i);
-            auto slot = ScriptedSlot("rootfs." + name, "X", "inactive").Written("9.0.0." + name);
+            auto& slot = rauc->slots.emplace_back("rootfs." + name, "inactive", "9.0.0." + name);
             const auto& [key, value] = unfit.at(i % unfit.size());
-            rauc->slots.push_back(i == 7 || i == 12 ? slot : slot.Set(key, value));
+            slot.texts[key] = i == 7 || i == 12 ? slot.texts[key] : value;
         }
     };
     const String other = "Incompatible file. System expects 'Controller' but is 'Other'";

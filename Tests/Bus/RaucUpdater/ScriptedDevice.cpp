@@ -6,14 +6,13 @@
 namespace Zel::Tests
 {
 
-using Support::BusMessage;
 using Support::ScriptedSlot;
 
 ScriptedDevice::ScriptedDevice(bool isNew) : factoryVersion(isNew ? "1.0.0.0" : "2.0.0.0")
 {
     if (isNew)
     {
-        rauc->slots = {ScriptedSlot("rootfs.1", "B", "inactive"), ScriptedSlot("rootfs.0", "A", "booted")};
+        rauc->slots = {{"rootfs.1", "inactive"}, {"rootfs.0", "booted"}};
     }
 }
 
@@ -49,16 +48,15 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
 
 String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 {
-    const ScriptedSlot booted = rauc->FindSlot("booted");
+    ScriptedSlot booted = rauc->FindSlot("booted");
+    booted.texts.insert({"bundle.version", factoryVersion});
     const std::map<String, String> facts = {{"mark-good", ""},
-                                            {"booted", booted.GetName()},
+                                            {"booted", booted.name},
                                             {"primary", rauc->primary},
-                                            {"slot-version", booted.GetText("bundle.version").empty()
-                                                                 ? factoryVersion
-                                                                 : booted.GetText("bundle.version")}};
+                                            {"slot-version", booted.texts["bundle.version"]}};
     const std::map<String, std::function<void()>> actions = {
         {"wait-held", [&] { EXPECT_TRUE(rauc.WaitForCall("InstallBundle")); }},
-        {"next-boot-fails", [&] { nextSlot = booted.GetName(); }},
+        {"next-boot-fails", [&] { nextSlot = booted.name; }},
         {"shutdown", [&] { rauc.Vanish(); }},
         {"boot", [&] { rauc.Restart(std::exchange(nextSlot, "")); }},
         {"busy", [&] { InstallForeign(); }},
@@ -71,12 +69,13 @@ String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 void ScriptedDevice::InstallForeign()
 {
     const String bundle = MakeBundle("9.0.0.0", {});
-    const String rauc1 = "de.pengutronix.rauc";
     rauc->heldAt = 2;
-    Support::BusPeer client(Support::PrivateBus::OfProcess().GetAddress(), "", [](const BusMessage&) {});
-    client.Send(BusMessage::MethodCall(rauc1, "/", rauc1 + ".Installer", "InstallBundle")
-                    .With([&](auto& writer) { writer.Text(bundle).Array("{sv}", [](auto&) {}); }));
-    EXPECT_TRUE(rauc.WaitForCall("InstallBundle"));
+    sd_bus* client = nullptr;
+    sd_bus_open_system(&client);
+    EXPECT_GE(sd_bus_call_method(client, "de.pengutronix.rauc", "/", Support::ScriptedRauc::Interface.c_str(),
+                                 "InstallBundle", nullptr, nullptr, "sa{sv}", bundle.c_str(), 0),
+              0);
+    sd_bus_flush_close_unref(client);
 }
 
 Step Answer(const String& member, const Support::ScriptedAnswer& answer)

@@ -19,7 +19,7 @@ public:
     [[nodiscard]] String MakeBundle(const String& version, const Lines& options) override;
     String Run(const String& command, const Lines& arguments) override;
 
-    Support::ScriptedRauc rauc{Support::PrivateBus::OfProcess()};
+    Support::ScriptedRauc rauc;
 
 private:
     /// Installs for a client that is not the module, until "rest".

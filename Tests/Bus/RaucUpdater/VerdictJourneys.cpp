@@ -7,7 +7,6 @@ namespace
 {
 
 using enum ResultCode;
-using Support::ScriptedSlot;
 
 const Step Nothing = [](JourneyRun&) {};
 const Step NoSlotStatus = NoAnswerTo("GetSlotStatus");
@@ -44,8 +43,7 @@ std::vector<Journey> Verdicts()
     const String switchedBack = "Confirm has not been sent. Device switched back to slot 'rootfs.0'. ";
     const String stillThere = "The device did not boot the other slot and is still on slot 'rootfs.0'.";
     const Lines still = Lines{"info: " + same, "error: " + stillThere} + Denied("2.0.0.0", stillThere);
-    const auto neverWritten =
-        Rauc([](auto& rauc) { rauc->slots = {ScriptedSlot("rootfs.0", "A", "booted")}; });
+    const auto neverWritten = Rauc([](auto& rauc) { rauc->slots = {{"rootfs.0", "booted"}}; });
     const auto noSlots = [](auto& run) { NoSlotStatus(run), NoPrimary(run); };
     const auto noVersion = [=](auto& run)
     { neverWritten(run), run.platform.deviceInfo->Set("General.Firmware.VersionPatch", Variant()); };
@@ -91,7 +89,7 @@ std::vector<Journey> Reverts()
     const Lines going = {"warning: Going to switch back from slot 'rootfs.0' to 'rootfs.1'",
                          "error: Installation Error - UpdateStatus: broken", "ResumeInstallation"};
     const Lines begun = going + Lines{"BeginInstallation revert"};
-    const auto noName = Answer("GetPrimary", Support::ScriptedAnswer::Texts({""}));
+    const auto noName = Answer("GetPrimary", {.texts = {""}});
     std::vector<Journey> rows = {
         Reverted("WithoutSlots", from1, GeneralError,
                  {NoAnswer, NoAnswer, "error: Failed to get booted as well as primary slot.", NoAnswer,

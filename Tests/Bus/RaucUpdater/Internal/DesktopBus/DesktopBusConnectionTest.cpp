@@ -5,11 +5,11 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
-#include "Support/BusMessage.h"
 #include "Support/Recorded.h"
 #include "Zel/Exception.h"
 #include "Zel/System/Commons/Delegate.h"
 
+#include <dbus/dbus.h>
 #include <gmock/gmock.h>
 
 #include <array>
@@ -155,9 +155,9 @@ TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitF
     EXPECT_TRUE(connection.StopListenForSignals());
     for (const char* name : {"Other", "Completed"})
     {
-        rauc.Send(Tests::Support::BusMessage::Signal("/", "de.pengutronix.rauc.Installer", name));
+        rauc.Emit(rauc.Interface, name, "");
     }
-    rauc.EmitProperties([](auto& entries) { entries.TextEntry("Operation", "installing"); }, "a.b");
+    rauc.Emit("org.freedesktop.DBus.Properties", "PropertiesChanged", "sa{sv}as", "a.b", 0, 0);
     // A reply that nobody takes stands between the signals.
     static_cast<void>(connection.SendMessageWithReplyAsync(GetPrimary()));
     ASSERT_TRUE(rauc.WaitForCall("GetPrimary"));

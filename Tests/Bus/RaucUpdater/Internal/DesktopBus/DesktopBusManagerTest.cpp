@@ -72,15 +72,15 @@ protected:
         {[](auto& m, auto& out) { return m.GetPrimarySlot(out[0]); }, "true, rootfs.0, before, before",
          "GetPrimary  "},
         {[](auto& m, auto& out) { return m.GetBootedSlot(out[0], out[1], out[2]); },
-         "true, rootfs.0, 2.0.0.0, " + ScriptedSlot::DefaultSha256, "GetSlotStatus  "},
+         "true, rootfs.0, 2.0.0.0, 5feceb66", "GetSlotStatus  "},
         {[](auto& m, auto& out) { return m.GetOtherValidSlot(out[0], out[1], out[2]); },
-         "true, rootfs.1, 1.0.0.0, " + ScriptedSlot::DefaultSha256, "GetSlotStatus  "},
+         "true, rootfs.1, 1.0.0.0, 5feceb66", "GetSlotStatus  "},
         {[](auto& m, auto& out) { return m.GetCompatible(out[0]); }, "true, Controller, before, before",
          "Compatible" + Property + "Compatible"},
         {[](auto& m, auto&) { return m.CanInstall(); }, Done, "Operation" + Property + "Operation"},
         {[](auto& m, auto&) { return m.SwitchSlot("rootfs.1"); }, Done, "Mark ss active, rootfs.1"},
         {[](auto& m, auto&) { return m.Install("/bundle"); }, Done,
-         "InstallBundle sa{sv} /bundle, [{ignore-compatible=false}]"}};
+         "InstallBundle sa{sv} /bundle, ignore-compatible, false"}};
     DesktopBusManager manager;
 };
 
@@ -108,10 +108,10 @@ TEST_F(DesktopBusManagerTest, AFailureIsLoggedAndLeavesTheOutParametersAlone)
     ASSERT_TRUE(manager.Open());
     const String noReply = "org.freedesktop.DBus.Error.NoReply";
     ExpectFailures(Answer::Refusal("no {0}\n"), 1, Error + Answer::RefusalError + " - no {0}\n");
-    ExpectFailures(Answer::Error(noReply + "s", "late"), 1, Error + noReply + "s - late");
-    ExpectFailures(Answer::Error(noReply, "late"), 2, Error + noReply + " - late");
+    ExpectFailures({noReply + "s", {"late"}}, 1, Error + noReply + "s - late");
+    ExpectFailures({noReply, {"late"}}, 2, Error + noReply + " - late");
     EXPECT_TRUE(log->WaitForLine("debug DesktopBusMethod: Retry"));
-    ExpectFailures(Answer::Texts({}), 1, Unreadable);
+    ExpectFailures({}, 1, Unreadable);
     EXPECT_FALSE(manager.Install("/bundle\xFF") || manager.SwitchSlot(String("rootfs.0\0", 9)));
     EXPECT_EQ(GetErrors().back(), "error RaucMarkMethod: Failed to add arguments for dbus call.");
     rauc.Vanish();

@@ -16,7 +16,6 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class RaucBusTest : public testing::Test
 {
 protected:
-    using ScriptedSlot = Tests::Support::ScriptedSlot;
     using Answer = Tests::Support::ScriptedAnswer;
     using Lines = std::vector<String>;
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
@@ -25,7 +24,7 @@ protected:
     [[nodiscard]] Lines GetErrors() const { return log->GetLines(LogLevel::Error); }
 
     Tests::Support::PrivateBus& bus = Tests::Support::PrivateBus::OfProcess();
-    Tests::Support::ScriptedRauc rauc{bus};
+    Tests::Support::ScriptedRauc rauc;
     const Tests::Support::RecordingLog log;
 };
 

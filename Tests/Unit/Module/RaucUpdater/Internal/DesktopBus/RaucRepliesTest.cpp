@@ -8,10 +8,10 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallBundleMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucMarkMethod.h"
-#include "Support/BusMessage.h"
 #include "Support/RecordingLogSink.h"
 #include "Zel/TypeName.h"
 
+#include <dbus/dbus.h>
 #include <gtest/gtest.h>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
@@ -19,8 +19,6 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 namespace
 {
 
-using Tests::Support::BusMessage;
-using Tests::Support::BusWriter;
 using Tests::Support::RecordingLog;
 
 /// What RAUC answers, of the expected shape and of others.
@@ -181,39 +179,67 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
     EXPECT_EQ(Read(RaucSlotStatus(), {Text("x")}), "refused; error Failed to enter array. #");
 }
 
-/// Returns what becomes of a signal that no bus has seen: the result and the log.
-template <typename Signal>
-String Notify(const BusWriter::Write& arguments)
+class RaucSignalsTest : public testing::Test, protected FieldBuilders
 {
-    const RecordingLog log;
-    const auto message = BusMessage::Signal("/", Signal::SignalInterface, Signal::SignalName).With(arguments);
-    const String result = Signal::Notify(DesktopBusMessage(message.Share())) ? "true; " : "false; ";
-    return result + Join(log->GetLines(), "; ");
-}
+protected:
+    template <typename Signal>
+    static DesktopBusMessage Make(const Fields& fields = {})
+    {
+        DesktopBusMessage message(
+            dbus_message_new_signal("/", Signal::SignalInterface.c_str(), Signal::SignalName.c_str()));
+        EXPECT_TRUE(message.WriteFields(fields));
+        return message;
+    }
 
-TEST(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreadable)
+    /// Returns what becomes of a signal: the result and the log.
+    template <typename Signal>
+    static String Notify(const DesktopBusMessage& message)
+    {
+        const RecordingLog log;
+        const String result = Signal::Notify(message) ? "true; " : "false; ";
+        return result + Join(log->GetLines(), "; ");
+    }
+
+    static String Changed(const Fields& fields)
+    {
+        return Notify<PropertiesChangedSignal>(Make<PropertiesChangedSignal>(fields));
+    }
+
+    /// Changed texts.
+    static String Changed(const std::vector<std::pair<String, String>>& texts, const String& sender = Rauc)
+    {
+        Fields entries;
+        std::ranges::for_each(texts, [&](auto& pair)
+                              { entries.push_back(Entry(pair.first, Text(pair.second), "s")); });
+        return Changed({Text(sender), Array(entries, "{sv}")});
+    }
+
+    static String Completed(int type, std::int32_t code)
+    {
+        const auto message = Make<RaucCompletedSignal>();
+        EXPECT_TRUE(dbus_message_append_args(message.Get(), type, &code, DBUS_TYPE_INVALID));
+        return Notify<RaucCompletedSignal>(message);
+    }
+
+    inline static const String Rauc = "de.pengutronix.rauc.Installer";
+};
+
+TEST_F(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreadable)
 {
-    const auto notify = &Notify<PropertiesChangedSignal>;
-    const auto changed =
-        [&](const BusWriter::Write& entries, const String& rauc = "de.pengutronix.rauc.Installer")
-    { return notify([&](auto& writer) { writer.Text(rauc).Array("{sv}", entries); }); };
-    EXPECT_EQ(changed([](auto& w) { w.TextEntry("LastError", "x").TextEntry("Operation", "idle"); }),
+    EXPECT_EQ(Changed({{"LastError", "x"}, {"Operation", "idle"}}),
               "true; debug RaucLastErrorProperty: Message=x; debug RaucOperationProperty: operation=idle");
-    EXPECT_EQ(changed([](auto& w) { w.TextEntry("BootSlot", "A").TextEntry("LastError", "x"); }),
+    EXPECT_EQ(Changed({{"BootSlot", "A"}, {"LastError", "x"}}),
               "false; debug PropertiesChangedSignal: Unsupported property: BootSlot");
-    EXPECT_EQ(changed([](auto& w) { w.TextEntry("Progress", "40").TextEntry("LastError", "x"); }),
+    EXPECT_EQ(Changed({{"Progress", "40"}, {"LastError", "x"}}),
               "false; error RaucProgressProperty: Failed to enter struct. Fields: "
               "[{DesktopBusField=[type=variant: s(118); value=[{DesktopBusField=[type=string(115); "
               "value=\"40\"]}]]}]");
-    EXPECT_EQ(changed([](auto& w) { w.TextEntry("Operation", "x"); }, "a.b"),
+    EXPECT_EQ(Changed({{"Operation", "x"}}, "a.b"),
               "false; trace PropertiesChangedSignal: Unsupported interface name: a.b");
-    EXPECT_EQ(changed([](auto&) {}), "true; ");
-    EXPECT_EQ(notify([](auto& w) { w.Int32(1); }) +
-                  notify([](auto& w) { w.Text("de.pengutronix.rauc.Installer").Text("x"); }),
-              "false; false; ");
-    EXPECT_EQ(Notify<RaucCompletedSignal>([](auto& writer) { writer.Int32(-5).Text("x"); }),
-              "true; debug RaucCompletedSignal: returnCode=-5");
-    EXPECT_EQ(Notify<RaucCompletedSignal>([](auto& writer) { writer.Uint32(0); }), "false; ");
+    EXPECT_EQ(Changed({Text(Rauc), Array({}, "{sv}")}), "true; ");
+    EXPECT_EQ(Changed({Boolean(true)}) + Changed({Text(Rauc), Text("x")}), "false; false; ");
+    EXPECT_EQ(Completed(DBUS_TYPE_INT32, -5), "true; debug RaucCompletedSignal: returnCode=-5");
+    EXPECT_EQ(Completed(DBUS_TYPE_UINT32, 0), "false; ");
     EXPECT_FALSE(RaucCompletedSignal(1).HasCompleted() || RaucCompletedSignal(-1).HasCompleted());
 }
 
