@@ -72,7 +72,7 @@ std::vector<Journey> Forward()
                    Await("SetMessage 'The version 2.0.0.0 is going to be installed in 35* seconds.'"),
                    Install("2.0.0.0", InvalidState),
                    Stage("3.0.0.0", {}, InvalidState, "Installation is in progress."), Revert(InvalidState),
-                   [](auto& run) { run.Restart(); }},
+                   &JourneyRun::Restart},
          .story = Staged("2.0.0.0") + waiting +
                   Lines{"debug: Invalid state Installing", "info: RevertInstall",
                         "error: RAUC installation cannot be reverted. Installation is still in progress.",
@@ -112,8 +112,8 @@ std::vector<Journey> Backward()
              .story = update + Lines{"SetMessage new ''"} + NoPackage("1.0.0.0"),
              .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
             {.name = "RevertAndRevertAgain",
-             .steps = {Update("2.0.0.0"), Revertible(true), Revert(), Restart(), Revertible(false),
-                       Revert(AlreadyReverted), Resume(), Update("2.0.0.0")},
+             .steps = {Update("2.0.0.0"), Revert(), Restart(), Revert(AlreadyReverted), Resume(),
+                       Update("2.0.0.0")},
              .story = update + reverted + CameBack(SwitchedBack + Mismatch("2.0.0.0", "1.0.0.0"), false) +
                       again + update,
              .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}}};
@@ -145,16 +145,16 @@ std::vector<Journey> Failed()
                  .primary = "rootfs.1",
                  .pending = true}},
         {.name = "RaucIsKilledAtCopyingImage",
-         .steps = {Stage("2.0.0.0", {"--held"}), Install("2.0.0.0"), Device("wait-held", {"10"}), Settle(),
-                   Device("rauc-stop", {"--kill"}), Install("2.0.0.0", InvalidState), Device("rauc-start"),
-                   Settle(), [](auto& run) { run.Restart(); }},
+         .steps = {Stage("2.0.0.0", {"--held"}), Install("2.0.0.0"), Device("wait-held", {"10"}),
+                   &JourneyRun::Settle, Device("rauc-stop", {"--kill"}), Install("2.0.0.0", InvalidState),
+                   Device("rauc-start"), &JourneyRun::Settle, &JourneyRun::Restart},
          .story = Begun2() + Installing("90%: Copying image to rootfs.1") +
                   Lines{"debug: Invalid state Installing", RaucStarted, "-- restart"} +
                   CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
          .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
         {.name = "RaucIsNotRunning",
          .steps = {Stage("2.0.0.0"), Device("rauc-stop"), Stage("3.0.0.0", {}, InvalidArgument, VerifyFailed),
-                   Install("2.0.0.0", OperationFailed), Device("rauc-start"), Settle(), Resume(),
+                   Install("2.0.0.0", OperationFailed), Device("rauc-start"), &JourneyRun::Settle, Resume(),
                    Ask(FileType::Pending, "2.0.0.0")},
          .story = Staged("2.0.0.0") + Unverified({NoInfo}) +
                   NothingBegun("ServiceUnknown - The name de.pengutronix.rauc was not provided by any "

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <regex>
+#include <sstream>
 #include <systemd/sd-bus.h>
 
 namespace Zel::Tests
@@ -19,46 +20,25 @@ using System::Commons::Diagnostics::Logging::LogLevel;
 
 const String Id = Support::ModulePlatform::ComponentId;
 
-/// As of the story; empty for a line that is no part of it.
-String ToStoryLine(const String& line, const String& folder)
+/// As of the story. That RAUC clears its last error comes before the first step or after it.
+String ToStory(String text)
 {
-    static const std::vector<std::pair<std::regex, const char*>> Rules = {
-        {std::regex("^trace .*|^debug (?!RaucUpdaterModule).*|.*: (Initialize: ~|Dispose \\().*"), ""},
-        {std::regex(".*: SetMessage 'The version .* is going to be installed in \\d+ seconds.'"), ""},
-        {std::regex("^info (FakeUpdaterStatus|FakeDeviceControl|NotificationLog): "), ""},
-        {std::regex("^([a-z]+) RaucUpdaterModule: "), "$1: "}};
-    String text = std::regex_replace(line, std::regex(folder), "~");
+    static const auto Line = [](const char* pattern)
+    { return std::regex(pattern, std::regex::ECMAScript | std::regex::multiline); };
+    static const std::pair<std::regex, const char*> Rules[] = {
+        {Line("^(trace .*|debug (?!RaucUpdaterModule).*|.*: (Initialize: ~|Dispose \\().*)\n"), ""},
+        {Line("^.*: SetMessage 'The version .* is going to be installed in \\d+ seconds.'\n"), ""},
+        {Line("^info (FakeUpdaterStatus|FakeDeviceControl|NotificationLog): "), ""},
+        {Line("^([a-z]+) RaucUpdaterModule: "), "$1: "},
+        {Line("^info: \\(\\d+\\) ((\\d+)%: (.*))\nSetMessage '\\3'\nSetProgress \\2$"), "progress $1"},
+        {Line("^SetMessage ''\n(?=progress)"), ""},
+        {Line("^(progress .*\n)SetMessage ''\n"), "$1"},
+        {Line("^(progress .*\n)+(?=progress)"), ""}};
     for (const auto& [pattern, replacement] : Rules)
     {
         text = std::regex_replace(text, pattern, replacement);
     }
     return text;
-}
-
-/// Folds log line, message and percentage of each step, and steps that follow each other, into one line. That
-/// RAUC clears its last error comes before the first step or after it.
-Lines FoldProgress(const Lines& lines)
-{
-    static const std::regex Step("info: \\(\\d+\\) ((\\d+)%: (.*))");
-    Lines folded;
-    for (std::size_t i = 0; i < lines.size(); ++i)
-    {
-        std::smatch step;
-        const String last = folded.empty() ? "" : folded.back();
-        if (i + 2 < lines.size() && std::regex_match(lines[i], step, Step) &&
-            lines[i + 1] == "SetMessage '" + step.str(3) + "'" &&
-            lines[i + 2] == "SetProgress " + step.str(2))
-        {
-            folded.resize(folded.size() - (last.starts_with("progress ") || last == "SetMessage ''" ? 1 : 0));
-            folded.push_back("progress " + step.str(1));
-            i += 2;
-        }
-        else if (!last.starts_with("progress ") || lines[i] != "SetMessage ''")
-        {
-            folded.push_back(lines[i]);
-        }
-    }
-    return folded;
 }
 
 MATCHER(TellsLike, "")
@@ -123,6 +103,8 @@ void JourneyRun::Restart()
 
 void JourneyRun::Settle()
 {
+    // What follows its last answer was sent when the next command is done.
+    device.Run("primary", {});
     const String marker = "marker" + std::to_string(++markers);
     const String interfaceName = "de.pengutronix.rauc.Installer";
     sd_bus* client = nullptr;
@@ -135,13 +117,14 @@ void JourneyRun::Settle()
 
 Lines JourneyRun::GetStory() const
 {
+    const String text = Join(log->GetLines(LogLevel::Debug), "\n") + "\n";
+    std::istringstream story(ToStory(std::regex_replace(text, std::regex(platform.folder.GetPath()), "~")));
     Lines lines;
-    for (const String& line : log->GetLines(LogLevel::Debug))
+    for (String line; std::getline(story, line);)
     {
-        lines.push_back(ToStoryLine(line, platform.folder.GetPath()));
+        lines.push_back(line);
     }
-    std::erase(lines, "");
-    return FoldProgress(lines);
+    return lines;
 }
 
 Version VersionOf(const String& revision, const String& uri)
@@ -197,16 +180,6 @@ Step Ask(FileType type, const String& version, ResultCode result)
     };
 }
 
-Step Revertible(bool isRevertible)
-{
-    return [=](JourneyRun& run)
-    {
-        Services::SoftwareUpdate::SoftwareUpdateStatus status;
-        EXPECT_EQ(run.module->GetStatus(Id, status), ResultCode::Ok);
-        EXPECT_EQ(status.revertible, isRevertible);
-    };
-}
-
 Step Stored(InstallationState state, const Lines& properties, bool revertible)
 {
     return [=](JourneyRun& run)
@@ -224,11 +197,6 @@ Step Stored(InstallationState state, const Lines& properties, bool revertible)
 Step Refuse(const String& prefix)
 {
     return [=](auto& run) { run.platform.status->Refuse(prefix); };
-}
-
-Step Settle()
-{
-    return [](auto& run) { run.Settle(); };
 }
 
 Step Await(const String& line)

@@ -125,14 +125,10 @@ Step Revert(ResultCode result = ResultCode::Ok);
 Step Resume(ResultCode result = ResultCode::Ok);
 /// Asks for a version.
 Step Ask(FileType type, const String& version, ResultCode result = ResultCode::Ok);
-/// Expects what `GetStatus` says of the last installation.
-Step Revertible(bool isRevertible);
 /// Sets the store's record, with properties of the form "Name=value".
 Step Stored(InstallationState state, const Lines& properties = {}, bool revertible = false);
 /// What the store refuses from now on.
 Step Refuse(const String& prefix);
-/// Waits until the signals are handled that were sent before.
-Step Settle();
 /// Waits for an error in the log, or a line of the store, in which an asterisk stands for any text.
 Step Await(const String& line);
 /// Waits until the module has ordered the restart, and restarts; the slot that comes first

@@ -42,8 +42,14 @@ std::vector<Journey> Failed(const String& name, const String& version, ResultCod
     const auto tell = Rauc([](auto& rauc) { rauc.EmitProgress(10, "somebody else's", 1); });
     const auto steps = [=](const Step& install) -> std::vector<Step>
     {
-        return {Ask(FileType::Fallback, "1.0.0.0"), before, install,  Await(Ended[0]),
-                Stored(State::Installing),          tell,   Settle(), Stored(State::Failed)};
+        return {Ask(FileType::Fallback, "1.0.0.0"),
+                before,
+                install,
+                Await(Ended[0]),
+                Stored(State::Installing),
+                tell,
+                &JourneyRun::Settle,
+                Stored(State::Failed)};
     };
     const auto later = BegunLater(version, "2.0.0.0", version == "1.0.0.0" ? "Fallback" : "Pending");
     return {While(name, steps(Install(version, result, -1)),
@@ -206,6 +212,8 @@ std::vector<Journey> StoreRefuses()
         const auto throws = [=](auto& run) { EXPECT_THROW(step(run), std::runtime_error); };
         return While(name, {before, Refuse(call), throws}, story, state);
     };
+    const auto getStatus = [](JourneyRun& run, Services::SoftwareUpdate::SoftwareUpdateStatus status = {})
+    { static_cast<void>(run.module->GetStatus("Controller", status)); };
     const auto noInstall = NoAnswerTo("InstallBundle");
     const Lines refused = Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"} + Ended;
     // After a delay nobody is there for the exception but the thread.
@@ -229,7 +237,7 @@ std::vector<Journey> StoreRefuses()
                      State::Failed),
             throwing("End", noInstall, "EndInstallation", Install("3.0.0.0"), BegunTo() + refused,
                      State::Installing),
-            throwing("Property", Stored(State::Idle, {}, true), "ReadProperty", Revertible(true), {}),
+            throwing("Property", Stored(State::Idle, {}, true), "ReadProperty", getStatus, {}),
             While("ReasonAfterADelay",
                   {noInstall, Refuse("SetMessage 'Failed"), Install("3.0.0.0", Ok, 1), Await(thrown)},
                   BegunLater("3.0.0.0", "2.0.0.0", "Pending") + refused + Lines{thrown}, State::Failed),
@@ -244,8 +252,8 @@ Journey Told(const String& name, const std::function<void(ScriptedRauc&)>& tell,
              const String& refused = "none", State state = State::Installing)
 {
     return While(name,
-                 {Rauc([](auto& rauc) { rauc->heldAt = 0; }), Install("3.0.0.0"), Settle(), Refuse(refused),
-                  Rauc(tell)},
+                 {Rauc([](auto& rauc) { rauc->heldAt = 0; }), Install("3.0.0.0"), &JourneyRun::Settle,
+                  Refuse(refused), Rauc(tell)},
                  BegunTo() + Pending + Lines{"SetMessage ''"} + story, state);
 }
 
@@ -278,10 +286,10 @@ std::vector<Journey> Signals()
              "SetMessage 'The device")};
     // Signals of an installation that is not the module's own change nothing.
     const auto foreign = Rauc([=](auto& rauc) { progress(rauc), broken(rauc); });
-    rows.push_back(While(
-        "SignalsOutsideOfItsOwnInstallation",
-        {Rauc(all), Settle(), Stored(State::Failed), Rauc(all), Settle(), Stored(State::Installing), foreign},
-        {}, State::Installing));
+    rows.push_back(While("SignalsOutsideOfItsOwnInstallation",
+                         {Rauc(all), &JourneyRun::Settle, Stored(State::Failed), Rauc(all),
+                          &JourneyRun::Settle, Stored(State::Installing), foreign},
+                         {}, State::Installing));
     return rows;
 }
 

@@ -1,7 +1,6 @@
 // What the module tells of versions and makes of delivered files.
 
 #include "Bus/RaucUpdater/ScriptedDevice.h"
-#include "RaucUpdater/Internal/VersionManager.h"
 #include "Support/TmpfsMount.h"
 
 #include <gmock/gmock.h>
@@ -110,28 +109,6 @@ TEST_F(VersionsTest, ReadsTheCurrentVersionAtMostFiveTimesAndNeverAgainOnceKnown
     EXPECT_EQ(TakeLog().back(), "error Failed to read current version. Attempt: 5");
     EXPECT_EQ(Read(static_cast<FileType>(3)), "NotSupported");
     EXPECT_EQ(TakeLog(), Lines{"error Unknown SoftwareVersionFileType: 3"});
-}
-
-TEST_F(VersionsTest, OneCacheIsResetAtATimeAndNoBusIsNeeded)
-{
-    Services::Modules::SoftwareUpdate::RaucUpdater::Internal::VersionManager manager;
-    manager.Initialize(platform.status, nullptr, platform.deviceInfo, {});
-    const auto read = [&](FileType type)
-    { return manager.GetSoftwareVersion(type, version) == ResultCode::Ok ? version.softwareRevision : ""; };
-    EXPECT_EQ(read(FileType::Current), "1.0.0.0");
-    SetFact("Firmware.VersionPatch", 7);
-    manager.ResetCache(FileType::Fallback);
-    EXPECT_EQ(read(FileType::Current), "1.0.0.0");
-    for (int attempt = 2; attempt <= 5; ++attempt)
-    {
-        manager.ResetCache(FileType::Current);
-        EXPECT_EQ(read(FileType::Current), "1.0.7.0");
-    }
-    manager.ResetCache(FileType::Current);
-    EXPECT_EQ(read(FileType::Current), "") << "the attempts are not reset";
-    EXPECT_EQ(read(FileType::Fallback), "");
-    manager.ResetCache(static_cast<FileType>(3));
-    EXPECT_EQ(TakeLog().back(), "debug Unable to reset cache: Unknown SoftwareVersionFileType");
 }
 
 TEST_F(VersionsTest, ReadsTheFallbackVersionAtMostFiveTimesUntilAnInstallationFails)

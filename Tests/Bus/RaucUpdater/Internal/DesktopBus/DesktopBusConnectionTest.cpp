@@ -245,45 +245,6 @@ TEST_F(DesktopBusConnectionTest, AStopWaitsForAHandlerThatHasStoppedItself)
     EXPECT_EQ(others.back().wait_for(10s), std::future_status::ready);
 }
 
-TEST_F(DesktopBusConnectionTest, StartsAndStopsAtOnceUnderSignalsDoNotHang)
-{
-    ASSERT_TRUE(connection.Open());
-    const Tests::Support::RecordingLog quiet(LogLevel::Error);
-    const auto repeat = [this](bool (DesktopBusConnection::*operation)())
-    {
-        bool isDone = true;
-        for (int i = 0; i < 200; ++i)
-        {
-            isDone = (connection.*operation)();
-        }
-        return isDone;
-    };
-    for (int round = 0; round < 2; ++round)
-    {
-        ASSERT_TRUE(connection.StartListenForSignals());
-        std::promise<void> begun;
-        onCompleted = [&]
-        {
-            for (const auto operation :
-                 {&DesktopBusConnection::StopListenForSignals, &DesktopBusConnection::StartListenForSignals})
-            {
-                others.push_back(std::async(std::launch::async, repeat, operation));
-            }
-            begun.set_value();
-        };
-        // So many that the listener has more to read when it gives its lock away.
-        for (int signal = 0; signal < 500; ++signal)
-        {
-            rauc.EmitCompleted(signal);
-        }
-        begun.get_future().wait();
-        for (const auto& other : others)
-        {
-            ASSERT_EQ(other.wait_for(10s), std::future_status::ready);
-        }
-    }
-}
-
 TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
 {
     ASSERT_TRUE(connection.Open());
