@@ -28,7 +28,7 @@ public:
     [[nodiscard]] bool GetStatus(const String& id, SoftwareUpdateStatus& status) override
     {
         const std::lock_guard lock(mutex);
-        status = IsRefused("GetStatus") ? status : Get(id).status;
+        status = IsRefused("GetStatus") ? status : Get(id);
         return !IsRefused("GetStatus");
     }
 
@@ -36,16 +36,14 @@ public:
     {
         const std::lock_guard lock(mutex);
         Require(String("SetMessage ") + (newStory ? "new " : "") + "'" + message + "'");
-        SoftwareUpdateStatus& status = Get(id).status;
-        status.message = Truncate(message, 511);
-        status.progress = newStory ? 0 : status.progress;
+        Get(id).message = Truncate(message, 511);
     }
 
     void SetProgress(const String& id, int percent) override
     {
         const std::lock_guard lock(mutex);
         Require("SetProgress " + std::to_string(percent));
-        Get(id).status.progress = percent;
+        Get(id).progress = percent;
     }
 
     [[nodiscard]] bool BeginInstallation(const String& id, bool installation) override
@@ -53,8 +51,7 @@ public:
         const std::lock_guard lock(mutex);
         const String line = String("BeginInstallation ") + (installation ? "installation" : "revert");
         const bool begins = Admit(line) && Change(id, InstallationState::Idle, InstallationState::Installing);
-        Record& record = Get(id);
-        record.begunAsInstallation = begins ? installation : record.begunAsInstallation;
+        isInstallation = begins ? installation : isInstallation;
         return begins;
     }
 
@@ -63,9 +60,7 @@ public:
         const std::lock_guard lock(mutex);
         Require(success ? "EndInstallation succeeded" : "EndInstallation failed");
         const auto end = success ? InstallationState::Idle : InstallationState::Failed;
-        Record& record = Get(id);
-        const bool ends = Change(id, InstallationState::Installing, end);
-        record.status.revertible = record.status.revertible || (ends && record.begunAsInstallation);
+        Get(id).revertible |= Change(id, InstallationState::Installing, end) && isInstallation;
     }
 
     [[nodiscard]] bool ResumeInstallation(const String& id) override
@@ -74,21 +69,20 @@ public:
         return Admit("ResumeInstallation") && Change(id, InstallationState::Failed, InstallationState::Idle);
     }
 
-    [[nodiscard]] bool WriteProperty(const String& id, const String& name, const String& value,
+    [[nodiscard]] bool WriteProperty(const String& /*id*/, const String& name, const String& value,
                                      bool persistent) override
     {
         const std::lock_guard lock(mutex);
         const String suffix = persistent ? "" : " for this start only";
         const bool isAdmitted = Admit("WriteProperty " + name + "=" + value + suffix);
-        String& property = Get(id).properties[name];
-        property = isAdmitted ? value : property;
+        properties[name] = isAdmitted ? value : properties[name];
         return isAdmitted;
     }
 
-    void ReadProperty(const String& id, const String& name, String& value) override
+    void ReadProperty(const String& /*id*/, const String& name, String& value) override
     {
         const std::lock_guard lock(mutex);
-        IsRefused("ReadProperty") ? throw std::runtime_error("refused") : value = Get(id).properties[name];
+        IsRefused("ReadProperty") ? throw std::runtime_error("refused") : value = properties[name];
     }
 
     [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& /*id*/) override
@@ -109,8 +103,8 @@ public:
     void SetState(const String& id, InstallationState state, bool revertible = false)
     {
         const std::lock_guard lock(mutex);
-        Get(id).status.state = state;
-        Get(id).status.revertible = revertible;
+        Get(id).state = state;
+        Get(id).revertible = revertible;
     }
 
     void SetConfirmationTimeout(std::uint32_t to) { confirmationTimeout = to; }
@@ -118,13 +112,6 @@ public:
     [[nodiscard]] std::vector<String> GetCalls() const { return calls.Get(); }
 
 private:
-    struct Record
-    {
-        SoftwareUpdateStatus status;
-        bool begunAsInstallation = false;
-        std::map<String, String> properties;
-    };
-
     /// Under the lock, like what is below.
     [[nodiscard]] bool IsRefused(const String& line) const
     {
@@ -144,16 +131,16 @@ private:
     /// Takes the state from one to another; false, nothing changed, from any other one.
     [[nodiscard]] bool Change(const String& id, InstallationState from, InstallationState to)
     {
-        InstallationState& state = Get(id).status.state;
-        const bool isChanged = state == from;
-        state = isChanged ? to : state;
-        return isChanged;
+        return Get(id).state == from && (Get(id).state = to, true);
     }
 
-    Record& Get(const String& componentId) { return records[ToLower(componentId)]; }
+    SoftwareUpdateStatus& Get(const String& id) { return statuses[ToLower(id)]; }
 
     std::mutex mutex;
-    std::map<String, Record> records;
+    std::map<String, SoftwareUpdateStatus> statuses;
+    /// Of the one component that tests have.
+    std::map<String, String> properties;
+    bool isInstallation = false;
     String refusedPrefix;
     std::atomic<std::uint32_t> confirmationTimeout = 0;
     Recorded<String> calls;

@@ -6,29 +6,14 @@
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
+#include <functional>
+#include <tuple>
 
 namespace Zel::Tests::Support
 {
 
 namespace
 {
-
-/// Percentage, text and nesting depth of "Progress", some of those of RAUC 1.8.
-struct Progress
-{
-    int percentage;
-    String message;
-    int nestingDepth;
-};
-
-/// A bundle that cannot be written ends them after two.
-std::vector<Progress> InstallationSteps(const String& slot)
-{
-    return {{0, "Installing", 1},
-            {80, "Updating slots", 2},
-            {90, "Copying image to " + slot, 3},
-            {100, "Installing done.", 1}};
-}
 
 void ReadTexts(sd_bus_message* message, std::vector<String>& texts)
 {
@@ -157,36 +142,25 @@ void ScriptedRauc::Handle(sd_bus_message* message)
 
 void ScriptedRauc::Answer(sd_bus_message* message, const ScriptedCall& call)
 {
-    if (call.member == "Operation" || call.member == "Compatible")
+    const auto& [member, signature, arguments] = call;
+    if (member == "Operation" || member == "Compatible")
     {
-        const String text = call.member == "Operation" ? operation : "Controller";
+        const String text = member == "Operation" ? operation : "Controller";
         sd_bus_reply_method_return(message, "v", "s", text.c_str());
+        return;
     }
-    else if (isBusy)
-    {
-        Reply(message, ScriptedAnswer::Refusal("already processing a different method"));
-    }
-    else if (call.member == "GetSlotStatus")
-    {
-        AnswerSlots(message);
-    }
-    else if (call.member == "Info")
-    {
-        AnswerInfo(message, call.arguments.at(0));
-    }
-    else if (call.member == "Mark")
-    {
-        script.primary = call.arguments.at(1);
-        Reply(message, {.texts = {script.primary, "activated slot " + script.primary}});
-    }
-    else if (call.member == "GetPrimary")
-    {
-        Reply(message, {.texts = {script.primary}});
-    }
-    else
-    {
-        Install(message, call.arguments.at(0));
-    }
+    const std::map<String, std::function<void()>> answers = {
+        {"GetSlotStatus", [&] { AnswerSlots(message); }},
+        {"GetPrimary", [&] { Reply(message, {.texts = {script.primary}}); }},
+        {"Info", [&] { AnswerInfo(message, arguments.at(0)); }},
+        {"Mark",
+         [&] {
+             Reply(message, {.texts = {script.primary = arguments.at(1), "activated"}});
+         }},
+        {"Install", [&] { Install(message, arguments.at(0)); }},
+        {"InstallBundle", [&] { Install(message, arguments.at(0)); }}};
+    isBusy ? Reply(message, ScriptedAnswer::Refusal("already processing a different method"))
+           : answers.at(member)();
 }
 
 void ScriptedRauc::AnswerSlots(sd_bus_message* message)
@@ -239,14 +213,17 @@ void ScriptedRauc::Install(sd_bus_message* message, const String& bundle)
 
 void ScriptedRauc::TellSteps(std::size_t begin, std::size_t end)
 {
-    auto steps = InstallationSteps(script.FindSlot("inactive").name);
-    if (!script.failure.empty())
+    // Some of those of RAUC 1.8. A bundle that cannot be written ends them after two.
+    const std::tuple<int, String, int> steps[] = {
+        {0, "Installing", 1},
+        {80, "Updating slots", 2},
+        {90, "Copying image to " + script.FindSlot("inactive").name, 3},
+        {100, "Installing done.", 1}};
+    const std::size_t possible = script.failure.empty() ? 4 : script.activates ? 3 : 2;
+    for (std::size_t i = begin; i < std::min(end, possible); ++i)
     {
-        steps.resize(script.activates ? steps.size() - 1 : 2);
-    }
-    for (std::size_t i = begin; i < std::min(end, steps.size()); ++i)
-    {
-        EmitProgress(steps[i].percentage, steps[i].message, steps[i].nestingDepth);
+        const auto& [percentage, message, nestingDepth] = steps[i];
+        EmitProgress(percentage, message, nestingDepth);
     }
 }
 

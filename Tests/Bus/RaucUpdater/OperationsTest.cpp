@@ -61,31 +61,35 @@ protected:
     }
 
     /// Delivers a new file with the content "good".
-    ResultCode Deliver(Module& module, const String& id, FileType type)
+    ResultCode Deliver(Module& module, const String& id)
     {
         String message;
-        return module.SetSoftwarePackage(
-            id, type, run.platform.folder.Write("delivered" + std::to_string(++deliveries), "good"), message);
+        const String path = run.platform.folder.Write("delivered" + std::to_string(++deliveries), "good");
+        return module.SetSoftwarePackage(id, FileType::Pending, path, message);
     }
 
     UpdateBehavior behavior = UpdateBehavior::WillReboot;
     std::atomic<int> deliveries = 0;
+    const String uri = Support::ModulePlatform::ManufacturerUri;
+    const std::set<ResultCode> installed = {Ok, InvalidState, NotFound, OperationFailed};
     const std::vector<Operation> operations = {
-        {[](auto& m, auto& id)
-         {
-             auto behavior = UpdateBehavior::WillReboot;
-             const auto result =
-                 m.GetUpdateBehavior(id, Support::ModulePlatform::ManufacturerUri, "3.0.0.0", {}, behavior);
-             EXPECT_EQ(result == Ok, behavior != UpdateBehavior::None);
-             return result;
-         },
+        {[this](auto& m, auto& id, UpdateBehavior b = {})
+         { return m.GetUpdateBehavior(id, uri, "3.0.0.0", {}, b); },
          NotFound,
          {Ok, NotFound, InvalidArgument, OperationFailed}},
-        {Reader(FileType::Current), Ok, {Ok}},
-        {Reader(FileType::Pending), NotFound, {Ok, NotFound, InvalidArgument}},
-        {Reader(FileType::Fallback), Ok, {Ok, OperationFailed}},
-        {Installer(0), NotFound, {Ok, InvalidState, NotFound, OperationFailed}},
-        {Installer(1), NotFound, {Ok, InvalidState, NotFound, OperationFailed}},
+        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Current, v); },
+         Ok,
+         {Ok}},
+        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Pending, v); },
+         NotFound,
+         {Ok, NotFound, InvalidArgument}},
+        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Fallback, v); },
+         Ok,
+         {Ok, OperationFailed}},
+        {[](auto& m, auto& id) { return m.InstallSoftwarePackage(id, VersionOf("3.0.0.0"), 0); }, NotFound,
+         installed},
+        {[](auto& m, auto& id) { return m.InstallSoftwarePackage(id, VersionOf("3.0.0.0"), 1); }, NotFound,
+         installed},
         {[](auto& m, auto& id) { return m.GetSoftwarePackage(id, FileType::Pending, "/x"); },
          NotSupported,
          {NotSupported, InvalidState}},
@@ -99,25 +103,7 @@ protected:
         {[](auto& m, auto& id) { return m.RevertInstall(id); },
          InvalidState,
          {Ok, InvalidState, GeneralError, AlreadyReverted}},
-        {[this](auto& m, auto& id) { return Deliver(m, id, FileType::Current); },
-         NotSupported,
-         {NotSupported, InvalidState}},
-        {[this](auto& m, auto& id) { return Deliver(m, id, FileType::Pending); },
-         Ok,
-         {Ok, InvalidState, InvalidArgument}}};
-
-private:
-    static std::function<ResultCode(Module& module, const String& id)> Reader(FileType type)
-    {
-        return [=](auto& module, auto& id, Version version = {})
-        { return module.GetSoftwareVersion(id, type, version); };
-    }
-
-    static std::function<ResultCode(Module& module, const String& id)> Installer(long long delayMs)
-    {
-        return [=](auto& module, auto& id)
-        { return module.InstallSoftwarePackage(id, VersionOf("3.0.0.0"), delayMs); };
-    }
+        {[this](auto& m, auto& id) { return Deliver(m, id); }, Ok, {Ok, InvalidState, InvalidArgument}}};
 };
 
 TEST_F(OperationsTest, EachKnowsItsComponentWhateverTheLetterCase)
@@ -234,7 +220,6 @@ TEST_F(OperationsTest, DoesNotStartWithoutStatusOrBusAndCanBeDestroyed)
 TEST_F(OperationsTest, TheBehaviorIsKnownOfPendingAndFallbackVersionAndTextsOf512CharactersAreRefused)
 {
     Create();
-    const String& uri = run.platform.ManufacturerUri;
     const String longest(511, '4');
     const String tooLong(512, '4');
     Stage(longest)(run);

@@ -34,27 +34,16 @@ Journey While(const String& name, std::vector<Step> steps, const Lines& story, S
             .end = {.state = state, .pending = true}};
 }
 
-/// Installations of `version` that end as failed, at once and after a delay.
-std::vector<Journey> Failed(const String& name, const String& version, ResultCode result, const Step& before,
-                            const Lines& story)
+/// An installation that ends as failed, at once or after a delay.
+Journey Failed(const String& name, const Lines& begun, const Step& install, const Step& before,
+               const Lines& story)
 {
     // Not its own installation any more: what RAUC tells is nobody's.
     const auto tell = Rauc([](auto& rauc) { rauc.EmitProgress(10, "somebody else's", 1); });
-    const auto steps = [=](const Step& install) -> std::vector<Step>
-    {
-        return {Ask(FileType::Fallback, "1.0.0.0"),
-                before,
-                install,
-                Await(Ended[0]),
-                Stored(State::Installing),
-                tell,
-                &JourneyRun::Settle,
-                Stored(State::Failed)};
-    };
-    const auto later = BegunLater(version, "2.0.0.0", version == "1.0.0.0" ? "Fallback" : "Pending");
-    return {While(name, steps(Install(version, result, -1)),
-                  Begun(version, "2.0.0.0", "rootfs.0") + story + Ended, State::Failed),
-            While(name + "Delayed", steps(Install(version, Ok, 1)), later + story + Ended, State::Failed)};
+    return While(name,
+                 {Ask(FileType::Fallback, "1.0.0.0"), before, install, Await(Ended[0]),
+                  Stored(State::Installing), tell, &JourneyRun::Settle, Stored(State::Failed)},
+                 begun + story + Ended, State::Failed);
 }
 
 std::vector<Journey> RaucRefuses()
@@ -64,22 +53,19 @@ std::vector<Journey> RaucRefuses()
     };
     const auto oneSlot = [](auto& rauc) { rauc->slots = {{"rootfs.0", "booted", "2.0.0.0"}}; };
     const auto busy = error(NoStart + " Invalid RAUC state.");
-    std::vector<Journey> rows;
-    for (const auto& pair :
-         {Failed("RaucIsBusy", "3.0.0.0", InvalidState,
-                 Rauc([](auto& rauc) { rauc.EmitOperation("installing"); }), busy),
-          Failed("RaucDoesNotTellWhetherItIsBusy", "3.0.0.0", InvalidState, NoAnswerTo("Operation"),
-                 Lines{NoAnswer} + busy),
-          Failed("RaucDoesNotInstall", "3.0.0.0", OperationFailed, NoAnswerTo("InstallBundle"),
-                 Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"}),
-          Failed("NoOtherSlotAnyMore", "1.0.0.0", OperationFailed, Rauc(oneSlot),
-                 FallingBack + error("Failed to determine fallback version.")),
-          Failed("RaucDoesNotSwitch", "1.0.0.0", OperationFailed, NoAnswerTo("Mark"),
-                 FallingBack + Lines{NoAnswer} + error("Failed to switch slot to fallback version."))})
-    {
-        rows.insert(rows.end(), pair.begin(), pair.end());
-    }
-    return rows;
+    const Lines back = Begun("1.0.0.0", "2.0.0.0", "rootfs.0") + FallingBack;
+    return {
+        Failed("RaucIsBusyAfterTheDelay", BegunLater("3.0.0.0", "2.0.0.0", "Pending"),
+               Install("3.0.0.0", Ok, 1), Rauc([](auto& rauc) { rauc.EmitOperation("installing"); }), busy),
+        Failed("RaucDoesNotTellWhetherItIsBusy", BegunTo(), Install("3.0.0.0", InvalidState, -1),
+               NoAnswerTo("Operation"), Lines{NoAnswer} + busy),
+        Failed("RaucDoesNotInstall", BegunTo(), Install("3.0.0.0", OperationFailed),
+               NoAnswerTo("InstallBundle"), Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"}),
+        Failed("NoOtherSlotAnyMore", back, Install("1.0.0.0", OperationFailed), Rauc(oneSlot),
+               error("Failed to determine fallback version.")),
+        Failed("RaucDoesNotSwitchAfterTheDelay", BegunLater("1.0.0.0", "2.0.0.0", "Fallback") + FallingBack,
+               Install("1.0.0.0", Ok, 1), NoAnswerTo("Mark"),
+               Lines{NoAnswer} + error("Failed to switch slot to fallback version."))};
 }
 
 std::vector<Journey> NotBegun()

@@ -47,16 +47,12 @@ std::vector<Journey> Verdicts()
     const auto noSlots = [](auto& run) { NoSlotStatus(run), NoPrimary(run); };
     const auto noVersion = [=](auto& run)
     { neverWritten(run), run.platform.deviceInfo->Set("General.Firmware.VersionPatch", Variant()); };
-    return {Verdict("OnTheOtherSlot", {target2, on1}, Confirmed("2.0.0.0")),
-            Verdict("WithoutInstallerSlot", {target2}, Confirmed("2.0.0.0")),
+    return {Verdict("WithoutInstallerSlot", {target2}, Confirmed("2.0.0.0")),
             Verdict("OnASlotThatRaucNeverWrote", {target2, on1}, Confirmed("2.0.0.0"), neverWritten),
             Verdict("StillOnTheSlot", {target2, on0}, still),
             Verdict("SwitchedBackToTheSameVersion", {target2, on0, back},
                     Lines{"info: " + same, "warning: " + switchedBack + same} +
                         Denied("2.0.0.0", switchedBack + same)),
-            Verdict("SwitchedBackToAnotherVersion", {target3, on0, back},
-                    Lines{"error: " + switchedBack + other} + Denied("2.0.0.0", switchedBack + other)),
-            Verdict("AnotherVersion", {target3, on0}, Lines{"error: " + other} + Denied("2.0.0.0", other)),
             Verdict("AnotherVersionOnTheOtherSlotAfterARevert", {target3, on1, "RevertedTo=rootfs.1"},
                     Lines{"error: " + other} + Denied("2.0.0.0", other)),
             Verdict("WithoutTarget", {on1}, Denied("unknown", "Failed to load target software revision.")),

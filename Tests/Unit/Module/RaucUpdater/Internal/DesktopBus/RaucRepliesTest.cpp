@@ -150,12 +150,8 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
                       text("installed.timestamp", "2023-05-01T10:00:00Z"),
                       text("activated.timestamp", "2023-05-02T11:00:00"),
                       text("foo", "x"),
-                      text("State", "x"),
                       text("installed.timestamp", "soonZ"),
-                      text("size", "1"),
-                      count("size", 1),
                       count("sha256", 1),
-                      count("installed.timestamp", 1),
                       Text("no entry"),
                       Entry({Text("status")}),
                       Entry({Text("status"), Text("no variant")}),
@@ -174,7 +170,7 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
     EXPECT_EQ(status.GetActivatedDateTime(), DateTime::FromIso8601String("2023-05-02T11:00:00"));
     const String lines = Join(log->GetLinesOf("RaucSlotStatus"), "; ");
     const String skipped = "debug RaucSlotStatus: Not supported; ";
-    EXPECT_TRUE(lines.starts_with(skipped + skipped +
+    EXPECT_TRUE(lines.starts_with(skipped +
                                   "error RaucSlotStatus: Failed to parse timestamp=soon. Zel::Exception: "));
     EXPECT_EQ(Read(RaucSlotStatus(), {Text("x")}), "refused; error Failed to enter array. #");
 }

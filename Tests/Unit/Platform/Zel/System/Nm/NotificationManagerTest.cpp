@@ -1,7 +1,6 @@
 #include "Zel/System/Nm/NotificationManager.h"
 
 #include "Support/RecordingLogSink.h"
-#include "Support/RecordingNotificationSink.h"
 #include "Support/Thrown.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Nm/NotificationRegistration.h"
@@ -18,7 +17,6 @@ namespace
 using Commons::ArgumentException;
 using Lines = std::vector<String>;
 using NmPayload::Security::SecurityNotificationPayload;
-using Tests::Support::RecordingNotificationSink;
 using Registration = NotificationRegistration<SecurityNotificationPayload>;
 
 /// A sink and a manager that refuse what they are asked for.
@@ -29,11 +27,25 @@ struct Stubborn : INotificationSink, NotificationManager
     void Unregister(NotificationId) override { throw Exception("not now"); }
 };
 
+/// Keeps what is delivered.
+struct Sink : INotificationSink
+{
+    void Write(const Notification& told) override
+    {
+        lines.push_back(String(ToString(told.severity)) + " " + told.name + " (" + told.sender +
+                        "): " + told.message);
+        timestamp = told.timestamp;
+    }
+
+    Lines lines;
+    DateTime timestamp{0, DateTimeKind::Utc};
+};
+
 struct NotificationManagerTest : testing::Test
 {
     NotificationManagerTest() { manager.AddSink(sink); }
 
-    const std::shared_ptr<RecordingNotificationSink> sink = std::make_shared<RecordingNotificationSink>();
+    const std::shared_ptr<Sink> sink = std::make_shared<Sink>();
     NotificationManager manager;
 };
 
@@ -49,8 +61,8 @@ TEST_F(NotificationManagerTest, DeliversToEverySinkAndThenTellsOfOneThatThrew)
         Tests::Support::GetThrown([&] { succeeded.SendNotificationWithTimestamp(timestamp, "done"); }),
         "Zel::Exception: Failed to deliver notification Update.Succeeded: Zel::Exception: store is full");
     const String line = "Information Update.Succeeded (Software Update): done";
-    EXPECT_EQ(sink->GetLines(), (Lines{line, line}));
-    EXPECT_EQ(sink->GetNotifications().front().timestamp, timestamp);
+    EXPECT_EQ(sink->lines, (Lines{line, line}));
+    EXPECT_EQ(sink->timestamp, timestamp);
 }
 
 TEST_F(NotificationManagerTest, RefusesNamesAndIdsThatAreNotItsOwn)
@@ -60,7 +72,7 @@ TEST_F(NotificationManagerTest, RefusesNamesAndIdsThatAreNotItsOwn)
     EXPECT_THROW(Registration("Taken", "Two", Severity::Error, manager), ArgumentException);
     EXPECT_THROW(manager.Send(id, {}, SecurityNotificationPayload("text")), ArgumentException);
     EXPECT_THROW(manager.Send(id + 1, {}, SecurityNotificationPayload("text")), ArgumentException);
-    EXPECT_EQ(sink->GetLines(), Lines{});
+    EXPECT_EQ(sink->lines, Lines{});
 }
 
 TEST_F(NotificationManagerTest, DisposeUnregistersOnceAndFreesTheNameAndLogsARefusal)
@@ -71,7 +83,7 @@ TEST_F(NotificationManagerTest, DisposeUnregistersOnceAndFreesTheNameAndLogsARef
     const Registration next("Name", "Second", Severity::Information, manager);
     registration.Dispose();
     next.SendNotificationWithTimestamp({}, "text");
-    EXPECT_EQ(sink->GetLines(), Lines{"Information Name (Second): text"});
+    EXPECT_EQ(sink->lines, Lines{"Information Name (Second): text"});
     const Tests::Support::RecordingLog log;
     Stubborn stubborn;
     Registration("Name", "Sender", Severity::Error, stubborn).Dispose();
