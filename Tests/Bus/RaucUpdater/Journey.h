@@ -8,7 +8,6 @@
 
 #include <functional>
 #include <memory>
-#include <ostream>
 #include <vector>
 
 namespace Zel::Tests
@@ -64,12 +63,6 @@ struct Journey
     Lines story{};
     JourneyEnd end{};
 };
-
-/// Names the row where a test shows its parameter.
-inline void PrintTo(const Journey& journey, std::ostream* stream)
-{
-    *stream << journey.name;
-}
 
 /// A device's life with a module on it. Everything is for one thread.
 class JourneyRun

@@ -253,7 +253,6 @@ std::vector<Journey> Signals()
     const String reboot = "The device is going to reboot.";
     const Lines ended = Lines{"info: Installation HasCompleted=false"} + Ended;
     std::vector<Journey> rows = {
-        Told("LastErrorIsCleared", [](auto& rauc) { rauc.EmitLastError(""); }, {"SetMessage ''"}),
         Told("CompletedWithAFailure", failed, ended, "none", State::Failed),
         Told("UntoldStatus", all,
              {"error: Failed to get updater status.", "error: Failed to get updater status.",

@@ -1,7 +1,6 @@
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusConnection.h"
 
 #include "RaucBusTest.h"
-#include "RaucUpdater/Internal/DesktopBus/DesktopBusCallGate.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucCompletedSignal.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucOperationProperty.h"
@@ -321,18 +320,6 @@ TEST_F(BusDeathTest, FourCallersAMatchChangerAndAHotListenerLoseNothingBeforeThe
         bus.Start();
         rauc.Start();
     }
-}
-
-TEST(DesktopBusCallGateTest, WhoGivesUpDoesNotBlockThoseBehind)
-{
-    const DesktopBusCallGate gate;
-    auto pass = gate.Enter();
-    auto givesUp = std::async(std::launch::async, [&] { return gate.TryEnter(50ms).IsHeld(); });
-    auto waits = std::async(std::launch::async, [&] { return gate.Enter().IsHeld(); });
-    EXPECT_FALSE(givesUp.get());
-    EXPECT_FALSE(gate.TryEnter(1h).IsHeld()) << "told at once, since it would wait for itself";
-    std::thread([given = std::move(pass)] {}).join();
-    ASSERT_EQ(waits.wait_for(10s), std::future_status::ready);
 }
 
 } // namespace
