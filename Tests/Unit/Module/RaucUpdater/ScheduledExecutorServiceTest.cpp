@@ -10,7 +10,6 @@
 #include <future>
 #include <limits>
 #include <optional>
-#include <thread>
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
 {
