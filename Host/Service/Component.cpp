@@ -34,6 +34,7 @@ Component::~Component()
 void Component::Start()
 {
     life = Life::Starting;
+    startTime.reset();
     UpdateStatus();
     start.Begin();
 }
@@ -98,6 +99,7 @@ void Component::OnInitialized(const std::optional<String>& failure)
 void Component::OnRestarting()
 {
     life = Life::Restarting;
+    restartFailed = false;
     UpdateStatus();
     FinishAfterStart();
     environment.started(RequestResult::Done());
@@ -144,7 +146,11 @@ void Component::InstallAgain()
 void Component::InstallAgain(const ComponentRecord& record)
 {
     const std::vector<HistoryEntry> entries = GetHistory(1);
-    const HistoryEntry entry = entries.empty() ? HistoryEntry() : entries.front();
+    if (entries.empty())
+    {
+        return;
+    }
+    const HistoryEntry& entry = entries.front();
     // A clock that was set back meanwhile must not make the delay longer than it was.
     const std::int64_t delay = std::max<std::int64_t>(record.dueTime - entry.begun, 0);
     const std::int64_t left = std::clamp<std::int64_t>(record.dueTime - GetUnixTime(), 0, delay);
@@ -154,13 +160,24 @@ void Component::InstallAgain(const ComponentRecord& record)
     request =
         Request{"install", entry.caller, [this](const RequestResult& result) { OnInstalledAgain(result); }};
     AskToInstall({version.empty() ? entry.to : version, entry.kind == HistoryEntry::Fallback,
-                  static_cast<std::uint64_t>(left / MicrosecondsPerMillisecond)});
+                  static_cast<std::uint64_t>(left / MicrosecondsPerMillisecond)},
+                 record.dueTime);
 }
 
 void Component::OnInstalledAgain(const RequestResult& result)
 {
-    const auto known = environment.status->GetComponentStatus(id);
-    if (!result.IsOk() && known && known->record.IsSuspended())
+    UpdateStatus();
+    if (result.IsOk() || !suspended)
+    {
+        return;
+    }
+    const bool isFinal = result.error == ToString(ResultCode::NotFound) ||
+                         result.error == ToString(ResultCode::InvalidArgument);
+    if (!isFinal)
+    {
+        againTimer.Arm(RefreshRetry);
+    }
+    else
     {
         const String text = "The installation that waited could not be resumed. " + result.text;
         environment.status->SetMessage(id, text, false);
@@ -313,12 +330,12 @@ void Component::UpdateStatus()
     const ComponentStatus& status = *known;
     const ComponentRecord& record = status.record;
     const bool wasInstalling = snapshot.state == InstallationState::Installing;
-    const bool wasWaiting = snapshot.activity == Activity::Waiting;
+    const bool wasWaiting = snapshot.activity == Activity::Waiting && !suspended;
     const bool waiting = IsWaiting(record);
     restartFailed = restartFailed && record.restartOrdered;
     suspended = record.IsSuspended();
     ComponentSnapshot next = snapshot;
-    next.activity = FindActivity(record);
+    next.activity = waiting ? Activity::Waiting : FindActivity(record);
     next.state = waiting ? InstallationState::Installing : record.state;
     next.message = EscapeControlCharacters(status.message);
     next.progress = status.progress;
@@ -328,7 +345,8 @@ void Component::UpdateStatus()
     next.lastVerdict.version = EscapeControlCharacters(next.lastVerdict.version);
     next.lastVerdict.reason = EscapeControlCharacters(next.lastVerdict.reason);
     next.nextStart = waiting ? record.dueTime : 0;
-    if (status.endLost && !endTimer.IsArmed())
+    // While it starts, `ComponentStart` tries again.
+    if (status.endLost && life == Life::Ready && !endTimer.IsArmed())
     {
         endTimer.Arm(EndRetry);
     }
@@ -338,7 +356,7 @@ void Component::UpdateStatus()
     Show(next);
     if (isNewVerdict)
     {
-        OnVerdict();
+        OnVerdict(record);
     }
     if (wasInstalling && next.state != InstallationState::Installing && life == Life::Ready)
     {
@@ -357,10 +375,7 @@ bool Component::IsWaiting(const ComponentRecord& record) const
 
 const String& Component::FindActivity(const ComponentRecord& record) const
 {
-    if (IsWaiting(record))
-    {
-        return Activity::Waiting;
-    }
+    const bool sameBoot = record.bootId == environment.status->GetBootId();
     if (record.state != InstallationState::Installing)
     {
         return life == Life::Ready ? Activity::None : Activity::Starting;
@@ -369,11 +384,11 @@ const String& Component::FindActivity(const ComponentRecord& record) const
     {
         return Activity::RestartNeeded;
     }
-    if (life == Life::Restarting || (life == Life::Ready && record.restartOrdered))
+    if (life == Life::Restarting || (life == Life::Ready && record.restartOrdered && sameBoot))
     {
         return Activity::Restarting;
     }
-    if (life != Life::Ready)
+    if (life != Life::Ready || !sameBoot)
     {
         return Activity::Deciding;
     }
@@ -392,7 +407,7 @@ void Component::OnRestartFailed(const String& reason)
     }
 }
 
-void Component::OnVerdict()
+void Component::OnVerdict(const ComponentRecord& record)
 {
     const Verdict& verdict = snapshot.lastVerdict;
     if (verdictHandler)
@@ -404,13 +419,13 @@ void Component::OnVerdict()
         untoldVerdict = verdict;
     }
     // After a restart of the device it is the module that notifies.
-    if (verdict.result == HistoryEntry::Failed && life == Life::Ready)
+    const bool sameBoot = record.bootId == environment.status->GetBootId();
+    if (verdict.result == HistoryEntry::Failed && life == Life::Ready && sameBoot)
     {
-        const std::vector<HistoryEntry> entries = GetHistory(1);
-        const bool revert = !entries.empty() && entries.front().kind == HistoryEntry::Revert;
-        environment.failed(revert ? Format("The revert has failed. {0}", verdict.reason)
-                                  : Format("The installation of version '{0}' has failed. {1}",
-                                           verdict.version, verdict.reason));
+        environment.failed(
+            record.begunAsInstallation
+                ? Format("The installation of version '{0}' has failed. {1}", verdict.version, verdict.reason)
+                : Format("The revert has failed. {0}", verdict.reason));
     }
 }
 

@@ -143,8 +143,9 @@ private:
     void FinishCancel(bool notAsked);
     /// Ends an installation that RAUC was not asked for.
     [[nodiscard]] bool CallOff();
-    void AskToInstall(const InstallRequest& installRequest);
-    void SetUpcoming(const InstallRequest& installRequest);
+    /// `dueTime` is 0 or that of an installation that waits already.
+    void AskToInstall(const InstallRequest& installRequest, std::int64_t dueTime);
+    void SetUpcoming(const InstallRequest& installRequest, std::int64_t dueTime);
     void FinishRevert(const RequestResult& result);
     /// Returns the version that a revert goes back to, as far as it is known.
     [[nodiscard]] String FindEarlierVersion() const;
@@ -167,8 +168,9 @@ private:
     [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
     void UpdateStatus();
     [[nodiscard]] bool IsWaiting(const ComponentRecord& record) const;
+    /// Of a component that does not wait.
     [[nodiscard]] const String& FindActivity(const ComponentRecord& record) const;
-    void OnVerdict();
+    void OnVerdict(const ComponentRecord& record);
     void OnInstallationEnded(bool whileWaiting);
     void Apply(const ModulePicture& picture);
     void Show(const ComponentSnapshot& next);
@@ -184,8 +186,8 @@ private:
     std::optional<Verdict> untoldVerdict;
     bool restartFailed = false;
     bool suspended = false;
-    /// Before this moment the module does not start the installation that waits; not known while none was
-    /// asked of a module.
+    /// Before this moment the module does not start the installation that it was asked for last; not known
+    /// while it was not asked.
     std::optional<std::chrono::steady_clock::time_point> startTime;
     ChangeHandler changeHandler;
     VerdictHandler verdictHandler;

@@ -145,8 +145,10 @@ String ComponentAnswers::DescribeProgress(const ComponentSnapshot& snapshot)
 {
     if (snapshot.activity == Activity::Waiting)
     {
-        return Format("An installation waits until {0}. 'zelupdate cancel' calls it off.",
-                      FromUnixTime(snapshot.nextStart).ToIso8601String());
+        const String until = snapshot.nextStart > GetUnixTime()
+                                 ? FromUnixTime(snapshot.nextStart).ToIso8601String()
+                                 : "RAUC rests";
+        return Format("An installation waits until {0}. 'zelupdate cancel' calls it off.", until);
     }
     static const std::map<String, String> Texts = {
         {Activity::Starting, "The updater is starting. Try again in a moment."},

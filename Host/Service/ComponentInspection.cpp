@@ -8,9 +8,7 @@
 namespace Zel::Host::Service
 {
 
-using Services::SoftwareUpdate::InstallationState;
 using Services::SoftwareUpdate::ResultCode;
-using System::Core::Format;
 
 void Component::Inspect(FileDescriptor bundle, const String& caller, const InspectionCompletion& completion)
 {

@@ -45,17 +45,17 @@ void Component::Install(const InstallRequest& installRequest, const String& call
         Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument), fault));
         return;
     }
-    WhenRaucRests([this, installRequest] { AskToInstall(installRequest); });
+    WhenRaucRests([this, installRequest] { AskToInstall(installRequest, 0); });
 }
 
-void Component::AskToInstall(const InstallRequest& installRequest)
+void Component::AskToInstall(const InstallRequest& installRequest, std::int64_t dueTime)
 {
-    SetUpcoming(installRequest);
+    SetUpcoming(installRequest, dueTime);
     CallModule([installRequest](const ModuleCalls& calls) { return calls.Install(installRequest); },
                [this](const RequestResult& result) { Finish(result); });
 }
 
-void Component::SetUpcoming(const InstallRequest& installRequest)
+void Component::SetUpcoming(const InstallRequest& installRequest, std::int64_t dueTime)
 {
     const auto delay = static_cast<std::int64_t>(installRequest.delay);
     startTime = std::chrono::steady_clock::now() + std::chrono::milliseconds(delay);
@@ -63,11 +63,15 @@ void Component::SetUpcoming(const InstallRequest& installRequest)
     {
         delayTimer.Arm(std::chrono::milliseconds(delay));
     }
+    if (dueTime == 0 && delay > 0)
+    {
+        dueTime = GetUnixTime() + delay * MicrosecondsPerMillisecond;
+    }
     const bool fallback = installRequest.fallback;
     const String& offered = fallback ? snapshot.fallbackVersion : snapshot.pendingVersion;
     environment.status->SetUpcoming(id, {request->caller, fallback, snapshot.currentVersion,
                                          installRequest.version.empty() ? offered : installRequest.version,
-                                         delay > 0 ? GetUnixTime() + delay * MicrosecondsPerMillisecond : 0});
+                                         dueTime, *startTime});
 }
 
 String Component::FindEarlierVersion() const
@@ -91,7 +95,7 @@ void Component::Revert(const String& caller, const Completion& completion)
             [this]
             {
                 environment.status->SetUpcoming(
-                    id, {request->caller, false, snapshot.currentVersion, FindEarlierVersion(), 0});
+                    id, {request->caller, false, snapshot.currentVersion, FindEarlierVersion(), 0, {}});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
                            [this](const RequestResult& result) { FinishRevert(result); });
             });
@@ -157,7 +161,9 @@ void Component::FinishCancel(bool notAsked)
     {
         Finish(RequestResult::Refused(
             ToString(ResultCode::InvalidState),
-            "The installation may have started meanwhile. Look at the state to see how far it came."));
+            notAsked
+                ? "The status store could not keep that. Look at the service's log, and try again."
+                : "The installation may have started meanwhile. Look at the state to see how far it came."));
     }
     Start();
 }
@@ -184,8 +190,14 @@ bool Component::Admit(const char* what, const String& caller, const Completion& 
     if (life != Life::Ready)
     {
         UpdateStatus();
+        ComponentSnapshot shown = snapshot;
+        if (shown.activity == Activity::Waiting)
+        {
+            // Nor can it be called off yet.
+            shown.activity = Activity::Starting;
+        }
         completion(
-            RequestResult::Refused(RequestResult::TryLater, ComponentAnswers::DescribeProgress(snapshot)));
+            RequestResult::Refused(RequestResult::TryLater, ComponentAnswers::DescribeProgress(shown)));
         return false;
     }
     if (request)

@@ -119,7 +119,6 @@ void ComponentStart::EndAsFailed(const String& reason)
 {
     const String version = ReadTargetVersion();
     const auto status = environment.status->GetComponentStatus(componentId);
-    Log(LogLevel::Error, "{0} It has failed.", reason);
     environment.status->SetMessage(componentId, reason, false);
     hasShown = false;
     environment.status->EndInstallation(componentId, false);
@@ -127,7 +126,15 @@ void ComponentStart::EndAsFailed(const String& reason)
     {
         // The store could not keep the end, and a module would decide what it must not.
         checkTimer.Arm(CheckInterval);
+        environment.startDelayed(reason);
         return;
+    }
+    Log(LogLevel::Error, "{0} It has failed.", reason);
+    if (!status->record.begunAsInstallation)
+    {
+        // It can be asked for again.
+        static_cast<void>(
+            environment.status->WriteProperty(componentId, StatusStore::RevertedToProperty, "", true));
     }
     environment.interrupted(status->record.begunAsInstallation
                                 ? Format("The installation of version '{0}' has failed. {1}", version, reason)
@@ -140,6 +147,7 @@ void ComponentStart::InstallAgain(const String& reason)
     if (!environment.status->Suspend(componentId))
     {
         checkTimer.Arm(CheckInterval);
+        environment.startDelayed(reason);
         return;
     }
     Log(LogLevel::Warning, "{0} It is asked for again.", reason);

@@ -18,8 +18,7 @@ namespace
 /// A module does not always pass on why RAUC refuses, and RAUC not always why it does.
 constexpr const char* RejectedBundle =
     " RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong clock, or a "
-    "folder "
-    "that it does not see, looks the same. 'zelupdate check FILE' tells more.";
+    "folder that it does not see, looks the same. 'zelupdate check FILE' tells more.";
 
 } // namespace
 
@@ -38,6 +37,12 @@ RequestResult ModuleCalls::Guard(const Call& call)
     {
         Log(LogLevel::Error, "The module failed: {0}", exception.what());
         return RequestResult::FromCode(ResultCode::OperationFailed, exception.what());
+    }
+    catch (...)
+    {
+        const String reason = DescribeCurrentException();
+        Log(LogLevel::Error, "The module failed: {0}", reason);
+        return RequestResult::FromCode(ResultCode::OperationFailed, reason);
     }
 }
 
@@ -64,9 +69,10 @@ std::optional<String> ModuleCalls::ReadVersion(FileType fileType) const
         }
         Log(LogLevel::Warning, "The {0} version could not be read: {1}", ToString(fileType), ToString(code));
     }
-    catch (const std::exception& exception)
+    catch (...)
     {
-        Log(LogLevel::Error, "The {0} version could not be read: {1}", ToString(fileType), exception.what());
+        Log(LogLevel::Error, "The {0} version could not be read: {1}", ToString(fileType),
+            DescribeCurrentException());
     }
     return std::nullopt;
 }
@@ -92,9 +98,9 @@ void ModuleCalls::ReadFallback(ModulePicture& picture) const
             picture.revertible = status.revertible;
         }
     }
-    catch (const std::exception& exception)
+    catch (...)
     {
-        Log(LogLevel::Error, "The status could not be read: {0}", exception.what());
+        Log(LogLevel::Error, "The status could not be read: {0}", DescribeCurrentException());
     }
 }
 

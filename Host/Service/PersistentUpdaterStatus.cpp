@@ -108,8 +108,8 @@ Beginning PersistentUpdaterStatus::MakeBeginning(const String& componentId, bool
     const std::lock_guard lock(mutex);
     Volatile& shown = GetVolatile(componentId);
     shown.step.clear();
-    shown.lostEnd.reset();
     const Upcoming upcoming = std::exchange(shown.upcoming, {});
+    shown.startTime = upcoming.startTime;
     Beginning beginning;
     beginning.installation = installation;
     beginning.bootId = bootId;
@@ -131,6 +131,10 @@ bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool 
     const bool stored = TryStore("BeginInstallation", [&] { begun = store->Begin(componentId, beginning); });
     if (stored && begun)
     {
+        {
+            const std::lock_guard lock(mutex);
+            GetVolatile(componentId).lostEnd.reset();
+        }
         NotifyChange(componentId);
     }
     return stored && begun;
@@ -260,12 +264,20 @@ void PersistentUpdaterStatus::SetBootSlot(const String& name)
 
 void PersistentUpdaterStatus::AddStep(const String& componentId, const String& text)
 {
-    static_cast<void>(TryStore("AddStep", [&] { store->AddStep(componentId, text); }));
+    const bool waits = Waits(componentId);
+    static_cast<void>(TryStore("AddStep", [&] { store->AddStep(componentId, text, waits); }));
+}
+
+bool PersistentUpdaterStatus::Waits(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    return std::chrono::steady_clock::now() < GetVolatile(componentId).startTime;
 }
 
 void PersistentUpdaterStatus::AddRestart(const String& componentId)
 {
-    static_cast<void>(TryStore("AddRestart", [&] { store->AddRestart(componentId); }));
+    const bool waits = Waits(componentId);
+    static_cast<void>(TryStore("AddRestart", [&] { store->AddRestart(componentId, waits); }));
     NotifyChange(componentId);
 }
 

@@ -5,6 +5,7 @@
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -51,6 +52,8 @@ public:
         String to;
         /// Microseconds since 1970 in UTC; 0 for at once.
         std::int64_t dueTime = 0;
+        /// Before this moment RAUC is not asked for it.
+        std::chrono::steady_clock::time_point startTime{};
     };
 
     /// The most bytes of a message.
@@ -113,6 +116,8 @@ private:
     /// What is known of a component in memory only.
     struct Volatile
     {
+        /// Of what is running, when it was begun in this process.
+        std::chrono::steady_clock::time_point startTime;
         String message;
         int progress = 0;
         String progressText;
@@ -131,6 +136,8 @@ private:
     [[nodiscard]] Beginning MakeBeginning(const String& componentId, bool installation);
     [[nodiscard]] String JudgeFailure(const ComponentRecord& record);
     void End(const String& componentId, const Ending& ending);
+    /// Whether RAUC cannot have been asked for what is running.
+    [[nodiscard]] bool Waits(const String& componentId);
     void NotifyChange(const String& componentId) const;
 
     const std::shared_ptr<StatusStore> store;

@@ -34,7 +34,8 @@ StartGuard::Decision StartGuard::Decide(const StartFacts& facts)
     {
         return {StartAction::Initialize, ""};
     }
-    if (!facts.record.prepared)
+    // One that waits loses nothing by that: it is asked for again.
+    if (!facts.record.prepared && facts.record.dueTime == 0)
     {
         return {StartAction::EndAsFailed, "The installation was interrupted before it was prepared."};
     }
@@ -55,7 +56,8 @@ StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
     const ComponentRecord& record = facts.record;
     const bool known = !record.bootSlot.empty() && !facts.rauc.bootSlot.empty();
     const bool sameSlot = known && record.bootSlot == facts.rauc.bootSlot;
-    if (record.dueTime != 0 && (sameSlot || (!known && !IsSwitched(facts))))
+    const bool unchanged = sameSlot || (!known && !IsSwitched(facts));
+    if (record.dueTime > facts.now || (record.dueTime != 0 && unchanged))
     {
         return {StartAction::InstallAgain, "The device was restarted while the installation waited."};
     }
@@ -66,7 +68,8 @@ StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
     if (sameSlot && !record.restartOrdered)
     {
         return {StartAction::EndAsFailed,
-                "The device was restarted before RAUC had reported the end of the installation."};
+                "The device was restarted before the installation was known to be complete, and runs from "
+                "the slot that it was to leave."};
     }
     return {StartAction::Initialize, ""};
 }
@@ -74,12 +77,11 @@ StartGuard::Decision StartGuard::DecideInNewBoot(const StartFacts& facts)
 StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
 {
     const bool waited = facts.record.dueTime != 0;
-    const Decision installAgain = {StartAction::InstallAgain,
-                                   "The service was started again while the installation waited."};
+    const String waitedReason = "The service was started again while the installation waited.";
     if (waited && facts.record.dueTime > facts.now)
     {
         // Whatever RAUC does, it does for somebody else.
-        return installAgain;
+        return {StartAction::InstallAgain, waitedReason};
     }
     const String what = facts.record.begunAsInstallation ? "installation" : "revert";
     if (facts.rauc.state == RaucState::Busy)
@@ -98,7 +100,7 @@ StartGuard::Decision StartGuard::DecideInSameBoot(const StartFacts& facts)
     }
     if (waited)
     {
-        return installAgain;
+        return {StartAction::InstallAgain, waitedReason};
     }
     return {StartAction::EndAsFailed, Format("The {0} was interrupted, and RAUC did not complete it.", what)};
 }

@@ -32,7 +32,7 @@ struct ComponentRecord
     String bootId;
     String bootSlot;
     /// When a delayed installation starts, in microseconds since 1970 in UTC; 0 without a delay, and as soon
-    /// as RAUC has begun.
+    /// as RAUC has begun or the restart is ordered.
     std::int64_t dueTime = 0;
     /// Whether the restart was ordered that ends what is running.
     bool restartOrdered = false;
@@ -83,6 +83,8 @@ public:
     /// The properties in which a module keeps the version that it installs and the slot that it starts from.
     inline static const String TargetVersionProperty = "TargetSoftwareRevision";
     inline static const String InstallerSlotProperty = "InstallerSlotName";
+    /// The one by which it knows that an installation was reverted already.
+    inline static const String RevertedToProperty = "RevertedTo";
 
     /// What is kept of notifications, of the history and of one entry's steps; older entries are forgotten,
     /// later steps are dropped.
@@ -134,10 +136,12 @@ public:
     /// Returns the latest notifications, the newest one first.
     [[nodiscard]] std::vector<Notification> GetNotifications(std::int64_t limit);
 
-    /// Adds to what is running, which waits no longer then; does nothing when nothing is.
-    void AddStep(const String& componentId, const String& text);
-    /// Adds the step that the restart is ordered.
-    void AddRestart(const String& componentId);
+    /// Adds to what is running, which waits no longer then unless `waits` is set; does nothing when nothing
+    /// is.
+    void AddStep(const String& componentId, const String& text, bool waits = false);
+    /// Adds the step that the restart is ordered; the restart belongs to somebody else's installation where
+    /// `waits` is set.
+    void AddRestart(const String& componentId, bool waits = false);
     /// Returns the latest entries, the newest one first.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::int64_t limit);
     [[nodiscard]] Verdict GetLastVerdict(const String& componentId);

@@ -43,23 +43,29 @@ WHERE component = ?1 AND ended = 0 AND (SELECT count(*) FROM step WHERE entry = 
     insertion.Bind(component).Bind(GetUnixTime()).Bind(text).Bind(MaximumSteps).Run();
 }
 
-void StatusStore::AddStep(const String& componentId, const String& text)
+void StatusStore::AddStep(const String& componentId, const String& text, bool waits)
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
     InsertStep(component, text);
-    database->Prepare("UPDATE component SET due_time = 0 WHERE key = ? AND state = 1").Bind(component).Run();
+    database->Prepare("UPDATE component SET due_time = due_time * ? WHERE key = ? AND state = 1")
+        .Bind(std::int64_t{waits})
+        .Bind(component)
+        .Run();
     transaction.Commit();
 }
 
-void StatusStore::AddRestart(const String& componentId)
+void StatusStore::AddRestart(const String& componentId, bool waits)
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
     InsertStep(component, RestartOrderedStep);
-    database->Prepare("UPDATE component SET due_time = 0, restart_ordered = 1 WHERE key = ? AND state = 1")
+    database
+        ->Prepare("UPDATE component SET due_time = due_time * ?1, restart_ordered = NOT ?1 "
+                  "WHERE key = ?2 AND state = 1")
+        .Bind(std::int64_t{waits})
         .Bind(component)
         .Run();
     transaction.Commit();

@@ -163,10 +163,12 @@ TEST_F(ComponentTest, ARevertThatRaucDidNotDoEndsAsFailed)
     {
         EXPECT_TRUE(given.BeginInstallation(Id, false));
         EXPECT_TRUE(given.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.1", true));
+        EXPECT_TRUE(given.WriteProperty(Id, StatusStore::RevertedToProperty, "rootfs.1", true));
         return ResultCode::GeneralError;
     };
     EXPECT_THAT(Ask([this](auto done) { component.Revert("A", done); }), StartsWith("GeneralError: "));
     EXPECT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
+    EXPECT_EQ(store->ReadProperty(Id, StatusStore::RevertedToProperty), "");
     EXPECT_THAT(interruptions,
                 ElementsAre("The revert has failed. The revert was interrupted, and RAUC did not "
                             "complete it."));

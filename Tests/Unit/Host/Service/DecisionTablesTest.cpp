@@ -101,7 +101,10 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
     auto delayedNow = present;
     auto due = present;
     delayedThen.dueTime = delayedNow.dueTime = 2000;
-    due.dueTime = 1000;
+    auto dueThen = old;
+    due.dueTime = dueThen.dueTime = 1000;
+    auto unpreparedThen = delayedThen;
+    unpreparedThen.prepared = false;
     const auto revert = make(State::Installing, true, "now", false);
     const auto revertThen = make(State::Installing, true, "old", false);
     auto ordered = old;
@@ -126,9 +129,13 @@ TEST(StartGuardTest, EveryCaseHasItsAction)
         {"new boot, primary slot not known yet", old, restingOnUnknown, false, StartAction::Wait},
         {"new boot, had waited for its time", delayedThen, restingOnA, false, StartAction::InstallAgain},
         {"new boot, had waited, RAUC never came", delayedThen, absent, true, StartAction::InstallAgain},
-        {"new boot, had waited but switched", delayedThen, restingOnB, false, StartAction::Initialize},
+        {"new boot, waits, switched by others", delayedThen, restingOnB, false, StartAction::InstallAgain},
+        {"new boot, its time had come, switched", dueThen, restingOnB, false, StartAction::Initialize},
+        {"new boot, waits, not prepared", unpreparedThen, restingOnA, false, StartAction::InstallAgain},
         {"new boot, had waited, slot known", delayedThen, bootedX, false, StartAction::InstallAgain},
-        {"new boot, had waited, other slot", delayedThen, bootedY, false, StartAction::Initialize},
+        {"new boot, waits, other slot", delayedThen, bootedY, false, StartAction::InstallAgain},
+        {"new boot, its time had come", dueThen, bootedX, false, StartAction::InstallAgain},
+        {"new boot, its time had come, other slot", dueThen, bootedY, false, StartAction::Initialize},
         {"new boot, power lost in the middle", old, bootedX, false, StartAction::EndAsFailed},
         {"new boot, power lost, but switched", old, bootedY, false, StartAction::Initialize},
         {"new boot, switched back", ordered, bootedX, false, StartAction::Initialize},

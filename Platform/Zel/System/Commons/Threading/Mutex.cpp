@@ -5,8 +5,6 @@ namespace Zel::System::Commons::Threading
 
 Mutex::Mutex(bool recursive) : recursive(recursive) {}
 
-Mutex::~Mutex() = default;
-
 void Mutex::lock()
 {
     const std::thread::id caller = std::this_thread::get_id();

@@ -17,7 +17,7 @@ class ZEL_API Mutex
 public:
     /// `recursive` lets the owning thread lock again; it unlocks as often as it locked.
     explicit Mutex(bool recursive = false);
-    ~Mutex();
+    ~Mutex() = default;
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
 

@@ -225,6 +225,25 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
     }
 }
 
+TEST_F(DesktopBusConnectionTest, AStopWaitsForAHandlerThatHasStoppedItself)
+{
+    ASSERT_TRUE(connection.Open());
+    std::promise<void> stopped;
+    std::promise<void> released;
+    onCompleted = [&]
+    {
+        EXPECT_TRUE(connection.StopListenForSignals());
+        stopped.set_value();
+        released.get_future().wait();
+    };
+    rauc.EmitCompleted(0);
+    stopped.get_future().wait();
+    others.push_back(std::async(std::launch::async, [this] { return connection.StopListenForSignals(); }));
+    EXPECT_EQ(others.back().wait_for(50ms), std::future_status::timeout);
+    released.set_value();
+    EXPECT_EQ(others.back().wait_for(10s), std::future_status::ready);
+}
+
 TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
 {
     ASSERT_TRUE(connection.Open());
