@@ -30,7 +30,8 @@ namespace
 {
 
 /// The block that is copied at once, in bytes: it stays in the processor's cache between reading and writing.
-constexpr std::size_t BlockSize = std::size_t{256} * 1024;
+/// Twice the size was measured to be half as fast.
+constexpr std::size_t BlockSize = std::size_t{128} * 1024;
 /// After so many bytes the device begins to write, so that the sync at the end is short.
 constexpr off_t WriteBackSize = off_t{8} * 1024 * 1024;
 
