@@ -135,7 +135,9 @@ void Component::InstallAgain()
         environment.probe(
             [this, record = known->record](const RaucAnswer& answer)
             {
-                if (answer.state == RaucState::Resting && life == Life::Ready && !request)
+                // It may have been called off, or asked for, while RAUC was asked.
+                UpdateStatus();
+                if (answer.state == RaucState::Resting && life == Life::Ready && !request && suspended)
                 {
                     InstallAgain(record);
                 }

@@ -8,9 +8,7 @@
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 #include <chrono>
-#include <cstdint>
 #include <functional>
-#include <optional>
 
 namespace Zel::Host::Service
 {

@@ -150,6 +150,9 @@ struct FakeDevice : LoopRunner
     std::vector<String> starts;
     std::vector<String> interruptions;
     std::vector<String> failures;
+    /// Whether RAUC keeps its answers back, and to whom it owes them.
+    bool holds = false;
+    std::vector<RaucAnswerHandler> held;
     int announcements = 0;
     std::set<String> changed;
     const std::shared_ptr<StatusStore> store = std::make_shared<StatusStore>(folder / "state");
@@ -165,7 +168,7 @@ struct FakeDevice : LoopRunner
                 status,
                 [this] { return std::make_unique<Tests::Support::FakeUpdaterModule>(script); },
                 "settings.xml",
-                [this](const auto& handler) { handler(rauc); },
+                [this](const auto& handler) { holds ? held.push_back(handler) : handler(rauc); },
                 [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
                 {
                     inspected = path;

@@ -108,6 +108,23 @@ TEST_F(ComponentStartTest, AnInstallationThatMissedItsTimeIsAskedForAtOnceWhenRa
     EXPECT_THAT(script->GetCalls(), Contains("InstallSoftwarePackage 2.0.0.0"));
 }
 
+TEST_F(ComponentStartTest, WhatIsCalledOffWhileRaucIsAskedForItStaysSo)
+{
+    BeginInThisBoot(GetUnixTime() + 60'000'000);
+    rauc.state = RaucState::Absent;
+    EXPECT_EQ(Start(), "");
+    holds = true;
+    component.OnRaucOwnerChanged(true);
+    holds = false;
+    EXPECT_EQ(Cancel(), "");
+    for (const auto& answer : held)
+    {
+        answer({RaucState::Resting, "rootfs.0", "A"});
+    }
+    EXPECT_EQ(Resume().substr(0, 12), "InvalidState");
+    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("InstallSoftwarePackage"))));
+}
+
 TEST_F(ComponentStartTest, ASuspendedInstallationThatTheModuleRefusesHasFailedAndMayBeCalledOffBefore)
 {
     for (const bool cancel : {true, false})
