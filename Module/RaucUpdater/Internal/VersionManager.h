@@ -83,7 +83,8 @@ public:
     [[nodiscard]] bool GetBootedOrPrimarySlot(String& slotName);
 
     /// The same; keeps the name, even an empty one, as `PropertyInstallerSlotName` and writes a failure as
-    /// status message. False also when the property could not be saved.
+    /// status message. False also when the property could not be saved, which is told only where the settings
+    /// want the booted slot validated.
     [[nodiscard]] bool GetBootedOrPrimarySlotAndUpdateStatus(String& slotName);
 
     /// Keeps what an installation of `target` is to be compared with after the restart. Returns `Ok`,
@@ -91,11 +92,11 @@ public:
     /// where the status store refuses the target. Throws as `GetSoftwareVersion`.
     [[nodiscard]] ResultCode SaveVersionInfo(const SoftwareVersionType& target);
 
-    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, `GeneralError` for the
-    /// other types without a device-info service, otherwise what the read gave: `OperationFailed` for the
-    /// current and the fallback version (at most five reads each; see `ResetCache`), `NotFound` or
-    /// `InvalidArgument` for the pending one, whose file is deleted when RAUC cannot read it or it is for
-    /// another device. Throws `ArgumentException` for a text of 512 characters or more.
+    /// Reads a version; `version` is reset first. `NotSupported` for an unknown type, otherwise what the read
+    /// gave: `OperationFailed` for the current and the fallback version (at most five reads each; see
+    /// `ResetCache`), `NotFound` or `InvalidArgument` for the pending one, whose file is deleted when RAUC
+    /// cannot read it or it is for another device; `GeneralError` when a read went well without a device-info
+    /// service. Throws `ArgumentException` for a text of 512 characters or more.
     [[nodiscard]] ResultCode GetSoftwareVersion(SoftwareVersionFileType type, SoftwareVersionType& version);
 
     /// Returns `Ok` when the version of `type` has the manufacturer URI, the software revision and the patch
@@ -105,8 +106,8 @@ public:
                                             const SoftwareVersionType& expected);
 
     /// Moves the bundle at `sourcePath` to the temporary path, lets RAUC verify it there and moves it to the
-    /// pending update path; every other use of the pending bundle waits meanwhile. `errorMessage` says why
-    /// it was refused and is empty otherwise; an earlier pending bundle is left alone then.
+    /// pending update path; queries of the pending version wait meanwhile. `errorMessage` says why it was
+    /// refused and is empty otherwise; an earlier pending bundle is left alone then.
     [[nodiscard]] ResultCode SetSoftwarePackage(SoftwareVersionFileType type, const String& sourcePath,
                                                 String& errorMessage);
 

@@ -44,7 +44,7 @@ public:
                                          const std::vector<String>& patchIdentifiers,
                                          UpdateBehavior& behavior) = 0;
 
-    /// Reads one of the component's versions; `version` is reset first.
+    /// Reads one of the component's versions; `version` is reset first, unless the ID is not the component's.
     virtual ResultCode GetSoftwareVersion(const String& componentId, SoftwareVersionFileType fileType,
                                           SoftwareVersionType& version) = 0;
 

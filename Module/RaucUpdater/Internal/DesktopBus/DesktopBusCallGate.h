@@ -9,7 +9,8 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 /// Keeps the signal listener from taking a reply that a caller waits for: popping a message from libdbus's
 /// queue takes whatever stands first. A caller is inside from before it sends until it has its reply, the
 /// listener for reading and popping one message, and only one thread is inside at a time. Who waits gets in
-/// by order of arrival, so that callers cannot shut the listener out, nor a busy listener the callers.
+/// by order of arrival, so that neither a busy listener shuts the callers out nor they the listener, unless
+/// their calls take longer than its limit.
 class DesktopBusCallGate
 {
     struct State;

@@ -21,8 +21,9 @@ using System::Commons::Diagnostics::Logging::LogLevel;
 namespace
 {
 
-/// An earlier owner's unread signals would be taken for present ones; and after the bus died libdbus gives
-/// out a new connection only when nothing is left to read in the old one.
+/// What is left in the process's connection would be the next owner's, who would take the end of an earlier
+/// installation for that of a present one; and after the bus died libdbus gives out a new connection only
+/// when nothing is left to read in the old one.
 void DropUnreadMessages(DBusConnection* connection)
 {
     while (DesktopBusMessage(dbus_connection_pop_message(connection)).IsSet())
@@ -106,15 +107,11 @@ bool DesktopBusConnection::ConnectToSystemBus()
     DesktopBusError error;
     const auto pass = CallGate().Enter();
     connection.reset(GetSystemBus(error));
-    if (IsSet())
+    if (IsSet() && !IsAlive(Get()))
     {
-        const bool alive = IsAlive(Get());
         DropUnreadMessages(Get());
-        if (!alive)
-        {
-            connection.reset();
-            connection.reset(GetSystemBus(error));
-        }
+        connection.reset();
+        connection.reset(GetSystemBus(error));
     }
     if (error.IsSet())
     {
@@ -135,10 +132,7 @@ void DesktopBusConnection::Close()
     static_cast<void>(StopListenForSignals());
     signalListenerTimer.Elapsed.Remove(Delegate<>::Bind<&DesktopBusConnection::ReadSignals>(this));
     const auto pass = CallGate().Enter();
-    if (!dbus_connection_get_is_connected(Get()))
-    {
-        DropUnreadMessages(Get());
-    }
+    DropUnreadMessages(Get());
     connection.reset();
 }
 

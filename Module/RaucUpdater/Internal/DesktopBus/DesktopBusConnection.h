@@ -26,10 +26,11 @@ class DesktopBusError;
 /// classes. Signals are read by a timer twice a second, on the timer's thread, with the connection's lock
 /// held (a recursive one: a handler may start, stop and close the connection, and make calls).
 ///
-/// No operation throws for a D-Bus failure; each returns false or something unset and logs the reason. One
-/// call is under way at a time, over all connections of the process, because libdbus gives them all the same
-/// connection: callers wait for each other, and signals wait while a call runs. Opening and closing are one
-/// owner's, not concurrent with each other or with anything else; all else may be called from any thread.
+/// No operation throws for a D-Bus failure; each returns false or something unset, and the reason is logged
+/// where it is known. One call is under way at a time, over all connections of the process, because libdbus
+/// gives them all the same connection: callers wait for each other, and signals wait while a call runs.
+/// Opening and closing are one owner's, not concurrent with each other or with anything else; all else may be
+/// called from any thread.
 class DesktopBusConnection : private System::Commons::Diagnostics::Logging::Loggable<DesktopBusConnection>
 {
 public:
@@ -59,15 +60,17 @@ public:
 
     /// Connects to the system bus and listens to the interfaces of RAUC's signals. Returns true as well when
     /// it was open; false (logged) when there is no bus. That the bus refused a signal interface is only
-    /// logged. What nobody has read of the process's connection is dropped: one object at a time is open, so
-    /// a process has one module, and nobody else in it uses libdbus's shared connection to the system bus.
+    /// logged. One object at a time is open, so a process has one module, and nobody else in it uses
+    /// libdbus's shared connection to the system bus.
     [[nodiscard]] bool Open();
 
-    /// Ends listening and lets the connection go; does nothing when closed. When it returns to another thread
-    /// than the listener's, no handler runs any more. The next `Open` connects anew, also after the bus died.
+    /// Ends listening, drops what nobody has read and lets the connection go; does nothing when closed. When
+    /// it returns to another thread than the listener's, no handler runs any more. The next `Open` gets the
+    /// process's connection again, or a new one when the bus has died.
     void Close();
 
-    /// Sends without waiting for anything; false when closed or the message is unset.
+    /// Sends, waits for calls that are under way, but for no reply; false (not logged) when closed, when the
+    /// message is unset or when libdbus refuses.
     [[nodiscard]] bool SendMessageAsync(const DesktopBusMessage& message) const;
 
     /// Sends a call whose reply `GetReply` takes; the pending call is unset when it could not be sent. The

@@ -14,7 +14,7 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class DesktopBusError
 {
 public:
-    /// The error of a call that got no answer within libdbus's reply timeout (25 s).
+    /// The error of a call that got no answer within libdbus's reply timeout (25 s), or whose peer has gone.
     inline static const String NoReplyName = "org.freedesktop.DBus.Error.NoReply";
 
     /// Not set.

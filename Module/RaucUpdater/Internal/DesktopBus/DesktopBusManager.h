@@ -14,8 +14,10 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 class DesktopBusMethod;
 
 /// The one facade over RAUC. Each operation is one blocking D-Bus call on the caller's thread, sent a second
-/// time when the first got no reply within libdbus's timeout (25 s), so it takes up to 50 s. Nothing throws
-/// for a D-Bus failure: an operation logs the reason, returns false and leaves its out-parameters alone.
+/// time when the first ended with the error NoReply: after libdbus's timeout (25 s), so that it takes up to
+/// 50 s, or at once when RAUC goes. Calls of other threads are waited for before each. Nothing throws for a
+/// D-Bus failure: an operation logs the reason where there is one (a bus that has died gives none), returns
+/// false and leaves its out-parameters alone.
 /// Without an open connection every operation returns false.
 ///
 /// Calls may come from any thread, signal handlers included; `Open` and `Close` from one owner.

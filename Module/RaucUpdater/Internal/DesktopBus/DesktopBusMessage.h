@@ -61,7 +61,7 @@ public:
     /// variants. A field of any other type is logged as warning; at the head of a list it fails the call,
     /// after a written one it is left out. Returns false as well when the message is unset, a text is not
     /// UTF-8 or holds a NUL, or a signature is missing (logged as error), invalid or not that of the
-    /// contents; the message must not be sent then.
+    /// contents (a dict entry's are judged without a word); the message must not be sent then.
     [[nodiscard]] bool WriteFields(const std::vector<DesktopBusField>& fields);
 
 private:

@@ -20,8 +20,8 @@ class DesktopBusMethod : private System::Commons::Diagnostics::Logging::Loggable
 {
 public:
     /// Sends the call, waits for its reply and reads it. Returns true when a method return came and
-    /// `ReadFields` accepted it. An error reply is logged. With `retry`, a call that got no reply within
-    /// libdbus's timeout (25 s) is sent a second time, at once and for the last time.
+    /// `ReadFields` accepted it. An error reply is logged. With `retry`, a call that ended with the error
+    /// NoReply is sent a second time, at once and for the last time.
     [[nodiscard]] virtual bool SendMessage(const DesktopBusConnection& connection, bool retry);
 
     /// Reads the arguments of a method return.
