@@ -65,22 +65,18 @@ RaucState RaucWatch::Classify(const BusAnswer& answer)
     constexpr std::array Absent = {
         "org.freedesktop.DBus.Error.ServiceUnknown"sv, "org.freedesktop.DBus.Error.NameHasNoOwner"sv,
         "org.freedesktop.DBus.Error.Disconnected"sv, "org.freedesktop.DBus.Error.NoServer"sv};
-    constexpr std::array Silent = {
-        "org.freedesktop.DBus.Error.NoReply"sv, "org.freedesktop.DBus.Error.Timeout"sv,
-        "org.freedesktop.DBus.Error.TimedOut"sv, "org.freedesktop.DBus.Error.AccessDenied"sv};
     const std::string_view name = answer.errorName;
-    if (std::find(Absent.begin(), Absent.end(), name) != Absent.end() ||
-        name.starts_with("org.freedesktop.DBus.Error.Spawn."))
+    // What its own handlers refuse, it answers with such an error: for example where its bootloader cannot
+    // be asked for the primary slot.
+    if (answer.IsOk() || name.starts_with("org.gtk.GDBus.UnmappedGError."))
     {
-        return RaucState::Absent;
+        return answer.text.find("lready processing") != String::npos ? RaucState::Busy : RaucState::Resting;
     }
-    if (std::find(Silent.begin(), Silent.end(), name) != Silent.end())
-    {
-        return RaucState::Silent;
-    }
-    // It answers with other errors too, for example where its bootloader cannot be asked for the primary
-    // slot.
-    return answer.text.find("lready processing") != String::npos ? RaucState::Busy : RaucState::Resting;
+    // The bus answers for a service that it could not start, and hands on why systemd did not.
+    const bool isAbsent = std::find(Absent.begin(), Absent.end(), name) != Absent.end() ||
+                          name.starts_with("org.freedesktop.DBus.Error.Spawn.") ||
+                          name.starts_with("org.freedesktop.systemd1.");
+    return isAbsent ? RaucState::Absent : RaucState::Silent;
 }
 
 } // namespace Zel::Host::Service

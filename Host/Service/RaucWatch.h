@@ -27,8 +27,8 @@ public:
     /// answer is awaited share it.
     void Probe(RaucAnswerHandler handler);
 
-    /// Says what an answer means: a refusal proves that RAUC is busy only when it says so, since its property
-    /// "Operation" may read "idle" meanwhile.
+    /// Says what an answer means. A refusal proves that RAUC is busy only when it says so, since its property
+    /// "Operation" may read "idle" meanwhile; and that it rests, only where it is RAUC's own.
     [[nodiscard]] static RaucState Classify(const BusAnswer& answer);
 
 private:

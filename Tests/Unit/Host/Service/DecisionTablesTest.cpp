@@ -180,6 +180,9 @@ TEST(RaucWatchTest, AnAnswerTellsWhetherRaucWouldAnswerMore)
         {"org.freedesktop.DBus.Error.NameHasNoOwner", "", RaucState::Absent},
         {"org.freedesktop.DBus.Error.Spawn.ChildExited", "exited with status 3", RaucState::Absent},
         {"org.freedesktop.DBus.Error.Disconnected", "", RaucState::Absent},
+        {"org.freedesktop.systemd1.UnitMasked", "Unit rauc.service is masked.", RaucState::Absent},
+        {"org.freedesktop.DBus.Error.LimitsExceeded", "", RaucState::Silent},
+        {"org.freedesktop.DBus.Error.UnknownMethod", "already processing", RaucState::Silent},
     };
     for (const auto& [name, text, state] : rows)
     {
