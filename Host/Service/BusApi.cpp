@@ -72,7 +72,7 @@ BusApi::BusApi(BusConnection& connection, Content content)
     // Nobody would know the signal's sender before.
     for (Component* const component : this->content.components)
     {
-        component->TellEarlierVerdict();
+        component->GetView().TellEarlierVerdict();
     }
 }
 

@@ -10,18 +10,19 @@ namespace Zel::Host::Service
 
 using Services::SoftwareUpdate::InstallationState;
 using Services::SoftwareUpdate::ResultCode;
-using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
 Component::Component(String id, ComponentEnvironment environment)
     : id(std::move(id)), environment(std::move(environment)),
-      start(this->id, this->environment, {[this] { Initialize(); }, [this] { OnRestarting(); }}),
+      start(this->id, this->environment,
+            {[this] { module.Create([this](auto& failure) { OnInitialized(failure); }); },
+             [this] { OnRestarting(); }, [this](auto& text) { OnInterrupted(text); }}),
       announcementTimer(this->environment.loop, [this] { UpdateStatus(); }),
       refreshTimer(this->environment.loop, [this] { Refresh(false); }),
       delayTimer(this->environment.loop, [this] { UpdateStatus(); }),
       endTimer(this->environment.loop, [this] { this->environment.status->RetryEnd(this->id); }),
-      againTimer(this->environment.loop, [this] { InstallAgain(); }), worker("UpdateWorker")
+      againTimer(this->environment.loop, [this] { InstallAgain(); }), module(this->id, this->environment)
 {
     UpdateStatus();
 }
@@ -44,40 +45,7 @@ bool Component::HasStarted() const noexcept
     return life == Life::Ready || life == Life::Restarting;
 }
 
-void Component::Initialize()
-{
-    worker.Post(
-        [this]
-        {
-            const std::optional<String> failure = CreateModule();
-            environment.loop.Post([this, failure] { OnInitialized(failure); });
-        });
-}
-
-std::optional<String> Component::CreateModule()
-{
-    std::optional<String> failure;
-    try
-    {
-        module = environment.createModule();
-        module->Initialize(environment.settingsPath, environment.status);
-    }
-    catch (const std::exception& exception)
-    {
-        failure = exception.what();
-    }
-    catch (...)
-    {
-        failure = "It failed in an unknown way.";
-    }
-    if (failure)
-    {
-        module.reset();
-    }
-    return failure;
-}
-
-void Component::OnInitialized(const std::optional<String>& failure)
+void Component::OnInitialized(const ModuleWorker::Failure& failure)
 {
     if (life != Life::Starting)
     {
@@ -133,19 +101,20 @@ void Component::InstallAgain()
     if (known && !request)
     {
         environment.probe(
-            [this, record = known->record](const RaucAnswer& answer)
+            [this](const RaucAnswer& answer)
             {
                 // It may have been called off, or asked for, while RAUC was asked.
                 UpdateStatus();
-                if (answer.state == RaucState::Resting && life == Life::Ready && !request && suspended)
+                if (answer.state == RaucState::Resting && life == Life::Ready && !request &&
+                    record.IsSuspended())
                 {
-                    InstallAgain(record);
+                    InstallSuspended();
                 }
             });
     }
 }
 
-void Component::InstallAgain(const ComponentRecord& record)
+void Component::InstallSuspended()
 {
     const std::vector<HistoryEntry> entries = GetHistory(1);
     if (entries.empty())
@@ -169,7 +138,7 @@ void Component::InstallAgain(const ComponentRecord& record)
 void Component::OnInstalledAgain(const RequestResult& result)
 {
     UpdateStatus();
-    if (result.IsOk() || !suspended)
+    if (result.IsOk() || !record.IsSuspended())
     {
         return;
     }
@@ -184,6 +153,7 @@ void Component::OnInstalledAgain(const RequestResult& result)
         const String text = "The installation that waited could not be resumed. " + result.text;
         environment.status->SetMessage(id, text, false);
         environment.status->EndInstallation(id, false);
+        UpdateStatus();
     }
 }
 
@@ -193,31 +163,26 @@ void Component::Drop(EventLoop::Task done)
     start.Abandon();
     againTimer.Disarm();
     dropDone = std::move(done);
-    worker.Post(
+    module.Destroy(
         [this]
         {
-            module.reset();
-            environment.loop.Post(
-                [this]
-                {
-                    if (life == Life::Dropping)
-                    {
-                        life = Life::Stopped;
-                        std::exchange(dropDone, {})();
-                    }
-                });
+            if (life == Life::Dropping)
+            {
+                life = Life::Stopped;
+                std::exchange(dropDone, {})();
+            }
         });
 }
 
 void Component::Stop()
 {
     life = Life::Stopped;
-    worker.Stop();
-    module.reset();
+    module.Stop();
 }
 
 void Component::OnStatusChanged()
 {
+    module.NoteProgress();
     if (!announcementTimer.IsArmed())
     {
         const auto passed = std::chrono::steady_clock::now() - lastAnnouncement;
@@ -232,9 +197,11 @@ void Component::OnRaucOwnerChanged(bool owned)
     {
         Refresh(true);
         InstallAgain();
+        return;
     }
+    UpdateStatus();
     // While an installation waits for its time, RAUC has nothing to do with it.
-    else if (life == Life::Ready && IsInstalling() && snapshot.activity != Activity::Waiting)
+    if (life == Life::Ready && IsInstalling() && GetSnapshot().activity != Activity::Waiting)
     {
         Log(LogLevel::Warning, "RAUC has gone during an installation; how far that came is asked for now.");
         Drop([this] { Start(); });
@@ -245,69 +212,35 @@ void Component::Refresh(bool withFallback)
 {
     refreshWanted = true;
     fallbackWanted = fallbackWanted || withFallback;
-    environment.probe([this](const RaucAnswer& answer) { ReadPicture(answer.state); });
+    environment.probe([this](const RaucAnswer& answer) { ReadVersions(answer.state); });
 }
 
-void Component::ReadPicture(RaucState state)
+void Component::ReadVersions(RaucState state)
 {
+    UpdateStatus();
     // Later events ask again: the end of the request, of the installation, or the start.
-    const bool allowed =
-        (life == Life::Initialized || life == Life::Ready) && !request && (!IsInstalling() || suspended);
+    const bool allowed = (life == Life::Initialized || life == Life::Ready) && !request &&
+                         (!IsInstalling() || record.IsSuspended());
     if (allowed && (state == RaucState::Busy || state == RaucState::Silent))
     {
         refreshTimer.Arm(RefreshRetry);
     }
     const bool versions = allowed && state == RaucState::Resting;
     const bool fallback = versions && fallbackWanted;
-    // It stays the same as long as the process lives.
-    const bool current = snapshot.currentVersion.empty();
     if (versions && life == Life::Ready)
     {
         environment.rested();
     }
     refreshWanted = refreshWanted && !versions;
     fallbackWanted = fallbackWanted && !fallback;
-    worker.Post(
-        [this, current, versions, fallback]
-        {
-            const ModulePicture picture = module ? AskModule(current, versions, fallback) : ModulePicture();
-            environment.loop.Post([this, picture] { Apply(picture); });
-        });
+    // The running one stays the same as long as the process lives.
+    module.Read({GetSnapshot().currentVersion.empty(), versions, fallback},
+                [this](const ModuleVersions& read) { OnVersions(read); });
 }
 
-ModulePicture Component::AskModule(bool current, bool pending, bool fallback) const
+void Component::OnVersions(const ModuleVersions& versions)
 {
-    const ModuleCalls calls(*module, id);
-    ModulePicture picture;
-    if (current)
-    {
-        calls.ReadCurrent(picture);
-    }
-    if (pending)
-    {
-        calls.ReadPending(picture);
-    }
-    if (fallback)
-    {
-        calls.ReadFallback(picture);
-    }
-    return picture;
-}
-
-void Component::Apply(const ModulePicture& picture)
-{
-    ComponentSnapshot next = snapshot;
-    const auto show = [](const std::optional<String>& version, String& shown)
-    { shown = version ? EscapeControlCharacters(*version) : shown; };
-    show(picture.currentVersion, next.currentVersion);
-    show(picture.pendingVersion, next.pendingVersion);
-    show(picture.fallbackVersion, next.fallbackVersion);
-    if (picture.currentVersion || picture.pendingVersion || picture.fallbackVersion)
-    {
-        next.versionsTime = GetUnixTime();
-    }
-    moduleRevertible = picture.revertible ? picture.revertible : moduleRevertible;
-    Show(next);
+    view.Show(versions);
     UpdateStatus();
     if (life == Life::Initialized)
     {
@@ -315,86 +248,70 @@ void Component::Apply(const ModulePicture& picture)
     }
 }
 
-bool Component::IsInstalling()
+bool Component::IsInstalling() const
 {
-    UpdateStatus();
-    return !statusKnown || snapshot.state == InstallationState::Installing;
+    const auto known = environment.status->GetComponentStatus(id);
+    return !known || known->record.state == InstallationState::Installing || known->record.IsSuspended();
 }
 
 void Component::UpdateStatus()
 {
-    const auto known = environment.status->GetComponentStatus(id);
-    statusKnown = known.has_value();
-    if (!known)
+    const ComponentView::Change change = ShowStatus();
+    if (change.verdict)
     {
-        return;
+        // After a restart of the device it is the module that notifies of what it decides, when it is
+        // initialized.
+        const bool sameBoot = record.bootId == environment.status->GetBootId();
+        if (change.verdict->result == HistoryEntry::Failed && (sameBoot || life == Life::Ready))
+        {
+            environment.failed(DescribeFailure(*change.verdict));
+        }
     }
-    const ComponentStatus& status = *known;
-    const ComponentRecord& record = status.record;
-    const bool wasInstalling = snapshot.state == InstallationState::Installing;
-    const bool wasWaiting = snapshot.activity == Activity::Waiting && !suspended;
-    const bool waiting = IsWaiting(record);
+    FollowUp(change);
+}
+
+ComponentView::Change Component::ShowStatus()
+{
+    const auto status = environment.status->GetComponentStatus(id);
+    if (!status)
+    {
+        return {};
+    }
+    record = status->record;
     restartFailed = restartFailed && record.restartOrdered;
-    suspended = record.IsSuspended();
-    ComponentSnapshot next = snapshot;
-    next.activity = waiting ? Activity::Waiting : FindActivity(record);
-    next.state = waiting ? InstallationState::Installing : record.state;
-    next.message = EscapeControlCharacters(status.message);
-    next.progress = status.progress;
-    next.progressText = EscapeControlCharacters(status.progressText);
-    next.revertible = record.revertible && moduleRevertible.value_or(true);
-    next.lastVerdict = status.lastVerdict;
-    next.lastVerdict.version = EscapeControlCharacters(next.lastVerdict.version);
-    next.lastVerdict.reason = EscapeControlCharacters(next.lastVerdict.reason);
-    next.nextStart = waiting ? record.dueTime : 0;
     // While it starts, `ComponentStart` tries again.
-    if (status.endLost && life == Life::Ready && !endTimer.IsArmed())
+    if (status->endLost && life == Life::Ready && !endTimer.IsArmed())
     {
         endTimer.Arm(EndRetry);
     }
     lastAnnouncement = std::chrono::steady_clock::now();
-    const bool isNewVerdict = verdictKnown && next.lastVerdict != snapshot.lastVerdict;
-    verdictKnown = true;
-    Show(next);
-    if (isNewVerdict)
+    return view.Show(*status, {life == Life::Ready, life == Life::Restarting, restartFailed,
+                               environment.status->GetBootId(), startTime});
+}
+
+void Component::FollowUp(const ComponentView::Change& change)
+{
+    if (change.verdict)
     {
-        OnVerdict(record);
+        view.Tell(*change.verdict);
     }
-    if (wasInstalling && next.state != InstallationState::Installing && life == Life::Ready)
+    if (change.ended && life == Life::Ready)
     {
-        OnInstallationEnded(wasWaiting);
+        OnInstallationEnded(change.endedWhileWaiting);
     }
 }
 
-bool Component::IsWaiting(const ComponentRecord& record) const
+String Component::DescribeFailure(const Verdict& verdict) const
 {
-    if (record.IsSuspended() || record.dueTime == 0 || record.state != InstallationState::Installing)
-    {
-        return record.IsSuspended();
-    }
-    return startTime ? std::chrono::steady_clock::now() < *startTime : record.dueTime > GetUnixTime();
+    return record.begunAsInstallation
+               ? Format("The installation of version '{0}' has failed. {1}", verdict.version, verdict.reason)
+               : Format("The revert has failed. {0}", verdict.reason);
 }
 
-const String& Component::FindActivity(const ComponentRecord& record) const
+void Component::OnInterrupted(const String& text)
 {
-    const bool sameBoot = record.bootId == environment.status->GetBootId();
-    if (record.state != InstallationState::Installing)
-    {
-        return life == Life::Ready ? Activity::None : Activity::Starting;
-    }
-    if (restartFailed)
-    {
-        return Activity::RestartNeeded;
-    }
-    if (life == Life::Restarting || (life == Life::Ready && record.restartOrdered && sameBoot))
-    {
-        return Activity::Restarting;
-    }
-    if (life != Life::Ready || !sameBoot)
-    {
-        return Activity::Deciding;
-    }
-    return record.begunAsInstallation ? Activity::Installing : Activity::Reverting;
+    FollowUp(ShowStatus());
+    environment.interrupted(text);
 }
 
 void Component::OnRestartFailed(const String& reason)
@@ -409,28 +326,6 @@ void Component::OnRestartFailed(const String& reason)
     }
 }
 
-void Component::OnVerdict(const ComponentRecord& record)
-{
-    const Verdict& verdict = snapshot.lastVerdict;
-    if (verdictHandler)
-    {
-        verdictHandler(verdict);
-    }
-    else
-    {
-        untoldVerdict = verdict;
-    }
-    // After a restart of the device it is the module that notifies.
-    const bool sameBoot = record.bootId == environment.status->GetBootId();
-    if (verdict.result == HistoryEntry::Failed && life == Life::Ready && sameBoot)
-    {
-        environment.failed(
-            record.begunAsInstallation
-                ? Format("The installation of version '{0}' has failed. {1}", verdict.version, verdict.reason)
-                : Format("The revert has failed. {0}", verdict.reason));
-    }
-}
-
 void Component::OnInstallationEnded(bool whileWaiting)
 {
     if (whileWaiting)
@@ -441,34 +336,6 @@ void Component::OnInstallationEnded(bool whileWaiting)
         return;
     }
     Refresh(true);
-}
-
-void Component::Show(const ComponentSnapshot& next)
-{
-    const std::vector<String> changes = next.GetChanges(snapshot);
-    snapshot = next;
-    if (!changes.empty() && changeHandler)
-    {
-        changeHandler(changes);
-    }
-}
-
-void Component::SetChangeHandler(ChangeHandler handler)
-{
-    changeHandler = std::move(handler);
-}
-
-void Component::SetVerdictHandler(VerdictHandler handler)
-{
-    verdictHandler = std::move(handler);
-}
-
-void Component::TellEarlierVerdict()
-{
-    if (verdictHandler && untoldVerdict)
-    {
-        verdictHandler(*std::exchange(untoldVerdict, std::nullopt));
-    }
 }
 
 std::vector<HistoryEntry> Component::GetHistory(std::uint32_t limit) const

@@ -1,11 +1,10 @@
 #pragma once
 
 #include "Service/ComponentEnvironment.h"
-#include "Service/ComponentSnapshot.h"
 #include "Service/ComponentStart.h"
+#include "Service/ComponentView.h"
 #include "Service/LoopTimer.h"
-#include "Service/ModuleCalls.h"
-#include "Service/Worker.h"
+#include "Service/ModuleWorker.h"
 
 #include <chrono>
 #include <functional>
@@ -16,15 +15,12 @@
 namespace Zel::Host::Service
 {
 
-/// One component of the device: its module, the picture that clients see of it, and the one request that may
-/// change something at a time. Used on the loop's thread; the module is used on a worker of its own.
+/// One component of the device: the life of its module, the one request that may change something at a time,
+/// and what follows from events. Used on the loop's thread.
 class Component : private System::Commons::Diagnostics::Logging::Loggable<Component>
 {
 public:
     using FileDescriptor = Delivery::FileDescriptor;
-    using IUpdaterModule = Services::SoftwareUpdate::IUpdaterModule;
-    using ChangeHandler = std::function<void(const std::vector<String>& properties)>;
-    using VerdictHandler = std::function<void(const Verdict& verdict)>;
     using InspectionCompletion =
         std::function<void(const RequestResult& result, const Inspection& inspection)>;
 
@@ -74,28 +70,27 @@ public:
     /// Returns the latest entries of the history, the newest one first.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(std::uint32_t limit) const;
 
-    /// To be called after the status store changed this component's record.
+    /// To be called after the status store changed this component's record: shows that soon.
     void OnStatusChanged();
+    /// Shows what the status store tells now, and does what follows from it: a verdict may be told, the
+    /// module made anew.
+    void UpdateStatus();
     /// To be called after RAUC's name got an owner, or lost it. RAUC that goes in mid-installation tells
     /// nobody how it ends: the component is dropped and started then.
     void OnRaucOwnerChanged(bool owned);
 
-    /// Has `handler` called with the names of the properties that changed, after each change of the picture.
-    void SetChangeHandler(ChangeHandler handler);
-    /// Has `handler` called with each new verdict.
-    void SetVerdictHandler(VerdictHandler handler);
-    /// Calls the handler with the last verdict, when that was reached before there was one.
-    void TellEarlierVerdict();
+    /// What clients see; for their handlers, too.
+    [[nodiscard]] ComponentView& GetView() noexcept { return view; }
 
     [[nodiscard]] const String& GetId() const noexcept { return id; }
 
-    [[nodiscard]] const ComponentSnapshot& GetSnapshot() const noexcept { return snapshot; }
+    [[nodiscard]] const ComponentSnapshot& GetSnapshot() const noexcept { return view.GetSnapshot(); }
 
-    /// Asks the store; true as well when that cannot tell.
-    [[nodiscard]] bool IsInstalling();
+    /// Whether an installation or revert is under way, or waits; true as well when the store cannot tell.
+    [[nodiscard]] bool IsInstalling() const;
 
     /// How long the module's present call has been running without progress; 0 between calls.
-    [[nodiscard]] std::chrono::milliseconds GetWorkTime() const { return worker.GetTaskTime(); }
+    [[nodiscard]] std::chrono::milliseconds GetWorkTime() const { return module.GetTime(); }
 
     /// Whether the last start has ended well.
     [[nodiscard]] bool HasStarted() const noexcept;
@@ -123,21 +118,15 @@ private:
         Completion completion;
     };
 
-    using ModuleCall = std::function<RequestResult(const ModuleCalls& calls)>;
-
     [[nodiscard]] bool Admit(const char* what, const String& caller, const Completion& completion);
     /// Refuses the request unless the component rests, or has failed and `failedToo` is set.
     [[nodiscard]] bool CheckState(bool failedToo);
     /// Goes on with the request when RAUC would answer, or else refuses it.
     void WhenRaucRests(EventLoop::Task next);
     void TakeBundle(const std::shared_ptr<FileDescriptor>& bundle);
-    [[nodiscard]] RequestResult Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file);
     /// Gives the file to the module, unless its version is one that no module knows.
     void HandOver(const std::shared_ptr<DeliveredFile>& file);
     void CallStage(const std::shared_ptr<DeliveredFile>& file);
-    /// Copies the bundle on the worker, then goes on with the result; the file is null where that failed.
-    void DeliverThen(const std::shared_ptr<FileDescriptor>& bundle,
-                     std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then);
     void LookAt(const std::shared_ptr<DeliveredFile>& file, const RequestResult& delivery,
                 const std::shared_ptr<Inspection>& inspection);
     void FinishCancel(bool notAsked);
@@ -149,48 +138,38 @@ private:
     void FinishRevert(const RequestResult& result);
     /// Returns the version that a revert goes back to, as far as it is known.
     [[nodiscard]] String FindEarlierVersion() const;
-    void CallModule(ModuleCall call, Completion then);
+    void CallModule(ModuleWorker::Call call, Completion then);
     void Finish(const RequestResult& result);
 
-    void Initialize();
-    [[nodiscard]] std::optional<String> CreateModule();
-    void OnInitialized(const std::optional<String>& failure);
+    void OnInitialized(const ModuleWorker::Failure& failure);
     void OnRestarting();
     void OnReady();
     void FinishAfterStart();
     /// Asks the module for a suspended installation, as soon as RAUC rests.
     void InstallAgain();
-    void InstallAgain(const ComponentRecord& record);
+    /// Asks it now, with what remains of the delay.
+    void InstallSuspended();
     void OnInstalledAgain(const RequestResult& result);
     /// Reads versions from the module if RAUC allows that now, or else later.
     void Refresh(bool withFallback);
-    void ReadPicture(RaucState state);
-    [[nodiscard]] ModulePicture AskModule(bool current, bool pending, bool fallback) const;
-    void UpdateStatus();
-    [[nodiscard]] bool IsWaiting(const ComponentRecord& record) const;
-    /// Of a component that does not wait.
-    [[nodiscard]] const String& FindActivity(const ComponentRecord& record) const;
-    void OnVerdict(const ComponentRecord& record);
+    void ReadVersions(RaucState state);
+    void OnVersions(const ModuleVersions& versions);
+    [[nodiscard]] ComponentView::Change ShowStatus();
+    void FollowUp(const ComponentView::Change& change);
+    /// Says in words that the installation or revert failed whose verdict this is.
+    [[nodiscard]] String DescribeFailure(const Verdict& verdict) const;
+    void OnInterrupted(const String& text);
     void OnInstallationEnded(bool whileWaiting);
-    void Apply(const ModulePicture& picture);
-    void Show(const ComponentSnapshot& next);
 
     const String id;
     const ComponentEnvironment environment;
-    ComponentSnapshot snapshot;
-    std::optional<bool> moduleRevertible;
-    /// Whether the store answered when it was asked last.
-    bool statusKnown = false;
-    bool verdictKnown = false;
-    /// Reached when nobody could be told.
-    std::optional<Verdict> untoldVerdict;
+    ComponentView view;
+    /// As the store told last.
+    ComponentRecord record;
     bool restartFailed = false;
-    bool suspended = false;
     /// Before this moment the module does not start the installation that it was asked for last; not known
     /// while it was not asked.
     std::optional<std::chrono::steady_clock::time_point> startTime;
-    ChangeHandler changeHandler;
-    VerdictHandler verdictHandler;
     Life life = Life::Stopped;
     EventLoop::Task dropDone;
     ComponentStart start;
@@ -206,9 +185,8 @@ private:
     /// For what the store could not keep, and for what RAUC was too busy.
     LoopTimer endTimer;
     LoopTimer againTimer;
-    /// Touched on the worker only, and when that has stopped.
-    std::unique_ptr<IUpdaterModule> module;
-    Worker worker;
+    /// Last: nothing of the others is gone while a call runs.
+    ModuleWorker module;
 };
 
 } // namespace Zel::Host::Service

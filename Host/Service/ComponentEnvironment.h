@@ -36,7 +36,8 @@ struct ComponentEnvironment
     std::function<void(const String& reason)> startDelayed;
     /// Told, in words, about an installation or revert that was ended without its module.
     std::function<void(const String& text)> interrupted;
-    /// Told, in words, about one that its module ended as failed without a restart of the device.
+    /// Told, in words, about one that has failed otherwise; not where a module decided that when it was
+    /// initialized after a restart of the device, because then it notifies itself.
     std::function<void(const String& text)> failed;
     /// Told when nothing is being installed and RAUC rests.
     EventLoop::Task rested;

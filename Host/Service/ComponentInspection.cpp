@@ -17,7 +17,7 @@ void Component::Inspect(FileDescriptor bundle, const String& caller, const Inspe
     { completion(result, *inspection); };
     if (Admit("inspect a bundle", caller, answer) && CheckState(true))
     {
-        DeliverThen(
+        module.Deliver(
             std::make_shared<FileDescriptor>(std::move(bundle)),
             [this, inspection](const RequestResult& result, const std::shared_ptr<DeliveredFile>& file)
             { LookAt(file, result, inspection); });
@@ -42,9 +42,9 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
     }
     InspectionFacts facts;
     facts.roomMissing = noRoom ? delivery.text : String();
-    facts.runningVersion = snapshot.currentVersion;
-    facts.pendingVersion = snapshot.pendingVersion;
-    facts.state = snapshot.state;
+    facts.runningVersion = GetSnapshot().currentVersion;
+    facts.pendingVersion = GetSnapshot().pendingVersion;
+    facts.state = GetSnapshot().state;
     facts.now = GetUnixTime();
     environment.probe(
         [this, file, facts, inspection](const RaucAnswer& answer) mutable

@@ -249,14 +249,15 @@ ComponentObject::ComponentObject(BusConnection& connection, Component& component
         sd_bus_add_object_vtable(connection.Get(), &added, path.c_str(), Interface.c_str(), Table, this),
         "publish a component");
     slot.reset(added);
-    component.SetChangeHandler([this](const std::vector<String>& properties) { Announce(properties); });
-    component.SetVerdictHandler([this](const Verdict& verdict) { TellVerdict(verdict); });
+    component.GetView().SetChangeHandler([this](const std::vector<String>& properties)
+                                         { Announce(properties); });
+    component.GetView().SetVerdictHandler([this](const Verdict& verdict) { TellVerdict(verdict); });
 }
 
 ComponentObject::~ComponentObject()
 {
-    component.SetChangeHandler({});
-    component.SetVerdictHandler({});
+    component.GetView().SetChangeHandler({});
+    component.GetView().SetVerdictHandler({});
 }
 
 void ComponentObject::Announce(const std::vector<String>& properties) const

@@ -2,8 +2,6 @@
 #include "Service/Component.h"
 #include "Service/ComponentAnswers.h"
 
-#include "Zel/System/Commons/OutOfMemoryException.h"
-
 #include <utility>
 
 namespace Zel::Host::Service
@@ -11,8 +9,6 @@ namespace Zel::Host::Service
 
 using Services::SoftwareUpdate::InstallationState;
 using Services::SoftwareUpdate::ResultCode;
-using System::Commons::ArgumentException;
-using System::Commons::OutOfMemoryException;
 using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
@@ -68,8 +64,8 @@ void Component::SetUpcoming(const InstallRequest& installRequest, std::int64_t d
         dueTime = GetUnixTime() + delay * MicrosecondsPerMillisecond;
     }
     const bool fallback = installRequest.fallback;
-    const String& offered = fallback ? snapshot.fallbackVersion : snapshot.pendingVersion;
-    environment.status->SetUpcoming(id, {request->caller, fallback, snapshot.currentVersion,
+    const String& offered = fallback ? GetSnapshot().fallbackVersion : GetSnapshot().pendingVersion;
+    environment.status->SetUpcoming(id, {request->caller, fallback, GetSnapshot().currentVersion,
                                          installRequest.version.empty() ? offered : installRequest.version,
                                          dueTime, *startTime});
 }
@@ -79,12 +75,12 @@ String Component::FindEarlierVersion() const
     for (const HistoryEntry& entry : environment.status->GetHistory(id, StatusStore::MaximumEntries))
     {
         // What was reverted, failed or called off did not bring the running version.
-        if (entry.result == HistoryEntry::Succeeded && entry.to == snapshot.currentVersion)
+        if (entry.result == HistoryEntry::Succeeded && entry.to == GetSnapshot().currentVersion)
         {
             return entry.from;
         }
     }
-    return snapshot.fallbackVersion;
+    return GetSnapshot().fallbackVersion;
 }
 
 void Component::Revert(const String& caller, const Completion& completion)
@@ -95,7 +91,7 @@ void Component::Revert(const String& caller, const Completion& completion)
             [this]
             {
                 environment.status->SetUpcoming(
-                    id, {request->caller, false, snapshot.currentVersion, FindEarlierVersion(), 0, {}});
+                    id, {request->caller, false, GetSnapshot().currentVersion, FindEarlierVersion(), 0, {}});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },
                            [this](const RequestResult& result) { FinishRevert(result); });
             });
@@ -129,10 +125,10 @@ void Component::Cancel(const String& caller, const Completion& completion)
         return;
     }
     UpdateStatus();
-    if (snapshot.activity != Activity::Waiting)
+    if (GetSnapshot().activity != Activity::Waiting)
     {
         Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
-                                      snapshot.state == InstallationState::Installing
+                                      GetSnapshot().state == InstallationState::Installing
                                           ? "The installation has started already. Let it end, then revert."
                                           : "There is no installation that waits for its time."));
         return;
@@ -141,7 +137,7 @@ void Component::Cancel(const String& caller, const Completion& completion)
         [this]
         {
             // Its executor is gone: what RAUC was not asked for by now, it will not be asked for.
-            if (suspended || (startTime && std::chrono::steady_clock::now() < *startTime))
+            if (record.IsSuspended() || (startTime && std::chrono::steady_clock::now() < *startTime))
             {
                 FinishCancel(true);
                 return;
@@ -176,10 +172,10 @@ bool Component::CallOff()
     {
         environment.status->SetMessage(id, reason, true);
         const std::vector<HistoryEntry> entries = GetHistory(1);
-        if (verdictHandler && !entries.empty())
+        if (!entries.empty())
         {
-            verdictHandler({HistoryEntry::CalledOff, EscapeControlCharacters(entries.front().to),
-                            EscapeControlCharacters(reason), entries.front().ended});
+            view.Tell({HistoryEntry::CalledOff, EscapeControlCharacters(entries.front().to),
+                       EscapeControlCharacters(reason), entries.front().ended});
         }
     }
     return calledOff;
@@ -190,7 +186,7 @@ bool Component::Admit(const char* what, const String& caller, const Completion& 
     if (life != Life::Ready)
     {
         UpdateStatus();
-        ComponentSnapshot shown = snapshot;
+        ComponentSnapshot shown = GetSnapshot();
         if (shown.activity == Activity::Waiting)
         {
             // Nor can it be called off yet.
@@ -216,13 +212,13 @@ bool Component::Admit(const char* what, const String& caller, const Completion& 
 bool Component::CheckState(bool failedToo)
 {
     UpdateStatus();
-    if (snapshot.state == InstallationState::Installing)
+    if (GetSnapshot().state == InstallationState::Installing)
     {
         Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
-                                      ComponentAnswers::DescribeProgress(snapshot)));
+                                      ComponentAnswers::DescribeProgress(GetSnapshot())));
         return false;
     }
-    if (snapshot.state == InstallationState::Failed && !failedToo)
+    if (GetSnapshot().state == InstallationState::Failed && !failedToo)
     {
         Finish(RequestResult::Refused(
             ToString(ResultCode::InvalidState),
@@ -250,52 +246,17 @@ void Component::WhenRaucRests(EventLoop::Task next)
 
 void Component::TakeBundle(const std::shared_ptr<FileDescriptor>& bundle)
 {
-    DeliverThen(bundle,
-                [this](const RequestResult& result, const std::shared_ptr<DeliveredFile>& file)
-                {
-                    if (!result.IsOk())
-                    {
-                        Finish(result);
-                        return;
-                    }
-                    // The copy may have taken long.
-                    WhenRaucRests([this, file] { HandOver(file); });
-                });
-}
-
-void Component::DeliverThen(
-    const std::shared_ptr<FileDescriptor>& bundle,
-    std::function<void(const RequestResult&, const std::shared_ptr<DeliveredFile>&)> then)
-{
-    worker.Post(
-        [this, bundle, then = std::move(then)]
-        {
-            std::shared_ptr<DeliveredFile> file;
-            const RequestResult result = Deliver(*bundle, file);
-            environment.loop.Post([then, result, file] { then(result, file); });
-        });
-}
-
-RequestResult Component::Deliver(const FileDescriptor& bundle, std::shared_ptr<DeliveredFile>& file)
-{
-    try
-    {
-        file = environment.delivery.Take(bundle, [this] { worker.NoteProgress(); });
-        return RequestResult::Done();
-    }
-    catch (const ArgumentException& exception)
-    {
-        return RequestResult::Refused(ToString(ResultCode::InvalidArgument), exception.GetMessage());
-    }
-    catch (const OutOfMemoryException& exception)
-    {
-        return RequestResult::FromCode(ResultCode::OutOfMemory, exception.GetMessage());
-    }
-    catch (const std::exception& exception)
-    {
-        Log(LogLevel::Error, "A bundle could not be taken over: {0}", exception.what());
-        return RequestResult::FromCode(ResultCode::OperationFailed, exception.what());
-    }
+    module.Deliver(bundle,
+                   [this](const RequestResult& result, const std::shared_ptr<DeliveredFile>& file)
+                   {
+                       if (!result.IsOk())
+                       {
+                           Finish(result);
+                           return;
+                       }
+                       // The copy may have taken long.
+                       WhenRaucRests([this, file] { HandOver(file); });
+                   });
 }
 
 void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
@@ -324,31 +285,23 @@ void Component::CallStage(const std::shared_ptr<DeliveredFile>& file)
                {
                    if (result.IsOk())
                    {
-                       ModulePicture picture;
-                       picture.pendingVersion = result.text;
-                       Apply(picture);
+                       ModuleVersions versions;
+                       versions.pendingVersion = result.text;
+                       OnVersions(versions);
                    }
                    Finish(result);
                });
 }
 
-void Component::CallModule(ModuleCall call, Completion then)
+void Component::CallModule(ModuleWorker::Call call, Completion then)
 {
-    worker.Post(
-        [this, call = std::move(call), then = std::move(then)]
-        {
-            const RequestResult result =
-                module ? call(ModuleCalls(*module, id))
-                       : RequestResult::Refused(RequestResult::TryLater,
-                                                "The updater is starting. Try again in a moment.");
-            environment.loop.Post(
-                [this, then, result]
+    module.Post(std::move(call),
+                [this, then = std::move(then)](const RequestResult& result)
                 {
                     // A module that refuses may have thrown a bundle away.
                     refreshWanted = refreshWanted || !result.IsOk();
                     then(result);
                 });
-        });
 }
 
 void Component::Finish(const RequestResult& result)

@@ -136,9 +136,9 @@ void ComponentStart::EndAsFailed(const String& reason)
         static_cast<void>(
             environment.status->WriteProperty(componentId, StatusStore::RevertedToProperty, "", true));
     }
-    environment.interrupted(status->record.begunAsInstallation
-                                ? Format("The installation of version '{0}' has failed. {1}", version, reason)
-                                : Format("The revert has failed. {0}", reason));
+    handlers.interrupted(status->record.begunAsInstallation
+                             ? Format("The installation of version '{0}' has failed. {1}", version, reason)
+                             : Format("The revert has failed. {0}", reason));
     Initialize();
 }
 

@@ -24,6 +24,8 @@ public:
         EventLoop::Task initialize;
         /// A restart of the device was ordered, the module stays away.
         EventLoop::Task restarting;
+        /// Told, in words, about an installation or revert that was ended without its module.
+        std::function<void(const String& text)> interrupted;
     };
 
     /// After what time RAUC is asked again, and how long it is waited for where that may have an end.

@@ -77,25 +77,25 @@ std::optional<String> ModuleCalls::ReadVersion(FileType fileType) const
     return std::nullopt;
 }
 
-void ModuleCalls::ReadCurrent(ModulePicture& picture) const
+void ModuleCalls::ReadCurrent(ModuleVersions& versions) const
 {
-    picture.currentVersion = ReadVersion(FileType::Current);
+    versions.currentVersion = ReadVersion(FileType::Current);
 }
 
-void ModuleCalls::ReadPending(ModulePicture& picture) const
+void ModuleCalls::ReadPending(ModuleVersions& versions) const
 {
-    picture.pendingVersion = ReadVersion(FileType::Pending);
+    versions.pendingVersion = ReadVersion(FileType::Pending);
 }
 
-void ModuleCalls::ReadFallback(ModulePicture& picture) const
+void ModuleCalls::ReadFallback(ModuleVersions& versions) const
 {
-    picture.fallbackVersion = ReadVersion(FileType::Fallback);
+    versions.fallbackVersion = ReadVersion(FileType::Fallback);
     try
     {
         SoftwareUpdateStatus status;
         if (module.GetStatus(componentId, status) == ResultCode::Ok)
         {
-            picture.revertible = status.revertible;
+            versions.revertible = status.revertible;
         }
     }
     catch (...)

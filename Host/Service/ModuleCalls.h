@@ -24,7 +24,7 @@ struct InstallRequest
 
 /// What a module answered about its component; what was not asked or could not be told is not set. Versions
 /// are empty where there is none.
-struct ModulePicture
+struct ModuleVersions
 {
     std::optional<String> currentVersion;
     std::optional<String> pendingVersion;
@@ -44,12 +44,12 @@ public:
     ModuleCalls(IUpdaterModule& module, String componentId);
 
     /// Reads the version that runs; needs no RAUC.
-    void ReadCurrent(ModulePicture& picture) const;
+    void ReadCurrent(ModuleVersions& versions) const;
     /// Reads the pending version. A module that RAUC does not answer throws the pending bundle away.
-    void ReadPending(ModulePicture& picture) const;
+    void ReadPending(ModuleVersions& versions) const;
     /// Reads the fallback version, of which a module makes a limited number of attempts, and whether there is
     /// something to revert.
-    void ReadFallback(ModulePicture& picture) const;
+    void ReadFallback(ModuleVersions& versions) const;
 
     /// Hands the file at `path` over; yields the version that is pending then.
     [[nodiscard]] RequestResult Stage(const String& path) const;

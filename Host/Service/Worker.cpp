@@ -49,7 +49,7 @@ void Worker::Run(void* /*argument*/)
 {
     while (const Task task = Take())
     {
-        NoteProgress();
+        progressTime = std::chrono::steady_clock::now();
         EventLoop::Guard(task);
         progressTime = std::chrono::steady_clock::time_point();
     }
@@ -57,7 +57,12 @@ void Worker::Run(void* /*argument*/)
 
 void Worker::NoteProgress()
 {
-    progressTime = std::chrono::steady_clock::now();
+    // Not where the task has ended meanwhile.
+    auto since = progressTime.load();
+    if (since != std::chrono::steady_clock::time_point())
+    {
+        progressTime.compare_exchange_strong(since, std::chrono::steady_clock::now());
+    }
 }
 
 std::chrono::milliseconds Worker::GetTaskTime() const

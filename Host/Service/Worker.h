@@ -31,7 +31,7 @@ public:
     /// May be called from any thread; does nothing once stopped.
     void Post(Task task);
 
-    /// Says, on the thread, that the running task goes on.
+    /// Says that the running task goes on; does nothing between tasks. May be called from any thread.
     void NoteProgress();
 
     /// How long the running task has been running, or has not made progress; 0 between tasks. May be called

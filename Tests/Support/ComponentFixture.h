@@ -51,7 +51,7 @@ struct FakeDevice : LoopRunner
     FakeDevice()
     {
         script->SetVersion(FileType::Current, "1.0.0.0");
-        component.SetChangeHandler(
+        component.GetView().SetChangeHandler(
             [this](const std::vector<String>& properties)
             {
                 ++announcements;

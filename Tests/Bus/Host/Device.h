@@ -101,7 +101,7 @@ struct Device : Host::Service::FakeDevice
     }
 
     /// Has what the store knows announced at once, and not together with what comes soon.
-    void Announce() { static_cast<void>(component.IsInstalling()); }
+    void Announce() { component.UpdateStatus(); }
 
     /// Tells how far the installation is.
     void Tell(int percent, const String& message)

@@ -111,7 +111,7 @@ TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValu
     sd_bus_message_unref(signal);
     sd_bus_flush_close_unref(stranger);
 
-    component.SetChangeHandler({});
+    component.GetView().SetChangeHandler({});
     OrderRestart();
     sd_bus_emit_signal(connection->Get(), path.c_str(), Properties, "PropertiesChanged", "sa{sv}as",
                        Interface, 0, 1, "Message");

@@ -140,6 +140,30 @@ TEST_F(ComponentStartTest, ASuspendedInstallationThatTheModuleRefusesHasFailedAn
     EXPECT_THAT(failures, ElementsAre(HasSubstr("could not be resumed. ")));
 }
 
+TEST_F(ComponentStartTest, WhatWaitedSinceAnEarlierBootAndIsRefusedIsNotified)
+{
+    PersistentUpdaterStatus earlier(store, "old boot", 0, {});
+    earlier.SetUpcoming(Id, {"A", false, "1.0.0.0", "2.0.0.0", GetUnixTime() + 60'000'000, {}});
+    ASSERT_EQ(Begin(earlier, "2.0.0.0", 0), ResultCode::Ok);
+    script->install = [](auto&, auto&, auto) { return ResultCode::NotFound; };
+    EXPECT_EQ(Start(), "");
+    ASSERT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
+    EXPECT_THAT(failures, ElementsAre(HasSubstr("could not be resumed. ")));
+}
+
+TEST_F(ComponentStartTest, WhatFailsWhileItsModuleIsDroppedIsNotified)
+{
+    StartWithPending(InstallRequest());
+    rauc.state = RaucState::Absent;
+    component.OnRaucOwnerChanged(false);
+    // What the module's listener may still hear.
+    status->SetMessage(Id, "Copying failed.", false);
+    status->EndInstallation(Id, false);
+    ASSERT_TRUE(RunUntil([this] { return component.HasStarted(); }));
+    EXPECT_THAT(failures, ElementsAre(HasSubstr("Copying failed.")));
+    EXPECT_THAT(interruptions, IsEmpty());
+}
+
 TEST_F(ComponentStartTest, RaucThatGoesInMidInstallationIsAskedHowFarItCame)
 {
     StartWithPending(InstallRequest());
