@@ -29,7 +29,7 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
 ///
 /// Threads: the operations run on the service's threads, RAUC's signals on the connection's listener, the
 /// countdown on the status timer, a delayed installation on the executor. The installation state in the
-/// status store is the guard between them: every handler reads it first.
+/// status store is the guard between them: every handler of RAUC's signals reads it first.
 ///
 /// Only `Initialize`, `GetUpdateBehavior`, `GetSoftwarePackage`, `InstallSoftwarePackage` and `GetStatus` let
 /// exceptions out; the other operations log them and return `OperationFailed`, handlers log them.
@@ -199,7 +199,8 @@ private:
     ScheduledExecutorService scheduledExecutor;
     System::Commons::Chrono::Timer updateStatusTimer;
     VersionManager versionManager;
-    /// True only while an installation that this object started through RAUC is running.
+    /// Whether RAUC's progress and errors are those of an installation that this object has begun; false
+    /// again when that has failed.
     std::atomic<bool> installationStarted = false;
     /// What a delayed installation waits for; guarded by `delayedVersionMutex`.
     SoftwareVersionType delayedVersion;

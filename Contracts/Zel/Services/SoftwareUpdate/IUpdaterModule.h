@@ -49,7 +49,8 @@ public:
                                           SoftwareVersionType& version) = 0;
 
     /// Takes the file at `packagePath` over as the pending package, after it was verified. `message` says why
-    /// not, and is empty otherwise. The earlier pending package stays when the new one is refused.
+    /// not, where there is more to say than the result does. The earlier pending package stays when the new
+    /// one is refused.
     virtual ResultCode SetSoftwarePackage(const String& componentId, SoftwareVersionFileType fileType,
                                           const String& packagePath, String& message) = 0;
 
