@@ -1,5 +1,7 @@
 #include "Service/BundleInspector.h"
 
+#include "Service/RaucWatch.h"
+
 #include <utility>
 
 namespace Zel::Host::Service
@@ -40,10 +42,21 @@ void BundleInspector::Inspect(const String& path, InspectionFacts facts, Handler
 void BundleInspector::AskBundle(const String& path)
 {
     rauc.GetBundle(path,
-                   [this](const std::optional<RaucBundle>& bundle, const String& reason)
+                   [this](const std::optional<RaucBundle>& bundle, const BusAnswer& answer)
                    {
-                       inquiry->facts.bundle = bundle;
-                       inquiry->facts.refusal = reason;
+                       InspectionFacts& facts = inquiry->facts;
+                       facts.rauc = RaucWatch::Classify(answer);
+                       if (facts.rauc != RaucState::Resting)
+                       {
+                           // Gone in the middle, for example: that says nothing about the bundle.
+                           AskLogind();
+                           return;
+                       }
+                       facts.bundle = bundle;
+                       if (!bundle)
+                       {
+                           facts.refusal = answer.IsOk() ? "Its answer is not understood." : answer.text;
+                       }
                        AskCompatible();
                    });
 }

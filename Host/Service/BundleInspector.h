@@ -25,7 +25,8 @@ public:
     BundleInspector& operator=(const BundleInspector&) = delete;
 
     /// Asks about the file at `path`, an empty one for none, adds what it hears to `facts` and calls the
-    /// handler once. RAUC is asked only when it rests by them, and no one when an inquiry is under way.
+    /// handler once. RAUC is asked only when it rests by them, and no one when an inquiry is under way. Where
+    /// RAUC does not answer about the bundle any more, they say so.
     void Inspect(const String& path, InspectionFacts facts, Handler handler);
 
 private:

@@ -25,4 +25,9 @@ DateTime FromUnixTime(std::int64_t microseconds)
     return {microseconds * TicksPerMicrosecond + DateTime::UnixEpochTicks, DateTimeKind::Utc};
 }
 
+String ToText(std::int64_t microseconds)
+{
+    return FromUnixTime(microseconds - microseconds % (MicrosecondsPerMillisecond * 1000)).ToIso8601String();
+}
+
 } // namespace Zel::Host::Service

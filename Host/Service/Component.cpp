@@ -199,6 +199,7 @@ void Component::OnRaucOwnerChanged(bool owned)
         InstallAgain();
         return;
     }
+    raucGone = true;
     UpdateStatus();
     // While an installation waits for its time, RAUC has nothing to do with it.
     if (life == Life::Ready && IsInstalling() && GetSnapshot().activity != Activity::Waiting)

@@ -123,10 +123,13 @@ private:
     [[nodiscard]] bool CheckState(bool failedToo);
     /// Goes on with the request when RAUC would answer, or else refuses it.
     void WhenRaucRests(EventLoop::Task next);
+    void RefuseUntilRaucRests(RaucState state);
     void TakeBundle(const std::shared_ptr<FileDescriptor>& bundle);
     /// Gives the file to the module, unless its version is one that no module knows.
     void HandOver(const std::shared_ptr<DeliveredFile>& file);
-    void CallStage(const std::shared_ptr<DeliveredFile>& file);
+    /// `trusted` where RAUC has told what the bundle is.
+    void CallStage(const std::shared_ptr<DeliveredFile>& file, bool trusted);
+    void FinishRejection(const RequestResult& result, bool trusted);
     void LookAt(const std::shared_ptr<DeliveredFile>& file, const RequestResult& delivery,
                 const std::shared_ptr<Inspection>& inspection);
     void FinishCancel(bool notAsked);
@@ -176,6 +179,8 @@ private:
     std::optional<Request> request;
     /// Ends the request when the module is there again.
     std::optional<RequestResult> resultAfterStart;
+    /// Whether RAUC has gone since it was asked about a bundle.
+    bool raucGone = false;
     bool refreshWanted = false;
     bool fallbackWanted = false;
     std::chrono::steady_clock::time_point lastAnnouncement;

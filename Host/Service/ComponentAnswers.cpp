@@ -112,17 +112,20 @@ void AppendEntry(Appender& appender, const HistoryEntry& entry)
 int ComponentAnswers::Append(sd_bus_message* answer, const Inspection& inspection)
 {
     Appender appender(answer);
-    appender.Container(SD_BUS_TYPE_ARRAY, "{sv}",
-                       [&]
-                       {
-                           appender.TextEntry("version", inspection.version);
-                           appender.TextEntry("compatible", inspection.compatible);
-                           appender.TextEntry("deviceCompatible", inspection.deviceCompatible);
-                           appender.Entry("fits", "b", [&] { appender.Add("b", inspection.fits ? 1 : 0); });
-                           appender.Entry("size", "t", [&] { appender.Add("t", inspection.size); });
-                           appender.Entry("checks", "a(sss)",
-                                          [&] { AppendChecks(appender, inspection.checks); });
-                       });
+    appender.Container(
+        SD_BUS_TYPE_ARRAY, "{sv}",
+        [&]
+        {
+            appender.TextEntry("version", inspection.version);
+            appender.TextEntry("compatible", inspection.compatible);
+            appender.TextEntry("deviceCompatible", inspection.deviceCompatible);
+            if (inspection.fits)
+            {
+                appender.Entry("fits", "b", [&] { appender.Add("b", *inspection.fits ? 1 : 0); });
+            }
+            appender.Entry("size", "t", [&] { appender.Add("t", inspection.size); });
+            appender.Entry("checks", "a(sss)", [&] { AppendChecks(appender, inspection.checks); });
+        });
     return appender.GetResult();
 }
 
@@ -145,9 +148,7 @@ String ComponentAnswers::DescribeProgress(const ComponentSnapshot& snapshot)
 {
     if (snapshot.activity == Activity::Waiting)
     {
-        const String until = snapshot.nextStart > GetUnixTime()
-                                 ? FromUnixTime(snapshot.nextStart).ToIso8601String()
-                                 : "RAUC rests";
+        const String until = snapshot.nextStart > GetUnixTime() ? ToText(snapshot.nextStart) : "RAUC rests";
         return Format("An installation waits until {0}. 'zelupdate cancel' calls it off.", until);
     }
     static const std::map<String, String> Texts = {
@@ -155,7 +156,7 @@ String ComponentAnswers::DescribeProgress(const ComponentSnapshot& snapshot)
         {Activity::Reverting, "The device goes back to its earlier version. Try again after its restart."},
         {Activity::Restarting, "The device is about to restart. Try again after that."},
         {Activity::RestartNeeded,
-         "An update is in place, but the device could not be restarted. Restart it by hand."},
+         "All is done but the restart of the device, which could not be ordered. Restart it by hand."},
         {Activity::Deciding,
          "RAUC has to tell how far the last installation came. Try again when it answers; "
          "'systemctl status rauc' shows whether it does."}};

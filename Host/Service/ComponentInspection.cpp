@@ -50,6 +50,7 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
         [this, file, facts, inspection](const RaucAnswer& answer) mutable
         {
             facts.rauc = answer.state;
+            facts.primarySlot = answer.primarySlot;
             environment.inspect(file ? file->GetPath() : String(), facts,
                                 [this, file, inspection](const InspectionFacts& known)
                                 {
@@ -57,8 +58,11 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
                                     inspection->version = bundle.version;
                                     inspection->compatible = bundle.compatible;
                                     inspection->deviceCompatible = known.deviceCompatible;
-                                    inspection->fits =
-                                        known.bundle && bundle.compatible == known.deviceCompatible;
+                                    if (!known.refusal.empty() || !known.deviceCompatible.empty())
+                                    {
+                                        inspection->fits =
+                                            known.bundle && bundle.compatible == known.deviceCompatible;
+                                    }
                                     inspection->checks = InstallationChecks::Judge(known);
                                     Finish(RequestResult::Done());
                                 });

@@ -13,6 +13,16 @@ using System::Commons::Diagnostics::Logging::EscapeControlCharacters;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
+namespace
+{
+
+/// A module does not always pass on why RAUC refuses, and RAUC not always why it does.
+constexpr const char* RejectedBundle =
+    " RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong clock, or a "
+    "folder that it does not see, looks the same. 'zelupdate check FILE' tells more.";
+
+} // namespace
+
 void Component::Stage(FileDescriptor bundle, const String& caller, const Completion& completion)
 {
     if (Admit("stage a bundle", caller, completion) && CheckState(true))
@@ -100,6 +110,13 @@ void Component::Revert(const String& caller, const Completion& completion)
 
 void Component::FinishRevert(const RequestResult& result)
 {
+    if (result.IsOk() && !IsInstalling())
+    {
+        Finish(RequestResult::Refused(ToString(ResultCode::InvalidState),
+                                      "The device runs from the slot that it would go back to. Nothing was "
+                                      "changed; 'zelupdate versions' shows what runs."));
+        return;
+    }
     Finish(result);
     if (!result.IsOk() && IsInstalling() && life == Life::Ready)
     {
@@ -114,7 +131,15 @@ void Component::Resume(const String& caller, const Completion& completion)
     if (Admit("resume", caller, completion))
     {
         CallModule([](const ModuleCalls& calls) { return calls.Resume(); },
-                   [this](const RequestResult& result) { Finish(result); });
+                   [this](const RequestResult& result)
+                   {
+                       if (result.IsOk())
+                       {
+                           // It tells why the installation failed, which the last verdict goes on to tell.
+                           environment.status->SetMessage(id, "", false);
+                       }
+                       Finish(result);
+                   });
     }
 }
 
@@ -238,10 +263,16 @@ void Component::WhenRaucRests(EventLoop::Task next)
                 next();
                 return;
             }
-            Finish(RequestResult::Refused(
-                RequestResult::TryLater,
-                Format("{0} Nothing was changed; try again later.", Describe(answer.state))));
+            RefuseUntilRaucRests(answer.state);
         });
+}
+
+void Component::RefuseUntilRaucRests(RaucState state)
+{
+    Finish(RequestResult::Refused(
+        RequestResult::TryLater,
+        Format("{0} Nothing was changed; try again later.",
+               state == RaucState::Resting ? "RAUC has gone meanwhile." : Describe(state))));
 }
 
 void Component::TakeBundle(const std::shared_ptr<FileDescriptor>& bundle)
@@ -263,26 +294,39 @@ void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
 {
     InspectionFacts facts;
     facts.rauc = RaucState::Resting;
+    raucGone = false;
     environment.inspect(file->GetPath(), facts,
                         [this, file](const InspectionFacts& known)
                         {
                             const String version = known.bundle ? known.bundle->version : String();
                             const String fault = InstallationChecks::FindVersionFault(version);
-                            if (fault.empty())
+                            if (known.rauc != RaucState::Resting)
                             {
-                                CallStage(file);
-                                return;
+                                RefuseUntilRaucRests(known.rauc);
                             }
-                            Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument),
-                                                          fault + " Build the bundle with a shorter one."));
+                            else if (!fault.empty())
+                            {
+                                Finish(
+                                    RequestResult::Refused(ToString(ResultCode::InvalidArgument),
+                                                           fault + " Build the bundle with a shorter one."));
+                            }
+                            else
+                            {
+                                CallStage(file, known.bundle.has_value());
+                            }
                         });
 }
 
-void Component::CallStage(const std::shared_ptr<DeliveredFile>& file)
+void Component::CallStage(const std::shared_ptr<DeliveredFile>& file, bool trusted)
 {
     CallModule([file](const ModuleCalls& calls) { return calls.Stage(file->GetPath()); },
-               [this](const RequestResult& result)
+               [this, trusted](const RequestResult& result)
                {
+                   if (result.error == ToString(ResultCode::InvalidArgument))
+                   {
+                       FinishRejection(result, trusted);
+                       return;
+                   }
                    if (result.IsOk())
                    {
                        ModuleVersions versions;
@@ -291,6 +335,22 @@ void Component::CallStage(const std::shared_ptr<DeliveredFile>& file)
                    }
                    Finish(result);
                });
+}
+
+void Component::FinishRejection(const RequestResult& result, bool trusted)
+{
+    // To a module a RAUC that has gone and one that refuses are the same.
+    environment.probe(
+        [this, result, trusted](const RaucAnswer& answer)
+        {
+            if (raucGone || answer.state != RaucState::Resting)
+            {
+                RefuseUntilRaucRests(answer.state);
+                return;
+            }
+            Finish(
+                RequestResult::Refused(result.error, trusted ? result.text : result.text + RejectedBundle));
+        });
 }
 
 void Component::CallModule(ModuleWorker::Call call, Completion then)

@@ -43,7 +43,7 @@ struct ComponentSnapshot
     String currentVersion;
     String pendingVersion;
     String fallbackVersion;
-    /// When they were read last, in microseconds since 1970 in UTC; 0 before.
+    /// When one of them was read last, in microseconds since 1970 in UTC; 0 before each was read once.
     std::int64_t versionsTime = 0;
     /// The last verdict; without one the time is 0.
     Verdict lastVerdict;

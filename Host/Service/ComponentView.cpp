@@ -79,7 +79,9 @@ void ComponentView::Show(const ModuleVersions& versions)
     show(versions.currentVersion, next.currentVersion);
     show(versions.pendingVersion, next.pendingVersion);
     show(versions.fallbackVersion, next.fallbackVersion);
-    if (versions.currentVersion || versions.pendingVersion || versions.fallbackVersion)
+    pendingKnown = pendingKnown || versions.pendingVersion;
+    fallbackKnown = fallbackKnown || versions.fallbackVersion;
+    if (pendingKnown && fallbackKnown && (versions.pendingVersion || versions.fallbackVersion))
     {
         next.versionsTime = GetUnixTime();
     }

@@ -72,6 +72,9 @@ private:
 
     ComponentSnapshot snapshot;
     std::optional<bool> moduleRevertible;
+    /// Whether they were read once.
+    bool pendingKnown = false;
+    bool fallbackKnown = false;
     /// Whether the installation that is shown waits, and no module knows of it.
     bool suspended = false;
     bool verdictKnown = false;

@@ -5,6 +5,7 @@
 #include "Zel/System/Core/Format.h"
 
 #include <algorithm>
+#include <charconv>
 
 namespace Zel::Host::Service
 {
@@ -61,6 +62,31 @@ Check CheckCompatible(const InspectionFacts& facts)
                              facts.bundle->compatible, facts.deviceCompatible));
 }
 
+/// Returns the numbers of a version like "2.10.0"; nothing for another form, whose order is not known.
+std::optional<std::vector<std::uint64_t>> ToNumbers(const String& version)
+{
+    std::vector<std::uint64_t> numbers;
+    for (std::size_t begin = 0; begin <= version.size();)
+    {
+        const std::size_t end = std::min(version.find('.', begin), version.size());
+        const char* const last = version.data() + end;
+        const auto [read, error] = std::from_chars(version.data() + begin, last, numbers.emplace_back());
+        if (error != std::errc() || read != last)
+        {
+            return std::nullopt;
+        }
+        begin = end + 1;
+    }
+    return numbers;
+}
+
+bool IsOlder(const String& version, const String& than)
+{
+    const auto left = ToNumbers(version);
+    const auto right = ToNumbers(than);
+    return left && right && *left < *right;
+}
+
 Check CheckVersion(const InspectionFacts& facts)
 {
     const String version = facts.bundle ? facts.bundle->version : String();
@@ -76,6 +102,12 @@ Check CheckVersion(const InspectionFacts& facts)
     {
         return Warn("version",
                     Format("Version {0} is running already. Install it only to repair it.", version));
+    }
+    if (IsOlder(version, facts.runningVersion))
+    {
+        return Warn("version", Format("Version {0} is older than the running version {1}. Install it only to "
+                                      "go back on purpose.",
+                                      version, facts.runningVersion));
     }
     return version == facts.pendingVersion
                ? Warn("version",
@@ -113,6 +145,11 @@ Check CheckBootedSlot(const InspectionFacts& facts)
                       Format("The booted slot '{0}' is marked bad, so there would be no way back. "
                              "Mark it good if it is ('rauc status mark-good').",
                              booted->name))
+           : !facts.primarySlot.empty() && facts.primarySlot != booted->name
+               ? Warn("booted-slot",
+                      Format("The next restart boots the slot '{0}', not the running '{1}'. Keep the running "
+                             "one by 'rauc status mark-active booted', unless that is meant.",
+                             facts.primarySlot, booted->name))
                : Pass("booted-slot");
 }
 
@@ -170,7 +207,7 @@ Check CheckClock(const InspectionFacts& facts)
                ? Pass("clock")
                : Warn("clock",
                       Format("The clock says {0}, so that signatures may count as not valid yet. Set it.",
-                             FromUnixTime(facts.now).ToIso8601String()));
+                             ToText(facts.now)));
 }
 
 Check CheckState(const InspectionFacts& facts)

@@ -25,6 +25,8 @@ struct InspectionFacts
     String roomMissing;
     String deviceCompatible;
     std::vector<RaucSlot> slots;
+    /// The slot that is booted next; empty where RAUC did not tell.
+    String primarySlot;
     String runningVersion;
     String pendingVersion;
     Services::SoftwareUpdate::InstallationState state = Services::SoftwareUpdate::InstallationState::Idle;
@@ -53,8 +55,8 @@ struct Inspection
     String version;
     String compatible;
     String deviceCompatible;
-    /// Whether RAUC trusts the bundle and it was made for this device.
-    bool fits = false;
+    /// Whether RAUC trusts the bundle and it was made for this device; not known where RAUC did not tell.
+    std::optional<bool> fits;
     /// Bytes; 0 where there was no room to look at it.
     std::uint64_t size = 0;
     std::vector<Check> checks;

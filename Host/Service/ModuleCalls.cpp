@@ -15,11 +15,6 @@ using System::Core::Format;
 namespace
 {
 
-/// A module does not always pass on why RAUC refuses, and RAUC not always why it does.
-constexpr const char* RejectedBundle =
-    " RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong clock, or a "
-    "folder that it does not see, looks the same. 'zelupdate check FILE' tells more.";
-
 } // namespace
 
 template <typename Call>
@@ -115,9 +110,8 @@ RequestResult ModuleCalls::Stage(const String& path) const
             {
                 return RequestResult::Done(ReadVersion(FileType::Pending).value_or(String()));
             }
-            return code == ResultCode::InvalidArgument
-                       ? RequestResult::Refused(ToString(code), message + RejectedBundle)
-                       : RequestResult::FromCode(code, message);
+            return code == ResultCode::InvalidArgument ? RequestResult::Refused(ToString(code), message)
+                                                       : RequestResult::FromCode(code, message);
         });
 }
 

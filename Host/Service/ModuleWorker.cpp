@@ -124,7 +124,15 @@ RequestResult ModuleWorker::TakeBundle(const Delivery::FileDescriptor& bundle,
 {
     try
     {
-        file = environment.delivery.Take(bundle, [this] { NoteProgress(); });
+        const auto goOn = [this]
+        {
+            NoteProgress();
+            if (worker.IsStopped())
+            {
+                throw Exception("The service ends.");
+            }
+        };
+        file = environment.delivery.Take(bundle, goOn);
         return RequestResult::Done();
     }
     catch (const ArgumentException& exception)

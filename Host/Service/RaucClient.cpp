@@ -122,10 +122,7 @@ void RaucClient::GetBundle(const String& path, BundleHandler handler)
     { return sd_bus_message_append(call, "s", path.c_str()); };
     connection.Call({BusName, Path, Interface, "Info", BundleTime, write},
                     [handler = std::move(handler)](const BusAnswer& answer)
-                    {
-                        handler(answer.IsOk() ? ReadBundle(answer.message) : std::nullopt,
-                                answer.IsOk() ? "Its answer is not understood." : answer.text);
-                    });
+                    { handler(answer.IsOk() ? ReadBundle(answer.message) : std::nullopt, answer); });
 }
 
 void RaucClient::GetSlots(SlotsHandler handler)

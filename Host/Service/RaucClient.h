@@ -40,8 +40,9 @@ public:
     static constexpr std::chrono::minutes BundleTime{10};
 
     using AnswerHandler = BusConnection::AnswerHandler;
-    /// Nothing, and the reason, where RAUC refuses.
-    using BundleHandler = std::function<void(const std::optional<RaucBundle>& bundle, const String& reason)>;
+    /// Nothing where RAUC does not tell; `answer` says why.
+    using BundleHandler =
+        std::function<void(const std::optional<RaucBundle>& bundle, const BusAnswer& answer)>;
     /// No slots where RAUC does not tell.
     using SlotsHandler = std::function<void(const std::vector<RaucSlot>& slots)>;
 

@@ -279,11 +279,19 @@ void UpdateService::Inspect(const String& path, InspectionFacts facts, BundleIns
 
 void UpdateService::OnSlotActivated(const String& slot)
 {
+    const bool hasFailed = std::any_of(components.begin(), components.end(),
+                                       [](const auto& component)
+                                       {
+                                           const Verdict& verdict = component->GetSnapshot().lastVerdict;
+                                           return verdict.result == HistoryEntry::Failed;
+                                       });
     notifications->Report(
         Notifications::SlotActivated,
-        Format("RAUC activated the slot '{0}' although no installation is running: the next "
-               "restart boots it. Look at RAUC's log for who did that.",
-               slot));
+        Format("RAUC has the slot '{0}' booted next although no installation is running. {1} 'rauc status "
+               "mark-active booted' keeps the running slot.",
+               slot,
+               hasFailed ? "The last installation, which has failed, may have left it so."
+                         : "Look at RAUC's log for who did that."));
 }
 
 void UpdateService::CheckSlots()

@@ -38,6 +38,9 @@ public:
     /// from any thread.
     [[nodiscard]] std::chrono::milliseconds GetTaskTime() const;
 
+    /// Whether the running task should end soon. May be called from any thread.
+    [[nodiscard]] bool IsStopped() const { return stopped; }
+
     /// Returns when the running task has ended; those that wait are dropped. Not to be called on the thread.
     void Stop();
 
@@ -48,7 +51,7 @@ private:
     std::mutex mutex;
     std::condition_variable changed;
     std::deque<Task> tasks;
-    bool stopped = false;
+    std::atomic<bool> stopped = false;
     /// A reading of the steady clock, or the earliest one between tasks.
     std::atomic<std::chrono::steady_clock::time_point> progressTime{};
     System::Commons::Threading::Thread thread;

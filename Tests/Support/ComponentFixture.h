@@ -145,6 +145,8 @@ struct FakeDevice : LoopRunner
     /// What RAUC says of an inspected bundle, and the file that it was asked about.
     std::optional<RaucBundle> bundle;
     String inspected;
+    /// Whether it goes while it looks at a bundle.
+    bool goes = false;
     int restarts = 0;
     int startDelays = 0;
     std::vector<String> starts;
@@ -172,6 +174,7 @@ struct FakeDevice : LoopRunner
                 [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
                 {
                     inspected = path;
+                    facts.rauc = goes ? RaucState::Absent : facts.rauc;
                     facts.bundle = bundle;
                     facts.refusal = bundle ? "" : "rauc info error";
                     facts.deviceCompatible = "Controller";

@@ -28,6 +28,22 @@ TEST_F(ComponentTest, WithoutAnAnswerOfRaucNothingIsTouched)
     EXPECT_TRUE(IsDeliveryEmpty());
 }
 
+TEST_F(ComponentTest, RaucThatGoesWhileABundleIsLookedAtDoesNotCondemnIt)
+{
+    ASSERT_EQ(Start(), "");
+    script->stage = [this](auto&, auto&)
+    {
+        loop.Post([this] { component.OnRaucOwnerChanged(false); });
+        return ResultCode::InvalidArgument;
+    };
+    // It is back, and rests, by the time of the refusal.
+    EXPECT_THAT(Stage(), StartsWith("TryLater: RAUC has gone meanwhile."));
+    goes = true;
+    script->calls.Clear();
+    EXPECT_THAT(Stage(), StartsWith("TryLater: RAUC is not running."));
+    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("SetSoftwarePackage"))));
+}
+
 TEST_F(ComponentTest, ASecondRequestIsRefusedWithWhoIsBusyAndOneThatLosesItsModuleIsAnswered)
 {
     ASSERT_EQ(Start(), "");
@@ -156,9 +172,11 @@ TEST_F(ComponentTest, AnInstallationIsCalledOffUntilRaucMayHaveBeenAskedForIt)
     EXPECT_EQ(Now().activity, Activity::None);
 }
 
-TEST_F(ComponentTest, ARevertThatRaucDidNotDoEndsAsFailed)
+TEST_F(ComponentTest, ARevertThatIsNotNeededIsRefusedAndOneThatRaucDidNotDoEndsAsFailed)
 {
     StartWithPending();
+    const auto revert = [this] { return Ask([this](auto done) { component.Revert("A", done); }); };
+    EXPECT_THAT(revert(), StartsWith("InvalidState: The device runs from the slot"));
     script->revert = [](IUpdaterStatus& given)
     {
         EXPECT_TRUE(given.BeginInstallation(Id, false));
@@ -166,7 +184,7 @@ TEST_F(ComponentTest, ARevertThatRaucDidNotDoEndsAsFailed)
         EXPECT_TRUE(given.WriteProperty(Id, StatusStore::RevertedToProperty, "rootfs.1", true));
         return ResultCode::GeneralError;
     };
-    EXPECT_THAT(Ask([this](auto done) { component.Revert("A", done); }), StartsWith("GeneralError: "));
+    EXPECT_THAT(revert(), StartsWith("GeneralError: "));
     EXPECT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
     EXPECT_EQ(store->ReadProperty(Id, StatusStore::RevertedToProperty), "");
     EXPECT_THAT(interruptions,
