@@ -5,7 +5,6 @@
 #include "Zel/System/Core/Format.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -49,6 +48,7 @@ String GetTemporaryFolder()
     return folder != nullptr && *folder != '\0' ? folder : "/var/tmp";
 }
 
+/// Makes a file that has no name (any more). Not every file system knows files that never had one.
 FileDescriptor OpenUnlinked(const String& folder)
 {
     try
@@ -57,12 +57,18 @@ FileDescriptor OpenUnlinked(const String& folder)
     }
     catch (const IoException&)
     {
-        const int descriptor = memfd_create("bundle", MFD_CLOEXEC);
+        String path = folder + "/zelupdate-XXXXXX";
+        const int descriptor = mkostemp(path.data(), O_CLOEXEC);
         if (descriptor < 0)
         {
-            throw;
+            throw IoException("create a file in", folder, errno);
         }
-        return FileDescriptor::Adopt(descriptor, "memory");
+        FileDescriptor named = FileDescriptor::Adopt(descriptor, folder);
+        if (unlink(path.c_str()) != 0)
+        {
+            throw IoException("remove a file from", folder, errno);
+        }
+        return named;
     }
 }
 
@@ -88,28 +94,46 @@ void CopyToEnd(int input, const FileDescriptor& target, const InterruptSignals& 
     }
 }
 
+/// Says what to do about a folder that does not take the bundle.
+CommandError ToSpoolError(const IoException& error)
+{
+    constexpr const char* Remedy = "Let TMPDIR name a folder with room, or hand over a file.";
+    const bool isFull = error.GetErrorNumber() == ENOSPC || error.GetErrorNumber() == EDQUOT;
+    return isFull ? CommandError(
+                        ExitCode::TryLater,
+                        Format("there is no room in {0} for the bundle from standard input", error.GetPath()),
+                        Remedy)
+                  : CommandError(
+                        ExitCode::Failed,
+                        Format("the bundle from standard input cannot be kept: {0}", error.GetMessage()),
+                        Remedy);
+}
+
+FileDescriptor Spool(const String& folder, const InterruptSignals& interrupts)
+{
+    try
+    {
+        FileDescriptor spooled = OpenUnlinked(folder);
+        CopyToEnd(STDIN_FILENO, spooled, interrupts);
+        return spooled;
+    }
+    catch (const IoException& error)
+    {
+        if (error.GetPath() != folder)
+        {
+            throw;
+        }
+        throw ToSpoolError(error);
+    }
+}
+
 FileDescriptor SpoolStandardInput(const InterruptSignals& interrupts)
 {
     if (isatty(STDIN_FILENO) == 1)
     {
         throw CommandError(ExitCode::Usage, "standard input is a terminal: send the bundle into it");
     }
-    const FileDescriptor spooled = OpenUnlinked(GetTemporaryFolder());
-    try
-    {
-        CopyToEnd(STDIN_FILENO, spooled, interrupts);
-    }
-    catch (const IoException& error)
-    {
-        if (error.GetErrorNumber() != ENOSPC && error.GetErrorNumber() != EDQUOT)
-        {
-            throw;
-        }
-        throw CommandError(
-            ExitCode::TryLater,
-            Format("there is no room in {0} for the bundle from standard input", spooled.GetPath()),
-            "Let TMPDIR name a folder with room, or hand over a file.");
-    }
+    const FileDescriptor spooled = Spool(GetTemporaryFolder(), interrupts);
     // The service gets a descriptor that it can only read from.
     const String path = Format("/proc/self/fd/{0}", spooled.Get());
     const int own = open(path.c_str(), O_RDONLY | O_CLOEXEC);

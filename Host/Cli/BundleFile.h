@@ -13,8 +13,9 @@ inline const String StandardInput = "-";
 
 /// Opens a bundle for reading. Throws `CommandError`: not found, not allowed, or rejected when it is a link
 /// or anything else than a regular file. A FIFO does not block. For "-" standard input is copied to its end
-/// into a file without a name first, in `TMPDIR` or else in /var/tmp, or in memory where these take none; it
-/// is refused (usage) when it is a terminal, and what does not fit with "try later". Throws `Interrupted`.
+/// into a file without a name first, in `TMPDIR` or else in /var/tmp; it is refused (usage) when it is a
+/// terminal, with "try later" when it does not fit, and as failed when that folder takes no file. Throws
+/// `Interrupted`.
 [[nodiscard]] System::Commons::Io::FileDescriptor OpenBundle(const String& path,
                                                              const InterruptSignals& interrupts);
 

@@ -2,6 +2,7 @@
 
 #include "Cli/Commands/Verbs.h"
 #include "Service/Database.h"
+#include "Support/TmpfsMount.h"
 
 #include <nlohmann/json.hpp>
 
@@ -164,6 +165,25 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
             const int absent = call.starts_with("wait") && variable == String("ANY=1") ? 9 : 7;
             EXPECT_EQ(run.Finish(), call == "explain 7" ? 0 : absent) << call << ", " << variable;
         }
+    }
+}
+
+TEST_F(TerminalTest, AFolderThatDoesNotTakeStandardInputIsNamedWithARemedy)
+{
+    const Support::TmpfsMount full(4096);
+    full.GetFolder().Write("filler", String(4096, 'x'));
+    const String missing = folder / "missing";
+    const String cannotBeKept = "zelupdate: the bundle from standard input cannot be kept: Failed to create "
+                                "a file in '" +
+                                missing + "': No such file or directory";
+    const String noRoom = "zelupdate: there is no room in " + full.GetFolder().GetPath() +
+                          " for the bundle from standard input";
+    for (const auto& [place, status, error] :
+         {std::tuple(missing, 1, cannotBeKept), {full.GetFolder().GetPath(), 5, noRoom}})
+    {
+        auto run = Call("stage -", ProgramRun::Output::Pipes, {"TMPDIR=" + place});
+        EXPECT_EQ(run.Finish(), status);
+        EXPECT_EQ(run.GetErr(), error + "\nNext: Let TMPDIR name a folder with room, or hand over a file.\n");
     }
 }
 
