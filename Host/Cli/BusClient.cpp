@@ -7,6 +7,7 @@
 
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <utility>
 
@@ -25,12 +26,6 @@ const String ComponentInterface = "zel.SoftwareUpdate1.Component";
 const String PropertiesInterface = "org.freedesktop.DBus.Properties";
 const String DaemonName = "org.freedesktop.DBus";
 
-/// Reading is answered from the service's memory; longer means that it hangs, or is being started.
-BusClient::Clock::time_point ReadDeadline()
-{
-    return BusClient::Clock::now() + std::chrono::seconds(25);
-}
-
 } // namespace
 
 BusClient::BusClient(const InterruptSignals& interrupts, bool interactive)
@@ -40,6 +35,11 @@ BusClient::BusClient(const InterruptSignals& interrupts, bool interactive)
 }
 
 BusClient::~BusClient() = default;
+
+void BusClient::SetReadLimit(Clock::time_point limit)
+{
+    readLimit = limit;
+}
 
 ServiceDescription BusClient::ReadService()
 {
@@ -61,7 +61,7 @@ bool BusClient::WaitForService(Clock::time_point deadline)
     SubscribeToOwner();
     BusMessage call = connection.NewCall(DaemonName, "/org/freedesktop/DBus", DaemonName, "NameHasOwner");
     ClientConnection::Check(sd_bus_message_append(call.get(), "s", ServiceName.c_str()));
-    const BusMessage reply = connection.Call(std::move(call), ReadDeadline());
+    const BusMessage reply = connection.Call(std::move(call), GetReadDeadline());
     int owned = 0;
     MessageReader::Check(sd_bus_message_read(reply.get(), "b", &owned));
     appeared = appeared || owned != 0;
@@ -81,7 +81,8 @@ void BusClient::Select(const String& id)
     state = ComponentState();
     connection.Subscribe(
         Format("type='signal',sender='{0}',path='{1}',interface='{2}',member='PropertiesChanged'", owner,
-               componentPath, PropertiesInterface));
+               componentPath, PropertiesInterface),
+        GetReadDeadline());
     Refresh();
 }
 
@@ -114,7 +115,7 @@ std::vector<PastInstallation> BusClient::ReadHistory(std::uint32_t limit)
 {
     BusMessage call = NewComponentCall("History");
     ClientConnection::Check(sd_bus_message_append(call.get(), "u", limit));
-    const BusMessage reply = connection.Call(std::move(call), ReadDeadline());
+    const BusMessage reply = connection.Call(std::move(call), GetReadDeadline());
     return AnswerReader::ReadHistory(*reply);
 }
 
@@ -161,6 +162,12 @@ bool BusClient::WaitForMessage(Clock::time_point deadline)
     return arrived;
 }
 
+BusClient::Clock::time_point BusClient::GetReadDeadline() const
+{
+    // Reading is answered from the service's memory; longer means that it hangs, or is being started.
+    return std::min(readLimit, Clock::now() + std::chrono::seconds(25));
+}
+
 BusMessage BusClient::NewComponentCall(const String& member)
 {
     BusMessage call = connection.NewCall(owner, componentPath, ComponentInterface, member);
@@ -187,7 +194,7 @@ BusMessage BusClient::CallGetAll(const String& path, const String& interface)
     BusMessage call =
         connection.NewCall(owner.empty() ? ServiceName : owner, path, PropertiesInterface, "GetAll");
     ClientConnection::Check(sd_bus_message_append(call.get(), "s", interface.c_str()));
-    return connection.Call(std::move(call), ReadDeadline());
+    return connection.Call(std::move(call), GetReadDeadline());
 }
 
 void BusClient::SubscribeToOwner()
@@ -198,7 +205,8 @@ void BusClient::SubscribeToOwner()
     }
     connection.Subscribe(
         Format("type='signal',sender='{0}',interface='{0}',member='NameOwnerChanged',arg0='{1}'", DaemonName,
-               ServiceName));
+               ServiceName),
+        GetReadDeadline());
 }
 
 void BusClient::OnSignal(sd_bus_message& signal)

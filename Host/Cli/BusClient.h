@@ -31,6 +31,10 @@ public:
     BusClient(const BusClient&) = delete;
     BusClient& operator=(const BusClient&) = delete;
 
+    /// Whatever reads throws `BusError` (timeout) when it has no answer at `limit`, or after 25 s if that is
+    /// earlier.
+    void SetReadLimit(Clock::time_point limit);
+
     [[nodiscard]] ServiceDescription ReadService();
 
     /// After an operation has thrown since the service was absent: waits until it is there again. Returns
@@ -75,6 +79,7 @@ public:
     [[nodiscard]] bool WaitForMessage(Clock::time_point deadline);
 
 private:
+    [[nodiscard]] Clock::time_point GetReadDeadline() const;
     [[nodiscard]] BusMessage NewComponentCall(const String& member);
     [[nodiscard]] BusMessage CallGetAll(const String& path, const String& interface);
     [[nodiscard]] BusMessage CallWithBundle(const String& member, int descriptor);
@@ -87,6 +92,7 @@ private:
 
     ClientConnection connection;
     const bool interactive;
+    Clock::time_point readLimit = ClientConnection::Forever;
     /// The service's unique connection name; empty before the first call.
     String owner;
     bool ownerWatched = false;

@@ -17,6 +17,8 @@ public:
     inline static const String Disconnected = "org.freedesktop.DBus.Error.Disconnected";
     /// The service's name has no owner (any more).
     inline static const String NameHasNoOwner = "org.freedesktop.DBus.Error.NameHasNoOwner";
+    /// There was no answer in time.
+    inline static const String Timeout = "org.freedesktop.DBus.Error.Timeout";
     /// An answer that does not have the shape of the service's interface.
     inline static const String InvalidAnswer = "org.freedesktop.DBus.Error.InvalidSignature";
 

@@ -106,7 +106,7 @@ BusMessage ClientConnection::Call(BusMessage call, Clock::time_point deadline)
         {
             Dispatch(std::move(message));
         }
-        else if (const sd_bus_error* const error = sd_bus_message_get_error(message.get()))
+        else if (sd_bus_message_is_method_error(message.get(), nullptr) > 0)
         {
             throw BusError::Received(*message);
         }
@@ -115,15 +115,15 @@ BusMessage ClientConnection::Call(BusMessage call, Clock::time_point deadline)
             return message;
         }
     }
-    throw BusError("org.freedesktop.DBus.Error.Timeout", "the service does not answer");
+    throw BusError(BusError::Timeout, "the service does not answer");
 }
 
-void ClientConnection::Subscribe(const String& rule)
+void ClientConnection::Subscribe(const String& rule, Clock::time_point deadline)
 {
     const String daemon = "org.freedesktop.DBus";
     BusMessage call = NewCall(daemon, "/org/freedesktop/DBus", daemon, "AddMatch");
     Check(sd_bus_message_append(call.get(), "s", rule.c_str()));
-    static_cast<void>(Call(std::move(call), Clock::now() + std::chrono::seconds(25)));
+    static_cast<void>(Call(std::move(call), deadline));
 }
 
 bool ClientConnection::WaitForMessage(Clock::time_point deadline)

@@ -51,8 +51,8 @@ public:
     /// Sends the call and returns its reply. Throws `BusError` for an error reply and when `deadline` passes.
     [[nodiscard]] BusMessage Call(BusMessage call, Clock::time_point deadline);
 
-    /// Asks the bus for the signals of a match rule. Throws `BusError`.
-    void Subscribe(const String& rule);
+    /// Asks the bus for the signals of a match rule. Throws `BusError`, also when `deadline` passes.
+    void Subscribe(const String& rule, Clock::time_point deadline);
 
     /// Waits for one message. Returns whether one arrived before `deadline`.
     [[nodiscard]] bool WaitForMessage(Clock::time_point deadline);

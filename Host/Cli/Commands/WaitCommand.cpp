@@ -7,6 +7,7 @@
 #include "Cli/InstallationWatch.h"
 #include "Cli/ProgressView.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace Zel::Host::Cli
@@ -16,6 +17,9 @@ namespace
 {
 
 using Clock = BusClient::Clock;
+
+/// What reading takes at most, however short the time to wait is.
+constexpr std::chrono::seconds ReadingTime{1};
 
 /// The wait for the end of the installation that runs, if one does.
 class EndOfInstallation
@@ -40,6 +44,12 @@ public:
             }
             catch (const BusError& error)
             {
+                if (error.GetName() == BusError::Timeout && Clock::now() >= deadline)
+                {
+                    throw CommandError(ExitCode::TimedOut,
+                                       "the time to wait is over, and the service does not answer",
+                                       "'zelupdate wait' waits again.");
+                }
                 if (!error.IsAbsence())
                 {
                     throw;
@@ -125,6 +135,8 @@ Report RunWait(Session& session)
 {
     const auto& timeout = session.GetArguments().timeout;
     const auto deadline = timeout ? Clock::now() + *timeout : ClientConnection::Forever;
+    // Without any time to wait there is still something to tell.
+    session.GetClient().SetReadLimit(std::max(deadline, Clock::now() + ReadingTime));
     return EndOfInstallation(session, deadline).Await();
 }
 

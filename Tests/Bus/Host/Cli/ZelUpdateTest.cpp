@@ -341,6 +341,9 @@ TEST_F(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
     Check("wait", 0, "Nothing is being installed, and there is no verdict.");
     Check("wait --timeout 0", 9, " 46 % Copying image\n",
           "the time to wait is over, and the installation goes on", {.before = &Device::Copy});
+    const auto hangs = [](Device& device) { device.refusals["GetAll"] = ""; };
+    Check("wait --timeout 1", 9, "", "the time to wait is over, and the service does not answer",
+          {.before = hangs});
     Check("wait --timeout 60 --quiet", 0, "", "", {.before = &Device::Copy, .story = comesBack});
     Check("wait", 1, "", "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
           {.before = &Device::Copy, .story = Fails});
