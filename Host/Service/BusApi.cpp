@@ -49,11 +49,6 @@ const sd_bus_vtable ManagerTable[] = {
 
 } // namespace
 
-void BusSlotDeleter::operator()(sd_bus_slot* slot) const noexcept
-{
-    sd_bus_slot_unref(slot);
-}
-
 BusApi::BusApi(BusConnection& connection, Content content)
     : content(std::move(content)), authorizer(connection, this->content.group)
 {

@@ -1,5 +1,6 @@
 #include "Service/BusConnection.h"
 
+#include "Service/BusMessage.h"
 #include "Service/SystemCall.h"
 
 #include "Zel/Exception.h"
@@ -18,13 +19,6 @@ using System::Core::Format;
 
 namespace
 {
-
-struct FreeMessage
-{
-    void operator()(sd_bus_message* message) const noexcept { sd_bus_message_unref(message); }
-};
-
-using MessagePointer = std::unique_ptr<sd_bus_message, FreeMessage>;
 
 /// Gives a callback to a slot that lives as long as the bus needs it.
 template <typename Callback>
@@ -80,7 +74,7 @@ int Send(sd_bus* bus, const BusCall& call, sd_bus_slot** slot, BusConnection::An
     sd_bus_message* created = nullptr;
     int result = sd_bus_message_new_method_call(bus, &created, call.destination.c_str(), call.path.c_str(),
                                                 call.interface.c_str(), call.member.c_str());
-    const MessagePointer message(created);
+    const BusMessage message(created);
     if (result >= 0 && call.write)
     {
         result = call.write(created);

@@ -1,6 +1,7 @@
 #include "Service/BusRequest.h"
 
 #include "Service/BusApi.h"
+#include "Service/BusMessage.h"
 
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
 #include "Zel/System/Core/Format.h"
@@ -60,7 +61,7 @@ BusRequestException::BusRequestException(const char* name, String message)
 
 BusRequestException::~BusRequestException() = default;
 
-BusRequest::BusRequest(sd_bus_message* message) : message(sd_bus_message_ref(message), sd_bus_message_unref)
+BusRequest::BusRequest(sd_bus_message* message) : message(BusMessage(sd_bus_message_ref(message)))
 {
     sd_bus_creds* queried = nullptr;
     const int result = sd_bus_query_sender_creds(message, SD_BUS_CREDS_EUID | SD_BUS_CREDS_PID, &queried);
@@ -155,8 +156,7 @@ void BusRequest::Answer(const RequestResult& result, const Write& write) const
     }
     sd_bus_message* created = nullptr;
     int sent = sd_bus_message_new_method_return(message.get(), &created);
-    const std::unique_ptr<sd_bus_message, decltype(&sd_bus_message_unref)> answer(created,
-                                                                                  sd_bus_message_unref);
+    const BusMessage answer(created);
     sent = sent >= 0 && write ? write(created) : sent;
     sent = sent >= 0 ? sd_bus_send(nullptr, created, nullptr) : sent;
     if (sent < 0)

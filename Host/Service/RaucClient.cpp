@@ -1,7 +1,5 @@
 #include "Service/RaucClient.h"
 
-#include "Service/RaucAnswer.h"
-
 #include <systemd/sd-bus.h>
 
 #include <algorithm>
@@ -78,22 +76,6 @@ std::vector<RaucSlot> ReadSlots(sd_bus_message* message)
 }
 
 } // namespace
-
-const char* Describe(RaucState state)
-{
-    switch (state)
-    {
-    case RaucState::Busy:
-        return "RAUC is busy.";
-    case RaucState::Silent:
-        return "RAUC does not answer.";
-    case RaucState::Absent:
-        return "RAUC is not running.";
-    case RaucState::Resting:
-        break;
-    }
-    return "RAUC answers.";
-}
 
 String RaucSlot::GetText(const String& key) const
 {
