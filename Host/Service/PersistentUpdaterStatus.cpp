@@ -32,7 +32,7 @@ bool PersistentUpdaterStatus::TryStore(const char* what, const Operation& operat
     }
 }
 
-PersistentUpdaterStatus::Volatile& PersistentUpdaterStatus::GetVolatile(const String& componentId)
+PersistentUpdaterStatus::Transient& PersistentUpdaterStatus::GetTransient(const String& componentId)
 {
     return components[ToLower(componentId)];
 }
@@ -40,7 +40,7 @@ PersistentUpdaterStatus::Volatile& PersistentUpdaterStatus::GetVolatile(const St
 String PersistentUpdaterStatus::GetMessage(const String& componentId)
 {
     const std::lock_guard lock(mutex);
-    return GetVolatile(componentId).message;
+    return GetTransient(componentId).message;
 }
 
 void PersistentUpdaterStatus::NotifyChange(const String& componentId) const
@@ -59,7 +59,7 @@ bool PersistentUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdat
         return false;
     }
     const std::lock_guard lock(mutex);
-    const Volatile& shown = GetVolatile(componentId);
+    const Transient& shown = GetTransient(componentId);
     status.message = shown.message;
     status.state = record.state;
     status.revertible = record.revertible;
@@ -72,7 +72,7 @@ void PersistentUpdaterStatus::SetMessage(const String& componentId, const String
 {
     {
         const std::lock_guard lock(mutex);
-        Volatile& shown = GetVolatile(componentId);
+        Transient& shown = GetTransient(componentId);
         if (newStory)
         {
             shown.progress = 0;
@@ -88,7 +88,7 @@ void PersistentUpdaterStatus::SetProgress(const String& componentId, int percent
     String step;
     {
         const std::lock_guard lock(mutex);
-        Volatile& shown = GetVolatile(componentId);
+        Transient& shown = GetTransient(componentId);
         shown.progress = percentage;
         shown.progressText = shown.message;
         if (shown.step != shown.message)
@@ -106,7 +106,7 @@ void PersistentUpdaterStatus::SetProgress(const String& componentId, int percent
 Beginning PersistentUpdaterStatus::MakeBeginning(const String& componentId, bool installation)
 {
     const std::lock_guard lock(mutex);
-    Volatile& shown = GetVolatile(componentId);
+    Transient& shown = GetTransient(componentId);
     shown.step.clear();
     const Upcoming upcoming = std::exchange(shown.upcoming, {});
     shown.startTime = upcoming.startTime;
@@ -133,7 +133,7 @@ bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool 
     {
         {
             const std::lock_guard lock(mutex);
-            GetVolatile(componentId).lostEnd.reset();
+            GetTransient(componentId).lostEnd.reset();
         }
         NotifyChange(componentId);
     }
@@ -163,7 +163,7 @@ void PersistentUpdaterStatus::RetryEnd(const String& componentId)
     std::optional<Ending> ending;
     {
         const std::lock_guard lock(mutex);
-        ending = GetVolatile(componentId).lostEnd;
+        ending = GetTransient(componentId).lostEnd;
     }
     if (ending)
     {
@@ -188,7 +188,7 @@ void PersistentUpdaterStatus::End(const String& componentId, const Ending& endin
     }
     {
         const std::lock_guard lock(mutex);
-        auto& lostEnd = GetVolatile(componentId).lostEnd;
+        auto& lostEnd = GetTransient(componentId).lostEnd;
         lostEnd = stored ? std::nullopt : std::optional(ending);
     }
     NotifyChange(componentId);
@@ -218,7 +218,7 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
     if (stored)
     {
         const std::lock_guard lock(mutex);
-        auto& properties = GetVolatile(componentId).properties;
+        auto& properties = GetTransient(componentId).properties;
         properties.erase(propertyName);
         if (!persistent && !value.empty())
         {
@@ -234,7 +234,7 @@ void PersistentUpdaterStatus::ReadProperty(const String& componentId, const Stri
     value.clear();
     {
         const std::lock_guard lock(mutex);
-        const auto& properties = GetVolatile(componentId).properties;
+        const auto& properties = GetTransient(componentId).properties;
         if (const auto found = properties.find(propertyName); found != properties.end())
         {
             value = found->second;
@@ -253,7 +253,7 @@ std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*co
 void PersistentUpdaterStatus::SetUpcoming(const String& componentId, Upcoming upcoming)
 {
     const std::lock_guard lock(mutex);
-    GetVolatile(componentId).upcoming = std::move(upcoming);
+    GetTransient(componentId).upcoming = std::move(upcoming);
 }
 
 void PersistentUpdaterStatus::SetBootSlot(const String& name)
@@ -271,7 +271,7 @@ void PersistentUpdaterStatus::AddStep(const String& componentId, const String& t
 bool PersistentUpdaterStatus::Waits(const String& componentId)
 {
     const std::lock_guard lock(mutex);
-    return std::chrono::steady_clock::now() < GetVolatile(componentId).startTime;
+    return std::chrono::steady_clock::now() < GetTransient(componentId).startTime;
 }
 
 void PersistentUpdaterStatus::AddRestart(const String& componentId)
@@ -315,7 +315,7 @@ std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const
         return std::nullopt;
     }
     const std::lock_guard lock(mutex);
-    const Volatile& shown = GetVolatile(componentId);
+    const Transient& shown = GetTransient(componentId);
     status.message = shown.message;
     status.progress = shown.progress;
     status.progressText = shown.progressText;

@@ -114,7 +114,7 @@ private:
     };
 
     /// What is known of a component in memory only.
-    struct Volatile
+    struct Transient
     {
         /// Of what is running, when it was begun in this process.
         std::chrono::steady_clock::time_point startTime;
@@ -131,7 +131,7 @@ private:
     /// Runs `operation` on the store; false when that failed, which was logged with the name `what`.
     template <typename Operation>
     [[nodiscard]] bool TryStore(const char* what, const Operation& operation) const;
-    [[nodiscard]] Volatile& GetVolatile(const String& componentId);
+    [[nodiscard]] Transient& GetTransient(const String& componentId);
     [[nodiscard]] String GetMessage(const String& componentId);
     [[nodiscard]] Beginning MakeBeginning(const String& componentId, bool installation);
     [[nodiscard]] String JudgeFailure(const ComponentRecord& record);
@@ -145,7 +145,7 @@ private:
     const std::uint32_t confirmationTimeout;
     const ChangeHandler changeHandler;
     std::mutex mutex;
-    std::map<String, Volatile> components;
+    std::map<String, Transient> components;
     String bootSlot;
 };
 
