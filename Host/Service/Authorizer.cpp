@@ -117,10 +117,11 @@ String Authorizer::Judge(const BusAnswer& answer, const Caller& caller, const St
         Log(LogLevel::Error, "polkit could not be asked: {0}", answer.text);
         return "polkit could not be asked whether this is allowed. Call as root.";
     }
-    return action == Inspect || IsMember(caller.user)
+    return IsMember(caller.user)
                ? String()
-               : Format("User {0} may not change anything here. Call as root{1}.", caller.user,
-                        group.empty() ? "" : ", or as a member of the group '" + group + "'");
+               : Format("User {0} may not have this done. Call as root, or {1}.", caller.user,
+                        group.empty() ? "name a group that may in the service's settings (AdministratorGroup)"
+                                      : "as a member of the group '" + group + "'");
 }
 
 bool Authorizer::IsMember(uid_t user) const

@@ -13,15 +13,13 @@ namespace Zel::Host::Service
 {
 
 /// Decides who may have something done: root and the user that the service runs as; whom polkit allows it,
-/// where there is a polkit; else the members of a group, and everybody what changes nothing. A refusal is
-/// logged as a warning. Used on the loop's thread.
+/// where there is a polkit; else the members of a group. That holds for what changes nothing, too, where it
+/// keeps others out meanwhile. A refusal is logged as a warning. Used on the loop's thread.
 class Authorizer : private System::Commons::Diagnostics::Logging::Loggable<Authorizer>
 {
 public:
     /// What the actions' names begin with; a method's name in lower case follows.
     inline static const String ActionPrefix = "zel.softwareupdate1.";
-    /// The action that changes nothing, but keeps the component and RAUC busy for a while.
-    inline static const String Inspect = "inspect";
 
     struct Caller
     {
