@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
+#include <cerrno>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -25,24 +25,45 @@ namespace
 constexpr std::chrono::seconds AnswerTime{10};
 /// Somebody types a password.
 constexpr std::chrono::minutes InteractiveTime{5};
-constexpr std::size_t BufferSize = std::size_t{16} * 1024; // bytes of an entry of the user database
+/// Bytes of an entry of the user database: where to begin, and what no group's list of members needs.
+constexpr std::size_t BufferSize = std::size_t{16} * 1024;
+constexpr std::size_t MaximumBufferSize = std::size_t{16} * 1024 * 1024;
+
+/// Calls `look`, which gets the memory for an entry and returns an errno, with as much as the entry takes.
+/// Returns the last errno. The entry's texts lie in `buffer`.
+template <typename Look>
+int LookUp(std::vector<char>& buffer, const Look& look)
+{
+    buffer.resize(BufferSize);
+    int result = look(buffer);
+    while (result == ERANGE && buffer.size() < MaximumBufferSize)
+    {
+        buffer.resize(buffer.size() * 2);
+        result = look(buffer);
+    }
+    return result;
+}
 
 /// The ID of a group, or nothing that a user could have.
 gid_t FindGroup(const String& name)
 {
-    std::vector<char> buffer(BufferSize);
+    std::vector<char> buffer;
     group entry{};
     group* found = nullptr;
-    const int result = getgrnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
+    const int result =
+        LookUp(buffer, [&](std::vector<char>& memory)
+               { return getgrnam_r(name.c_str(), &entry, memory.data(), memory.size(), &found); });
     return result == 0 && found != nullptr ? found->gr_gid : static_cast<gid_t>(-1);
 }
 
 std::vector<gid_t> FindGroups(uid_t user)
 {
-    std::vector<char> buffer(BufferSize);
+    std::vector<char> buffer;
     passwd entry{};
     passwd* found = nullptr;
-    if (getpwuid_r(user, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr)
+    const int result = LookUp(buffer, [&](std::vector<char>& memory)
+                              { return getpwuid_r(user, &entry, memory.data(), memory.size(), &found); });
+    if (result != 0 || found == nullptr)
     {
         return {};
     }
