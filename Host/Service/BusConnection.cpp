@@ -121,7 +121,9 @@ void BusConnection::RequestName(const String& name)
     const int result = sd_bus_request_name(bus.get(), name.c_str(), 0);
     if (result == -EEXIST || result == -EALREADY)
     {
-        throw Exception(Format("The bus name '{0}' has an owner already.", name));
+        throw Exception(Format("The bus name '{0}' has an owner already. Stop the other service, which "
+                               "'busctl status {0}' shows, and start this one again.",
+                               name));
     }
     CheckSystemCall(result, Format("own the bus name '{0}'", name).c_str());
 }

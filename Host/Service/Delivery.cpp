@@ -46,8 +46,9 @@ void CheckSource(const Delivery::FileDescriptor& source, const struct stat& stat
     const int flags = fcntl(source.Get(), F_GETFL);
     if (!S_ISREG(status.st_mode))
     {
-        Refuse(S_ISDIR(status.st_mode) ? "The bundle is a directory, not a regular file."
-                                       : "The bundle is not a regular file.");
+        Refuse(S_ISDIR(status.st_mode)
+                   ? "The bundle is a directory, not a regular file. Hand over a bundle's file."
+                   : "The bundle is not a regular file. Hand over a bundle's file.");
     }
     if (flags < 0 || (flags & O_PATH) != 0 || (flags & O_ACCMODE) == O_WRONLY)
     {
@@ -55,7 +56,7 @@ void CheckSource(const Delivery::FileDescriptor& source, const struct stat& stat
     }
     if (status.st_size == 0)
     {
-        Refuse("The bundle is empty.");
+        Refuse("The bundle is empty. Get it once more, and hand it over when it is complete.");
     }
 }
 

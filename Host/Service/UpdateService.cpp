@@ -88,7 +88,8 @@ void UpdateService::CreateComponents()
     const String id = deviceInfo->GetItem(ComponentIdKey).ToString();
     if (id.empty())
     {
-        throw Exception(Format("'{0}' does not tell the device's {1}, which is the component's ID.",
+        throw Exception(Format("'{0}' does not tell the device's {1}, which is the component's ID. Add the "
+                               "line '{1}=NAME' to that file, with the device's name.",
                                settings.GetDeviceInfoFile(), ComponentIdKey));
     }
     for (const ModuleSettings& module : settings.GetModules())

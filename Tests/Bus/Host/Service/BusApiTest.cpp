@@ -77,8 +77,10 @@ TEST_F(BusApiTest, TheObjectsAreAsTheirDescriptionSays)
 TEST_F(BusApiTest, RefusalsHaveNamesAndReasons)
 {
     const auto directory = FileDescriptor::Open(folder.GetPath(), O_RDONLY | O_DIRECTORY);
-    EXPECT_EQ(Ask("Stage", "ha{sv}", directory.Get(), 0),
-              "zel.SoftwareUpdate1.Error.InvalidArgument: The bundle is a directory, not a regular file.");
+    EXPECT_EQ(
+        Ask("Stage", "ha{sv}", directory.Get(), 0),
+        "zel.SoftwareUpdate1.Error.InvalidArgument: The bundle is a directory, not a regular file. Hand over "
+        "a bundle's file.");
     const String invalid = "org.freedesktop.DBus.Error.InvalidArgs: ";
     EXPECT_EQ(Ask("Stage", "ha{sv}", directory.Get(), 1, "force", "b", 1),
               invalid + "The option 'force' is not known.");

@@ -66,12 +66,13 @@ TEST_F(DeliveryTest, WhatIsNoReadableFileIsRefused)
     std::filesystem::create_symlink(file, folder / "link");
     const std::vector<std::tuple<String, int, const char*>> rows = {
         {folder / "fifo", O_RDONLY | O_NONBLOCK, "The bundle is not a regular file."},
-        {folder.GetPath(), O_RDONLY | O_DIRECTORY, "The bundle is a directory, not a regular file."},
+        {folder.GetPath(), O_RDONLY | O_DIRECTORY,
+         "The bundle is a directory, not a regular file. Hand over"},
         {folder / "link", O_PATH | O_NOFOLLOW, "The bundle is not a regular file."},
         {"/dev/zero", O_RDONLY, "The bundle is not a regular file."},
         {file, O_WRONLY, "The bundle is not open for reading."},
         {file, O_PATH, "The bundle is not open for reading."},
-        {folder.Write("empty", ""), O_RDONLY, "The bundle is empty."},
+        {folder.Write("empty", ""), O_RDONLY, "The bundle is empty. Get it once more"},
     };
     for (const auto& [path, flags, refusal] : rows)
     {
