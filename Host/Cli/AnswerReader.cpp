@@ -1,5 +1,6 @@
 #include "Cli/AnswerReader.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/ClientConnection.h"
 #include "Cli/MessageReader.h"
 
@@ -14,8 +15,6 @@ namespace Zel::Host::Cli
 
 namespace
 {
-
-const String PathPrefix = "/zel/SoftwareUpdate1/component";
 
 struct Free
 {
@@ -47,7 +46,8 @@ void ReadComponentId(sd_bus_message& message, std::vector<String>& ids)
     const char* path = nullptr;
     char* decoded = nullptr;
     MessageReader::Check(sd_bus_message_read(&message, "o", &path));
-    const int result = MessageReader::Check(sd_bus_path_decode(path, PathPrefix.c_str(), &decoded));
+    const int result =
+        MessageReader::Check(sd_bus_path_decode(path, Api::ComponentPathPrefix.c_str(), &decoded));
     const CText id(decoded);
     if (result > 0)
     {
@@ -154,7 +154,7 @@ std::vector<PastInstallation> AnswerReader::ReadHistory(sd_bus_message& message)
 String AnswerReader::ToPath(const String& id)
 {
     char* encoded = nullptr;
-    ClientConnection::Check(sd_bus_path_encode(PathPrefix.c_str(), id.c_str(), &encoded));
+    ClientConnection::Check(sd_bus_path_encode(Api::ComponentPathPrefix.c_str(), id.c_str(), &encoded));
     const CText path(encoded);
     return path.get();
 }

@@ -1,5 +1,6 @@
 #include "Cli/BusClient.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/AnswerReader.h"
 #include "Cli/BusError.h"
 #include "Cli/MessageReader.h"
@@ -19,10 +20,6 @@ using System::Core::Format;
 namespace
 {
 
-const String ServiceName = "zel.SoftwareUpdate1";
-const String ManagerPath = "/zel/SoftwareUpdate1";
-const String ManagerInterface = "zel.SoftwareUpdate1.Manager";
-const String ComponentInterface = "zel.SoftwareUpdate1.Component";
 const String PropertiesInterface = "org.freedesktop.DBus.Properties";
 const String DaemonName = "org.freedesktop.DBus";
 
@@ -43,11 +40,11 @@ void BusClient::SetReadLimit(Clock::time_point limit)
 
 ServiceDescription BusClient::ReadService()
 {
-    const BusMessage reply = CallGetAll(ManagerPath, ManagerInterface);
+    const BusMessage reply = CallGetAll(Api::ManagerPath, Api::ManagerInterface);
     if (owner.empty())
     {
         const char* const sender = sd_bus_message_get_sender(reply.get());
-        owner = sender != nullptr ? sender : ServiceName;
+        owner = sender != nullptr ? sender : Api::BusName;
         SubscribeToOwner();
     }
     return AnswerReader::ReadService(*reply);
@@ -60,7 +57,7 @@ bool BusClient::WaitForService(Clock::time_point deadline)
     appeared = false;
     SubscribeToOwner();
     BusMessage call = connection.NewCall(DaemonName, "/org/freedesktop/DBus", DaemonName, "NameHasOwner");
-    ClientConnection::Check(sd_bus_message_append(call.get(), "s", ServiceName.c_str()));
+    ClientConnection::Check(sd_bus_message_append(call.get(), "s", Api::BusName.c_str()));
     const BusMessage reply = connection.Call(std::move(call), GetReadDeadline());
     int owned = 0;
     MessageReader::Check(sd_bus_message_read(reply.get(), "b", &owned));
@@ -89,7 +86,7 @@ void BusClient::Select(const String& id)
 void BusClient::Refresh()
 {
     stale = false;
-    const BusMessage reply = CallGetAll(componentPath, ComponentInterface);
+    const BusMessage reply = CallGetAll(componentPath, Api::ComponentInterface);
     AnswerReader::ReadProperties(*reply, state);
     NotifyChange();
 }
@@ -170,7 +167,7 @@ BusClient::Clock::time_point BusClient::GetReadDeadline() const
 
 BusMessage BusClient::NewComponentCall(const String& member)
 {
-    BusMessage call = connection.NewCall(owner, componentPath, ComponentInterface, member);
+    BusMessage call = connection.NewCall(owner, componentPath, Api::ComponentInterface, member);
     ClientConnection::Check(
         sd_bus_message_set_allow_interactive_authorization(call.get(), interactive ? 1 : 0));
     return call;
@@ -192,7 +189,7 @@ BusMessage BusClient::CallGetAll(const String& path, const String& interface)
 {
     // The first call goes to the well-known name, which starts the service where the bus can do that.
     BusMessage call =
-        connection.NewCall(owner.empty() ? ServiceName : owner, path, PropertiesInterface, "GetAll");
+        connection.NewCall(owner.empty() ? Api::BusName : owner, path, PropertiesInterface, "GetAll");
     ClientConnection::Check(sd_bus_message_append(call.get(), "s", interface.c_str()));
     return connection.Call(std::move(call), GetReadDeadline());
 }
@@ -205,7 +202,7 @@ void BusClient::SubscribeToOwner()
     }
     connection.Subscribe(
         Format("type='signal',sender='{0}',interface='{0}',member='NameOwnerChanged',arg0='{1}'", DaemonName,
-               ServiceName),
+               Api::BusName),
         GetReadDeadline());
 }
 
@@ -231,7 +228,7 @@ void BusClient::OnSignal(sd_bus_message& signal)
 
 void BusClient::OnPropertiesChanged(sd_bus_message& signal)
 {
-    if (MessageReader::ReadText(signal) != ComponentInterface)
+    if (MessageReader::ReadText(signal) != Api::ComponentInterface)
     {
         return;
     }
@@ -255,8 +252,8 @@ void BusClient::OnNameOwnerChanged(sd_bus_message& signal)
     const char* earlier = nullptr;
     const char* later = nullptr;
     ClientConnection::Check(sd_bus_message_read(&signal, "sss", &name, &earlier, &later));
-    appeared = appeared || (name == ServiceName && *later != '\0');
-    if (name == ServiceName && !owner.empty() && earlier == owner)
+    appeared = appeared || (name == Api::BusName && *later != '\0');
+    if (name == Api::BusName && !owner.empty() && earlier == owner)
     {
         owner.clear();
         throw BusError(BusError::NameHasNoOwner, "the update service has gone");

@@ -1,5 +1,6 @@
 #include "Cli/BusError.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/ErrorTable.h"
 
 #include <systemd/sd-bus.h>
@@ -37,13 +38,13 @@ bool BusError::IsAbsence() const
 
 bool BusError::IsStateRefused() const
 {
-    return name == ErrorTable::ServicePrefix + "InvalidState";
+    return name == Api::ErrorPrefix + "InvalidState";
 }
 
 String BusError::GetShortName() const
 {
-    const bool own = name.starts_with(ErrorTable::ServicePrefix);
-    return own ? name.substr(ErrorTable::ServicePrefix.size()) : name;
+    const bool own = name.starts_with(Api::ErrorPrefix);
+    return own ? name.substr(Api::ErrorPrefix.size()) : name;
 }
 
 } // namespace Zel::Host::Cli

@@ -1,9 +1,9 @@
 #include "Cli/CommandLine.h"
 
+#include "Api/Version.h"
 #include "Cli/CommandError.h"
 #include "Cli/Commands/Verbs.h"
 #include "Cli/TimeArguments.h"
-#include "Cli/Version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -123,7 +123,7 @@ void Describe(CLI::App& program, Arguments& arguments, Texts& texts)
 {
     program.require_subcommand(1);
     program.get_formatter()->label("SUBCOMMAND", "VERB");
-    program.set_version_flag("--version", ProgramName + " " + ProgramVersion, "Show the version");
+    program.set_version_flag("--version", ProgramName + " " + Api::Version, "Show the version");
     program
         .add_flag("--json", arguments.style.json, "Write one JSON object to standard output and nothing else")
         ->disable_flag_override();

@@ -17,7 +17,7 @@ bool ComponentState::IsThrough() const
 
 int ComponentState::GetShownPercent() const
 {
-    return IsThrough() ? 100 : std::clamp(progressPercent, 0, state == Installing ? 99 : 100);
+    return IsThrough() ? 100 : std::clamp(progressPercent, 0, state == Api::State::Installing ? 99 : 100);
 }
 
 const String& ComponentState::GetShownMessage() const

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Api/SoftwareUpdate1.h"
+
 #include "Zel/String.h"
 
 #include <cstdint>
@@ -10,11 +12,7 @@ namespace Zel::Host::Cli
 /// The last recorded end of an installation or revert.
 struct LastVerdict
 {
-    inline static const String Succeeded = "succeeded";
-    inline static const String SwitchedBack = "switched-back";
-    inline static const String Failed = "failed";
-
-    /// "" or one of the three above.
+    /// One of `Api::Result`; empty where there is none.
     String result;
     String version;
     /// Why it did not succeed.
@@ -25,28 +23,13 @@ struct LastVerdict
     friend bool operator==(const LastVerdict&, const LastVerdict&) = default;
 };
 
-/// What a component is about, by the service's names.
-struct Activity
-{
-    inline static const String None = "none";
-    inline static const String Starting = "starting";
-    inline static const String Waiting = "waiting";
-    inline static const String Installing = "installing";
-    inline static const String Reverting = "reverting";
-    inline static const String Restarting = "restarting";
-    inline static const String RestartNeeded = "restart-needed";
-    inline static const String Deciding = "deciding";
-};
+using Api::Activity;
 
 /// What the service tells of one component: its D-Bus properties. All texts are as received.
 struct ComponentState
 {
-    inline static const String Idle = "idle";
-    inline static const String Installing = "installing";
-    inline static const String Failed = "failed";
-
     String id;
-    /// One of the three above.
+    /// One of `Api::State`.
     String state;
     /// One of `Activity`; empty where an older service does not tell it.
     String activity;

@@ -25,9 +25,6 @@ struct ErrorRow
 class ErrorTable
 {
 public:
-    /// What the names of the service's own errors begin with.
-    inline static const String ServicePrefix = "zel.SoftwareUpdate1.Error.";
-
     [[nodiscard]] static std::span<const ErrorRow> GetRows() noexcept;
 
     /// Returns the row of an error; a name without one gives the row of a plain failure. Never fails.

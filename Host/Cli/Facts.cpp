@@ -13,7 +13,7 @@ namespace
 
 String DescribeVerdict(const LastVerdict& verdict)
 {
-    const bool switchedBack = verdict.result == LastVerdict::SwitchedBack;
+    const bool switchedBack = verdict.result == Api::Result::SwitchedBack;
     String text = switchedBack ? "switched-back (the device runs its earlier version)" : verdict.result;
     const auto append = [&text](const char* before, const String& piece)
     {
@@ -37,7 +37,7 @@ Fact OfLastVerdict(const LastVerdict& verdict)
     return {"Last verdict",
             DescribeVerdict(verdict),
             {{"/lastVerdict/result", verdict.result},
-             {"/lastVerdict/switchedBack", verdict.result == LastVerdict::SwitchedBack},
+             {"/lastVerdict/switchedBack", verdict.result == Api::Result::SwitchedBack},
              {"/lastVerdict/version", Facts::TextOrNone(verdict.version)},
              {"/lastVerdict/reason", Facts::TextOrNone(verdict.reason)},
              {"/lastVerdict/time", Facts::TextOrNone(ToTimeText(verdict.time))}}};

@@ -1,5 +1,6 @@
 #include "Cli/InstallationClock.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/ComponentState.h"
 #include "Cli/TimeText.h"
 
@@ -17,10 +18,10 @@ constexpr std::size_t CountOfInterest = 5;
 /// before a delay.
 std::optional<std::chrono::seconds> GetDuration(const PastInstallation& entry)
 {
-    const bool complete = entry.result == LastVerdict::Succeeded || entry.result == LastVerdict::SwitchedBack;
+    const bool complete = entry.result == Api::Result::Succeeded || entry.result == Api::Result::SwitchedBack;
     const auto end =
         std::find_if(entry.steps.begin(), entry.steps.end(),
-                     [](const HistoryStep& step) { return step.what == HistoryStep::RestartOrdered; });
+                     [](const HistoryStep& step) { return step.what == Api::RestartOrderedStep; });
     if (!complete || end == entry.steps.end() || end->time <= entry.steps.front().time)
     {
         return std::nullopt;

@@ -7,7 +7,7 @@ InstallationWatch::InstallationWatch(const ComponentState& before) : earlierVerd
 
 void InstallationWatch::Observe(const ComponentState& now, bool accepted)
 {
-    begun = begun || accepted || now.state == ComponentState::Installing;
+    begun = begun || accepted || now.state == Api::State::Installing;
     if (begun)
     {
         stage = Judge(now);
@@ -23,7 +23,7 @@ bool InstallationWatch::IsOpen() const noexcept
 
 InstallationStage InstallationWatch::Judge(const ComponentState& now) const
 {
-    if (now.state == ComponentState::Installing)
+    if (now.state == Api::State::Installing)
     {
         if (now.activity == Activity::Restarting)
         {
@@ -33,15 +33,15 @@ InstallationStage InstallationWatch::Judge(const ComponentState& now) const
                                                        : InstallationStage::Running;
     }
     const bool newVerdict = now.lastVerdict != earlierVerdict;
-    if (newVerdict && now.lastVerdict.result == LastVerdict::SwitchedBack)
+    if (newVerdict && now.lastVerdict.result == Api::Result::SwitchedBack)
     {
         return InstallationStage::SwitchedBack;
     }
-    if (now.state == ComponentState::Failed)
+    if (now.state == Api::State::Failed)
     {
         return InstallationStage::Failed;
     }
-    return newVerdict && now.lastVerdict.result == LastVerdict::Succeeded ? InstallationStage::Succeeded
+    return newVerdict && now.lastVerdict.result == Api::Result::Succeeded ? InstallationStage::Succeeded
                                                                           : InstallationStage::CalledOff;
 }
 

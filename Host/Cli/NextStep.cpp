@@ -44,7 +44,7 @@ String DescribeInstallation(const ComponentState& state)
         return "'zelupdate install FILE' installs a bundle";
     }
     const bool failed = !state.lastVerdict.result.empty() &&
-                        state.lastVerdict.result != LastVerdict::Succeeded &&
+                        state.lastVerdict.result != Api::Result::Succeeded &&
                         state.lastVerdict.version == state.pendingVersion;
     return failed
                ? Format("'zelupdate install FILE' installs another bundle; 'zelupdate install' tries version "
@@ -63,7 +63,7 @@ String DescribeNextStep(const ComponentState& state)
                       ToTimeText(state.nextStart));
     }
     // An older service does not tell its activity.
-    const bool unknown = state.activity.empty() && state.state == ComponentState::Installing;
+    const bool unknown = state.activity.empty() && state.state == Api::State::Installing;
     const String& activity = unknown ? Activity::Installing : state.activity;
     for (const ActivityRow& row : ActivityRows)
     {
@@ -72,7 +72,7 @@ String DescribeNextStep(const ComponentState& state)
             return row.next;
         }
     }
-    if (state.state == ComponentState::Failed)
+    if (state.state == Api::State::Failed)
     {
         return "'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
     }

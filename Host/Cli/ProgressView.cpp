@@ -32,7 +32,7 @@ ProgressView::~ProgressView()
 
 void ProgressView::Show(const ComponentState& state)
 {
-    if (quiet || state.state != ComponentState::Installing)
+    if (quiet || state.state != Api::State::Installing)
     {
         return;
     }

@@ -21,11 +21,8 @@ struct ServiceDescription
 /// One reason why an installation now would fail or need care.
 struct BundleCheck
 {
-    inline static const String Warn = "warn";
-    inline static const String Fail = "fail";
-
     String name;
-    /// "pass" or one of the two above.
+    /// One of `Api::Grade`.
     String result;
     /// What is the case and what to do about it.
     String text;
@@ -47,9 +44,6 @@ struct BundleInspection
 /// Times are microseconds since 1970 in UTC, 0 where there is none.
 struct HistoryStep
 {
-    /// The service's own step at the end of what an installation does before the restart.
-    inline static const String RestartOrdered = "Restart ordered";
-
     std::uint64_t time = 0;
     String what;
 };
@@ -57,6 +51,7 @@ struct HistoryStep
 /// One installation or revert of the past, or the present one, whose result is empty.
 struct PastInstallation
 {
+    /// One of `Api::Kind`.
     String kind;
     String caller;
     String from;
@@ -65,6 +60,7 @@ struct PastInstallation
     std::uint64_t begun = 0;
     std::uint64_t ended = 0;
     std::vector<HistoryStep> steps;
+    /// One of `Api::Result`.
     String result;
     String reason;
 };

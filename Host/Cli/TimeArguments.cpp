@@ -1,5 +1,6 @@
 #include "Cli/TimeArguments.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/CommandError.h"
 #include "Zel/DateTime.h"
 #include "Zel/System/Core/Format.h"
@@ -19,8 +20,6 @@ using System::Core::Format;
 
 namespace
 {
-
-constexpr std::uint64_t SpanLimit = std::uint64_t{1} << 32; // ms
 
 struct Unit
 {
@@ -100,7 +99,7 @@ std::chrono::milliseconds ParseSpan(const String& text, const char* what)
             ExitCode::Usage,
             Format("'{0}' is no {1}: write a whole number and s, min or h, for example 90s", text, what));
     }
-    if (error == std::errc::result_out_of_range || count > (SpanLimit - 1) / unit)
+    if (error == std::errc::result_out_of_range || count > (Api::DelayLimit - 1) / unit)
     {
         throw CommandError(
             ExitCode::Usage,
@@ -128,7 +127,7 @@ std::chrono::system_clock::time_point ParseStart(const String& text,
     {
         throw CommandError(ExitCode::Usage, Format("the time '{0}' has passed", text));
     }
-    if (start - now >= std::chrono::milliseconds(SpanLimit))
+    if (start - now >= std::chrono::milliseconds(Api::DelayLimit))
     {
         throw CommandError(
             ExitCode::Usage,

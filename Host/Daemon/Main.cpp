@@ -1,7 +1,7 @@
+#include "Api/Version.h"
 #include "Service/EventLoop.h"
 #include "Service/ServiceSettings.h"
 #include "Service/UpdateService.h"
-#include "Service/Version.h"
 
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
@@ -19,11 +19,11 @@ namespace
 {
 
 using Zel::String;
+using Zel::Host::Api::Version;
 using Zel::Host::Service::EventLoop;
 using Zel::Host::Service::LogSinkKind;
 using Zel::Host::Service::ServiceSettings;
 using Zel::Host::Service::UpdateService;
-using Zel::Host::Service::Version;
 using Zel::System::Commons::Diagnostics::Logging::Loggable;
 using Zel::System::Commons::Diagnostics::Logging::LogLevel;
 using Zel::System::Commons::Diagnostics::Logging::LogManager;

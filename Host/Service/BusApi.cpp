@@ -1,5 +1,6 @@
 #include "Service/BusApi.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Service/BusProperty.h"
 #include "Service/SystemCall.h"
 
@@ -53,8 +54,8 @@ BusApi::BusApi(BusConnection& connection, Content content)
     : content(std::move(content)), authorizer(connection, this->content.group)
 {
     sd_bus_slot* slot = nullptr;
-    CheckSystemCall(sd_bus_add_object_vtable(connection.Get(), &slot, ManagerPath.c_str(),
-                                             ManagerInterface.c_str(), ManagerTable,
+    CheckSystemCall(sd_bus_add_object_vtable(connection.Get(), &slot, Api::ManagerPath.c_str(),
+                                             Api::ManagerInterface.c_str(), ManagerTable,
                                              const_cast<Content*>(&this->content)),
                     "publish the manager");
     managerSlot.reset(slot);
@@ -63,7 +64,7 @@ BusApi::BusApi(BusConnection& connection, Content content)
         objects.push_back(
             std::make_unique<ComponentObject>(connection, *component, authorizer, this->content.bootId));
     }
-    connection.RequestName(BusName);
+    connection.RequestName(Api::BusName);
     // Nobody would know the signal's sender before.
     for (Component* const component : this->content.components)
     {

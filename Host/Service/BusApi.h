@@ -18,11 +18,6 @@ namespace Zel::Host::Service
 class BusApi
 {
 public:
-    inline static const String BusName = "zel.SoftwareUpdate1";
-    inline static const String ManagerPath = "/zel/SoftwareUpdate1";
-    inline static const String ManagerInterface = "zel.SoftwareUpdate1.Manager";
-    inline static const String ErrorPrefix = "zel.SoftwareUpdate1.Error.";
-
     /// What is published; it all outlives the API.
     struct Content
     {

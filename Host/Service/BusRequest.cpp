@@ -1,6 +1,6 @@
 #include "Service/BusRequest.h"
 
-#include "Service/BusApi.h"
+#include "Api/SoftwareUpdate1.h"
 #include "Service/BusMessage.h"
 
 #include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
@@ -151,7 +151,7 @@ void BusRequest::Answer(const RequestResult& result, const Write& write) const
 {
     if (!result.IsOk())
     {
-        Refuse(BusApi::ErrorPrefix + result.error, result.text);
+        Refuse(Api::ErrorPrefix + result.error, result.text);
         return;
     }
     sd_bus_message* created = nullptr;

@@ -130,7 +130,7 @@ void Component::InstallSuspended()
     againTimer.Disarm();
     request =
         Request{"install", entry.caller, [this](const RequestResult& result) { OnInstalledAgain(result); }};
-    AskToInstall({version.empty() ? entry.to : version, entry.kind == HistoryEntry::Fallback,
+    AskToInstall({version.empty() ? entry.to : version, entry.kind == Api::Kind::Fallback,
                   static_cast<std::uint64_t>(left / MicrosecondsPerMillisecond)},
                  record.dueTime);
 }
@@ -263,7 +263,7 @@ void Component::UpdateStatus()
         // After a restart of the device it is the module that notifies of what it decides, when it is
         // initialized.
         const bool sameBoot = record.bootId == environment.status->GetBootId();
-        if (change.verdict->result == HistoryEntry::Failed && (sameBoot || life == Life::Ready))
+        if (change.verdict->result == Api::Result::Failed && (sameBoot || life == Life::Ready))
         {
             environment.failed(DescribeFailure(*change.verdict));
         }

@@ -29,8 +29,6 @@ public:
     static constexpr std::chrono::seconds EndRetry{1};
     /// The least time between two announcements of messages and progress.
     static constexpr std::chrono::milliseconds AnnouncementInterval{100};
-    /// Delays of so many milliseconds and more are refused, as modules count them in 32 bits.
-    static constexpr std::uint64_t DelayLimit = std::uint64_t{1} << 32U;
 
     Component(String id, ComponentEnvironment environment);
     /// Stops.

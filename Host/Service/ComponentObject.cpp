@@ -1,5 +1,6 @@
 #include "Service/ComponentObject.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Service/BusProperty.h"
 #include "Service/BusRequest.h"
 #include "Service/ComponentAnswers.h"
@@ -27,11 +28,11 @@ const char* GetStateName(InstallationState state)
     switch (state)
     {
     case InstallationState::Idle:
-        return "idle";
+        return Api::State::Idle.c_str();
     case InstallationState::Installing:
-        return "installing";
+        return Api::State::Installing.c_str();
     case InstallationState::Failed:
-        return "failed";
+        return Api::State::Failed.c_str();
     }
     return "";
 }
@@ -245,9 +246,9 @@ ComponentObject::ComponentObject(BusConnection& connection, Component& component
       path(GetPath(component.GetId()))
 {
     sd_bus_slot* added = nullptr;
-    CheckSystemCall(
-        sd_bus_add_object_vtable(connection.Get(), &added, path.c_str(), Interface.c_str(), Table, this),
-        "publish a component");
+    CheckSystemCall(sd_bus_add_object_vtable(connection.Get(), &added, path.c_str(),
+                                             Api::ComponentInterface.c_str(), Table, this),
+                    "publish a component");
     slot.reset(added);
     component.GetView().SetChangeHandler([this](const std::vector<String>& properties)
                                          { Announce(properties); });
@@ -270,21 +271,21 @@ void ComponentObject::Announce(const std::vector<String>& properties) const
     }
     names.push_back(nullptr);
     // A bus that is gone has nobody who listens.
-    static_cast<void>(
-        sd_bus_emit_properties_changed_strv(connection.Get(), path.c_str(), Interface.c_str(), names.data()));
+    static_cast<void>(sd_bus_emit_properties_changed_strv(connection.Get(), path.c_str(),
+                                                          Api::ComponentInterface.c_str(), names.data()));
 }
 
 void ComponentObject::TellVerdict(const Verdict& verdict) const
 {
-    static_cast<void>(sd_bus_emit_signal(connection.Get(), path.c_str(), Interface.c_str(), "Finished", "sss",
-                                         verdict.result.c_str(), verdict.version.c_str(),
+    static_cast<void>(sd_bus_emit_signal(connection.Get(), path.c_str(), Api::ComponentInterface.c_str(),
+                                         "Finished", "sss", verdict.result.c_str(), verdict.version.c_str(),
                                          verdict.reason.c_str()));
 }
 
 String ComponentObject::GetPath(const String& componentId)
 {
     char* encoded = nullptr;
-    CheckSystemCall(sd_bus_path_encode(PathPrefix.c_str(), componentId.c_str(), &encoded),
+    CheckSystemCall(sd_bus_path_encode(Api::ComponentPathPrefix.c_str(), componentId.c_str(), &encoded),
                     "encode an object path");
     const std::unique_ptr<char, decltype(&std::free)> owner(encoded, std::free);
     return encoded;

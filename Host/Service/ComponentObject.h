@@ -14,9 +14,6 @@ namespace Zel::Host::Service
 class ComponentObject
 {
 public:
-    inline static const String PathPrefix = "/zel/SoftwareUpdate1/component";
-    inline static const String Interface = "zel.SoftwareUpdate1.Component";
-
     /// Publishes the component; throws `Exception` where that fails. What is given outlives the object.
     ComponentObject(BusConnection& connection, Component& component, Authorizer& authorizer, String bootId);
     /// Takes it back.

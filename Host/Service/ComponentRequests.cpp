@@ -39,11 +39,11 @@ void Component::Install(const InstallRequest& installRequest, const String& call
     {
         return;
     }
-    if (installRequest.delay >= DelayLimit)
+    if (installRequest.delay >= Api::DelayLimit)
     {
-        Finish(
-            RequestResult::Refused(ToString(ResultCode::InvalidArgument),
-                                   Format("The delay must be shorter than {0} milliseconds.", DelayLimit)));
+        Finish(RequestResult::Refused(
+            ToString(ResultCode::InvalidArgument),
+            Format("The delay must be shorter than {0} milliseconds.", Api::DelayLimit)));
         return;
     }
     if (const String fault = InstallationChecks::FindVersionFault(installRequest.version); !fault.empty())
@@ -85,7 +85,7 @@ String Component::FindEarlierVersion() const
     for (const HistoryEntry& entry : environment.status->GetHistory(id, StatusStore::MaximumEntries))
     {
         // What was reverted, failed or called off did not bring the running version.
-        if (entry.result == HistoryEntry::Succeeded && entry.to == GetSnapshot().currentVersion)
+        if (entry.result == Api::Result::Succeeded && entry.to == GetSnapshot().currentVersion)
         {
             return entry.from;
         }
@@ -199,7 +199,7 @@ bool Component::CallOff()
         const std::vector<HistoryEntry> entries = GetHistory(1);
         if (!entries.empty())
         {
-            view.Tell({HistoryEntry::CalledOff, EscapeControlCharacters(entries.front().to),
+            view.Tell({Api::Result::CalledOff, EscapeControlCharacters(entries.front().to),
                        EscapeControlCharacters(reason), entries.front().ended});
         }
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Api/SoftwareUpdate1.h"
 #include "Service/StatusStore.h"
 
 #include "Zel/String.h"
@@ -10,23 +11,7 @@
 namespace Zel::Host::Service
 {
 
-/// What a component is about, more precisely than its state says it; the names are the bus API's.
-struct Activity
-{
-    inline static const String None = "none";
-    /// The updater is not ready yet; requests are refused.
-    inline static const String Starting = "starting";
-    /// An installation is accepted and waits for its time.
-    inline static const String Waiting = "waiting";
-    inline static const String Installing = "installing";
-    inline static const String Reverting = "reverting";
-    /// The restart of the device is ordered.
-    inline static const String Restarting = "restarting";
-    /// The restart could not be ordered: somebody has to do it by hand.
-    inline static const String RestartNeeded = "restart-needed";
-    /// RAUC has to say how an installation or revert ended that an earlier start of the service began.
-    inline static const String Deciding = "deciding";
-};
+using Api::Activity;
 
 /// What is shown of a component; texts are valid UTF-8 without control characters.
 struct ComponentSnapshot

@@ -11,25 +11,13 @@ namespace Zel::Host::Service
 /// One installation or revert, from its beginning to its end. Times are microseconds since 1970 in UTC.
 struct HistoryEntry
 {
-    /// What it is.
-    inline static const String Install = "install";
-    inline static const String Fallback = "fallback";
-    inline static const String Revert = "revert";
-
-    /// How it ended.
-    inline static const String Succeeded = "succeeded";
-    /// The device runs the version again that it was updated from; what a revert is for.
-    inline static const String SwitchedBack = "switched-back";
-    inline static const String Failed = "failed";
-    /// Before RAUC was asked for anything.
-    inline static const String CalledOff = "called-off";
-
     struct Step
     {
         std::int64_t time = 0;
         String text;
     };
 
+    /// One of `Api::Kind`.
     String kind;
     /// Who asked for it, for people.
     String caller;
@@ -42,7 +30,7 @@ struct HistoryEntry
     /// 0 while it is running.
     std::int64_t ended = 0;
     std::vector<Step> steps;
-    /// Empty while it is running.
+    /// One of `Api::Result`; empty while it is running.
     String result;
     /// Why it did not succeed.
     String reason;

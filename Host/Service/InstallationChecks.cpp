@@ -1,5 +1,6 @@
 #include "Service/InstallationChecks.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Service/Clock.h"
 
 #include "Zel/System/Core/Format.h"
@@ -21,17 +22,17 @@ constexpr std::int64_t EarliestTime = 1'704'067'200'000'000;
 
 Check Pass(const char* name)
 {
-    return {name, Check::Pass, ""};
+    return {name, Api::Grade::Pass, ""};
 }
 
 Check Warn(const char* name, const String& text)
 {
-    return {name, Check::Warn, text};
+    return {name, Api::Grade::Warn, text};
 }
 
 Check Fail(const char* name, const String& text)
 {
-    return {name, Check::Fail, text};
+    return {name, Api::Grade::Fail, text};
 }
 
 Check CheckSignature(const InspectionFacts& facts)

@@ -39,11 +39,8 @@ struct InspectionFacts
 /// One reason why an installation would fail or need care, or that it would not.
 struct Check
 {
-    inline static const String Pass = "pass";
-    inline static const String Warn = "warn";
-    inline static const String Fail = "fail";
-
     String name;
+    /// One of `Api::Grade`.
     String grade;
     /// What is the case, and what to do about it; empty for a pass.
     String text;

@@ -115,9 +115,9 @@ Beginning PersistentUpdaterStatus::MakeBeginning(const String& componentId, bool
     beginning.bootId = bootId;
     beginning.bootSlot = bootSlot;
     beginning.dueTime = upcoming.dueTime;
-    beginning.kind = !installation       ? HistoryEntry::Revert
-                     : upcoming.fallback ? HistoryEntry::Fallback
-                                         : HistoryEntry::Install;
+    beginning.kind = !installation       ? Api::Kind::Revert
+                     : upcoming.fallback ? Api::Kind::Fallback
+                                         : Api::Kind::Install;
     beginning.caller = upcoming.caller;
     beginning.from = upcoming.from;
     beginning.to = upcoming.to;
@@ -150,7 +150,7 @@ String PersistentUpdaterStatus::JudgeFailure(const ComponentRecord& record)
     const bool switchedBack = record.begunAsInstallation
                                   ? record.restartOrdered && record.bootSlot == bootSlot
                                   : record.bootSlot != bootSlot;
-    return restarted && known && switchedBack ? HistoryEntry::SwitchedBack : HistoryEntry::Failed;
+    return restarted && known && switchedBack ? Api::Result::SwitchedBack : Api::Result::Failed;
 }
 
 void PersistentUpdaterStatus::EndInstallation(const String& componentId, bool success)
@@ -178,7 +178,7 @@ void PersistentUpdaterStatus::End(const String& componentId, const Ending& endin
                                  [&]
                                  {
                                      const String result =
-                                         ending.success ? HistoryEntry::Succeeded
+                                         ending.success ? Api::Result::Succeeded
                                                         : JudgeFailure(store->GetComponent(componentId));
                                      ended = store->End(componentId, ending.success, result, ending.reason);
                                  });

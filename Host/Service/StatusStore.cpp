@@ -134,7 +134,7 @@ bool StatusStore::Finish(const String& componentId, InstallationState state, con
     Database::Statement change = database->Prepare(
         "UPDATE component SET state = ?, revertible = revertible OR (begun_as_installation AND ?), "
         "prepared = 0, due_time = 0 WHERE key = ? AND (state = 1 OR (state = 0 AND due_time <> 0))");
-    change.Bind(static_cast<std::int64_t>(state)).Bind(std::int64_t{result != HistoryEntry::CalledOff});
+    change.Bind(static_cast<std::int64_t>(state)).Bind(std::int64_t{result != Api::Result::CalledOff});
     const bool changed = change.Bind(component).Run() == 1;
     if (changed)
     {
@@ -152,7 +152,7 @@ bool StatusStore::End(const String& componentId, bool succeeded, const String& r
 
 bool StatusStore::CallOff(const String& componentId, const String& reason)
 {
-    return Finish(componentId, InstallationState::Idle, HistoryEntry::CalledOff, reason);
+    return Finish(componentId, InstallationState::Idle, Api::Result::CalledOff, reason);
 }
 
 bool StatusStore::Suspend(const String& componentId)

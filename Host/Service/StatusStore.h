@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Api/SoftwareUpdate1.h"
 #include "Service/Database.h"
 #include "Service/HistoryEntry.h"
 
@@ -51,7 +52,7 @@ struct Beginning
     /// As in the record; a revert has none.
     std::int64_t dueTime = 0;
     /// As in the history.
-    String kind = HistoryEntry::Install;
+    String kind = Api::Kind::Install;
     String caller;
     String from;
     String to;
@@ -60,7 +61,7 @@ struct Beginning
 /// How the last installation or revert ended that was not called off.
 struct Verdict
 {
-    /// `HistoryEntry::Succeeded` and its kin; empty without a verdict.
+    /// One of `Api::Result`; empty without a verdict.
     String result;
     String version;
     /// Why it did not succeed.
@@ -91,8 +92,6 @@ public:
     static constexpr std::int64_t MaximumNotifications = 1000;
     static constexpr std::int64_t MaximumEntries = 200;
     static constexpr std::int64_t MaximumSteps = 100;
-
-    inline static const String RestartOrderedStep = "Restart ordered";
 
     /// Opens or creates the file in `folder`, which is created with mode 0700, and given that mode, if need
     /// be. A file that is damaged, or that a newer service wrote in a way that this one cannot read, is

@@ -32,7 +32,7 @@ UPDATE history SET ended = ?2, result = ?3, reason = ?4,
         ELSE coalesce((SELECT value FROM property WHERE component = ?1 AND name = ?7), to_version) END
 WHERE component = ?1 AND ended = 0)");
     change.Bind(component).Bind(GetUnixTime()).Bind(result).Bind(reason).Bind(InstallerSlotProperty);
-    change.Bind(HistoryEntry::Revert).Bind(TargetVersionProperty).Run();
+    change.Bind(Api::Kind::Revert).Bind(TargetVersionProperty).Run();
 }
 
 void StatusStore::InsertStep(std::int64_t component, const String& text)
@@ -61,7 +61,7 @@ void StatusStore::AddRestart(const String& componentId, bool waits)
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
-    InsertStep(component, RestartOrderedStep);
+    InsertStep(component, Api::RestartOrderedStep);
     database
         ->Prepare("UPDATE component SET due_time = due_time * ?1, restart_ordered = NOT ?1 "
                   "WHERE key = ?2 AND state = 1")
@@ -106,7 +106,7 @@ Verdict StatusStore::GetLastVerdict(const String& componentId)
     Database::Statement query =
         database->Prepare("SELECT result, to_version, reason, ended FROM history "
                           "WHERE component = ? AND ended > 0 AND result <> ? ORDER BY key DESC LIMIT 1");
-    if (!query.Bind(GetComponentKey(componentId)).Bind(HistoryEntry::CalledOff).Step())
+    if (!query.Bind(GetComponentKey(componentId)).Bind(Api::Result::CalledOff).Step())
     {
         return {};
     }

@@ -209,7 +209,7 @@ void UpdateService::Publish()
     try
     {
         session->api = std::make_unique<BusApi>(session->connection, std::move(content));
-        Log(LogLevel::Info, "Serving as '{0}'.", BusApi::BusName);
+        Log(LogLevel::Info, "Serving as '{0}'.", Api::BusName);
     }
     catch (const Exception& exception)
     {

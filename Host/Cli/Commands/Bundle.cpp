@@ -1,5 +1,6 @@
 #include "Cli/Commands/Bundle.h"
 
+#include "Api/SoftwareUpdate1.h"
 #include "Cli/BundleFile.h"
 #include "Zel/System/Core/Format.h"
 
@@ -58,7 +59,7 @@ const BundleCheck* FindFailure(const std::vector<BundleCheck>& checks)
     for (const BundleCheck& check : checks)
     {
         const bool tellsMore = failure == nullptr || (IsOfBundle(check) && !IsOfBundle(*failure));
-        failure = check.result == BundleCheck::Fail && tellsMore ? &check : failure;
+        failure = check.result == Api::Grade::Fail && tellsMore ? &check : failure;
     }
     return failure;
 }

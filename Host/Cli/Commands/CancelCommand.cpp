@@ -21,7 +21,7 @@ Report RunCancel(Session& session)
             throw;
         }
         client.Refresh();
-        if (client.GetState().state == ComponentState::Installing)
+        if (client.GetState().state == Api::State::Installing)
         {
             throw;
         }

@@ -21,7 +21,7 @@ namespace
 /// A bundle is not handed over for an installation that is going to be refused.
 void RefuseAfterFailure(const ComponentState& state)
 {
-    if (state.state == ComponentState::Failed)
+    if (state.state == Api::State::Failed)
     {
         // A service that was started since has no message any more.
         const String& reason = state.message.empty() ? state.lastVerdict.reason : state.message;
@@ -34,7 +34,7 @@ void RefuseAfterFailure(const ComponentState& state)
 void RefuseByState(const ComponentState& state)
 {
     RefuseAfterFailure(state);
-    if (state.state == ComponentState::Installing)
+    if (state.state == Api::State::Installing)
     {
         throw CommandError(ExitCode::TryLater, "refused: an installation or a revert is under way",
                            DescribeNextStep(state));

@@ -41,7 +41,8 @@ Installation::Installation(Session& session, BusClient& client, const String& ta
     : session(session), client(client), target(target),
       version(Describe(target, session.GetArguments().fallback)),
       reports(version, session.GetArguments().restartExitCode), watch(client.GetState()),
-      view(MakeView(session, client, session.GetArguments().fallback ? "fallback" : "install"))
+      view(MakeView(session, client,
+                    session.GetArguments().fallback ? Api::Kind::Fallback : Api::Kind::Install))
 {
     client.SetChangeHandler([this](const ComponentState& state) { OnChange(state); });
 }

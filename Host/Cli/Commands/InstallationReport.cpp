@@ -34,11 +34,11 @@ Report InstallationReport::ToEnd(const InstallationWatch& watch, const Component
                           Format("{0} is in place, but the device could not be restarted", version),
                           restartExitCode ? ExitCode::RestartNeeded : ExitCode::Failed);
     case InstallationStage::Failed:
-        return ToVerdict(LastVerdict::Failed, watch.GetReason(), state);
+        return ToVerdict(Api::Result::Failed, watch.GetReason(), state);
     case InstallationStage::SwitchedBack:
-        return ToVerdict(LastVerdict::SwitchedBack, watch.GetReason(), state);
+        return ToVerdict(Api::Result::SwitchedBack, watch.GetReason(), state);
     case InstallationStage::Succeeded:
-        return ToVerdict(LastVerdict::Succeeded, "", state);
+        return ToVerdict(Api::Result::Succeeded, "", state);
     default:
         return MakeReport(
             state, "called-off",
@@ -50,11 +50,11 @@ Report InstallationReport::ToEnd(const InstallationWatch& watch, const Component
 Report InstallationReport::ToVerdict(const String& result, const String& reason,
                                      const ComponentState& state) const
 {
-    if (result == LastVerdict::Succeeded)
+    if (result == Api::Result::Succeeded)
     {
         return MakeReport(state, "succeeded", Format("The installation of {0} succeeded.", version));
     }
-    if (result == LastVerdict::SwitchedBack)
+    if (result == Api::Result::SwitchedBack)
     {
         return MakeReport(state, "switched-back", Format("the device switched back{0}", Because(reason)),
                           ExitCode::SwitchedBack);

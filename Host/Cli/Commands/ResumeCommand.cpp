@@ -23,7 +23,7 @@ Report RunResume(Session& session)
         client.Refresh();
         const ComponentState& state = client.GetState();
         return MakeReport(state, "nothing-to-do",
-                          state.state == ComponentState::Installing
+                          state.state == Api::State::Installing
                               ? "Nothing has failed: an installation or a revert is under way."
                               : "The last installation has not failed: there is nothing to resume.");
     }

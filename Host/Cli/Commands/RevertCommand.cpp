@@ -36,7 +36,7 @@ Report RunRevert(Session& session)
 {
     BusClient& client = session.Connect();
     const ComponentState before = client.GetState();
-    const bool alreadyInstalling = before.state == ComponentState::Installing;
+    const bool alreadyInstalling = before.state == Api::State::Installing;
     const bool restartExitCode = session.GetArguments().restartExitCode;
     if (!session.Confirm("Go back to the earlier version and restart the device?"))
     {
@@ -51,7 +51,7 @@ Report RunRevert(Session& session)
     }
     catch (const BusError& error)
     {
-        const bool begun = accepted || client.GetState().state == ComponentState::Installing;
+        const bool begun = accepted || client.GetState().state == Api::State::Installing;
         if (error.GetExitCode() == ExitCode::ServiceUnreachable && begun && !alreadyInstalling)
         {
             return ToRestarting(client.GetState(), restartExitCode);
@@ -63,7 +63,7 @@ Report RunRevert(Session& session)
         }
         throw;
     }
-    const bool restarting = client.GetState().state == ComponentState::Installing;
+    const bool restarting = client.GetState().state == Api::State::Installing;
     return restarting ? ToRestarting(client.GetState(), restartExitCode) : ToNothingToDo(client.GetState());
 }
 

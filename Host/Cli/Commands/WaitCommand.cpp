@@ -70,7 +70,7 @@ private:
     void Observe(const ComponentState& state)
     {
         last = state;
-        if (!watch && state.state == ComponentState::Installing)
+        if (!watch && state.state == Api::State::Installing)
         {
             watch.emplace(state);
         }
@@ -118,7 +118,7 @@ private:
     [[nodiscard]] InstallationReport MakeReports(const ComponentState& state) const
     {
         const String& version = state.lastVerdict.version;
-        const bool installing = state.state == ComponentState::Installing;
+        const bool installing = state.state == Api::State::Installing;
         return {installing || version.empty() ? "the new version" : "version " + version,
                 session.GetArguments().restartExitCode};
     }

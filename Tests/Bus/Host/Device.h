@@ -134,7 +134,7 @@ struct Device : Host::Service::FakeDevice
     void SwitchBack()
     {
         status->SetMessage(Id, "", false);
-        EXPECT_TRUE(store->End(Id, false, HistoryEntry::SwitchedBack, "not confirmed"));
+        EXPECT_TRUE(store->End(Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
         Announce();
     }
 

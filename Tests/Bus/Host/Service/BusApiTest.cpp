@@ -38,7 +38,7 @@ struct BusApiTest : Test, Tests::Bus::Device
     static BusCall To(const String& object, const char* interface, const char* member,
                       const std::function<int(sd_bus_message* call)>& write = {})
     {
-        return {BusApi::BusName, object, interface, member, std::chrono::seconds(10), write};
+        return {Api::BusName, object, interface, member, std::chrono::seconds(10), write};
     }
 
     /// Returns the first text of the answer, behind "NAME: " for an error.
@@ -56,7 +56,7 @@ struct BusApiTest : Test, Tests::Bus::Device
     {
         const auto write = [=](sd_bus_message* message)
         { return sd_bus_message_append(message, types, arguments...); };
-        return Ask(To(path, "zel.SoftwareUpdate1.Component", member, write));
+        return Ask(To(path, Api::ComponentInterface.c_str(), member, write));
     }
 
     BusConnection client{loop, {}};
@@ -65,7 +65,7 @@ struct BusApiTest : Test, Tests::Bus::Device
 TEST_F(BusApiTest, TheObjectsAreAsTheirDescriptionSays)
 {
     String offered;
-    for (const String& object : {BusApi::ManagerPath, path})
+    for (const String& object : {Api::ManagerPath, path})
     {
         const String all = Ask(To(object, "org.freedesktop.DBus.Introspectable", "Introspect"));
         offered += all.substr(all.find("<interface name=\"zel."));
@@ -105,8 +105,8 @@ TEST_F(BusApiTest, EachEndIsSignalledAlsoOneFromBeforeTheServiceWasThere)
         static_cast<std::vector<String>*>(list)->push_back(Join({result, version, reason}, "|"));
         return 0;
     };
-    ASSERT_GE(sd_bus_match_signal(client.Get(), nullptr, BusApi::BusName.c_str(), path.c_str(),
-                                  "zel.SoftwareUpdate1.Component", "Finished", listen, &ends),
+    ASSERT_GE(sd_bus_match_signal(client.Get(), nullptr, Api::BusName.c_str(), path.c_str(),
+                                  Api::ComponentInterface.c_str(), "Finished", listen, &ends),
               0);
     Vanish();
     Copy();
@@ -122,7 +122,7 @@ TEST_F(BusApiTest, EachEndIsSignalledAlsoOneFromBeforeTheServiceWasThere)
 TEST_F(BusApiTest, FiftyClientsReadWhileAnInstallationGoesOn)
 {
     const auto write = [](sd_bus_message* message)
-    { return sd_bus_message_append(message, "ss", "zel.SoftwareUpdate1.Component", "State"); };
+    { return sd_bus_message_append(message, "ss", Api::ComponentInterface.c_str(), "State"); };
     const BusCall call = To(path, "org.freedesktop.DBus.Properties", "Get", write);
     std::map<String, int> answers;
     const std::function<void(BusConnection&)> read = [&](BusConnection& reader)

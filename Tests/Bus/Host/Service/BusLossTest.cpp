@@ -58,7 +58,7 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
 {
     {
         StatusStore store(folder / "state");
-        ASSERT_TRUE(store.Begin(Id, {true, "this-boot", "A", 0, HistoryEntry::Install, "", "", ""}));
+        ASSERT_TRUE(store.Begin(Id, {true, "this-boot", "A", 0, Api::Kind::Install, "", "", ""}));
         store.WriteProperty(Id, "InstallerSlotName", "rootfs.0");
         store.SetPrepared(Id);
     }

@@ -45,7 +45,7 @@ TEST(ProgressViewTest, ThePercentageNeverFallsNorCountsTheLookAtTheBundle)
     std::ostringstream out;
     ProgressView view(out, Terminal(), false);
     ComponentState state;
-    state.state = ComponentState::Installing;
+    state.state = Api::State::Installing;
     for (const auto& [percent, message] : {std::pair{0, ""},
                                            {100, "Checking bundle done."},
                                            {0, "Installing"},

@@ -80,7 +80,7 @@ TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
         {{"7.0.0.0", false, 0}, "InstallSoftwarePackage 7.0.0.0"},
         {{"7.0.0.0", true, 0}, "NotFound"},
         {{String(512, '1'), false, 0}, "InvalidArgument"},
-        {{"", false, Component::DelayLimit}, "InvalidArgument"},
+        {{"", false, Api::DelayLimit}, "InvalidArgument"},
     };
     for (const auto& [request, outcome] : rows)
     {

@@ -30,10 +30,10 @@ using Change = std::function<bool(StatusStore& store)>;
 
 const Change Begin = [](StatusStore& store) { return store.Begin(Id, {}); };
 const Change Revert = [](StatusStore& store) {
-    return store.Begin(Id, {false, "", "", 0, HistoryEntry::Revert, "", "", ""});
+    return store.Begin(Id, {false, "", "", 0, Api::Kind::Revert, "", "", ""});
 };
-const Change Succeed = [](auto& store) { return store.End(Id, true, HistoryEntry::Succeeded, ""); };
-const Change Fail = [](auto& store) { return store.End(Id, false, HistoryEntry::Failed, "reason"); };
+const Change Succeed = [](auto& store) { return store.End(Id, true, Api::Result::Succeeded, ""); };
+const Change Fail = [](auto& store) { return store.End(Id, false, Api::Result::Failed, "reason"); };
 const Change CallOff = [](auto& store) { return store.CallOff(Id, "reason"); };
 const Change Resume = [](auto& store) { return store.Resume(Id); };
 
@@ -107,7 +107,7 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
         ASSERT_TRUE(Begin(store) && Fail(store));
         store.AddStep(Id, "Behind the end");
         ASSERT_TRUE(Resume(store));
-        ASSERT_TRUE(store.Begin(Id, {true, "boot-2", "A", 123456, HistoryEntry::Fallback, "", "", ""}));
+        ASSERT_TRUE(store.Begin(Id, {true, "boot-2", "A", 123456, Api::Kind::Fallback, "", "", ""}));
         store.SetPrepared(Id);
     }
     StatusStore store(folder.GetPath());
