@@ -34,7 +34,7 @@ struct State
     /// An installation or a revert is under way, or an installation waits for its time; `Activity` tells
     /// more.
     inline static const String Installing = "installing";
-    /// The last one has failed; `Resume` leaves this state, and nothing can begin before.
+    /// The last one has failed, or the device switched back; nothing can begin before `Resume`.
     inline static const String Failed = "failed";
 };
 
@@ -56,8 +56,8 @@ struct Activity
     inline static const String Deciding = "deciding";
 };
 
-/// How an installation or revert ended: in `LastVerdict`, in `Finished` and in an entry of `History`, which
-/// have an empty text where there is no end (yet).
+/// How an installation or revert ended: in `Finished`, in `LastVerdict` and in an entry of `History`; the
+/// latter two have an empty text where there is no end yet.
 struct Result
 {
     inline static const String Succeeded = "succeeded";

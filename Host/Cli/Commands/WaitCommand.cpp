@@ -18,7 +18,7 @@ namespace
 
 using Clock = BusClient::Clock;
 
-/// What reading takes at most, however short the time to wait is.
+/// How long reading may take where the time to wait is shorter.
 constexpr std::chrono::seconds ReadingTime{1};
 
 /// The wait for the end of the installation that runs, if one does.
