@@ -284,7 +284,7 @@ void UpdateService::OnSlotActivated(const String& slot)
                                        [](const auto& component)
                                        {
                                            const Verdict& verdict = component->GetSnapshot().lastVerdict;
-                                           return verdict.result == HistoryEntry::Failed;
+                                           return verdict.result == Api::Result::Failed;
                                        });
     notifications->Report(
         Notifications::SlotActivated,
