@@ -4,10 +4,7 @@
 #include "Zel/Exception.h"
 
 #include <poll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
-#include <array>
 #include <utility>
 
 namespace Zel::Tests::Support
@@ -31,24 +28,21 @@ sd_bus* Connect(const String& busName)
 
 BusPeer::BusPeer(const String& busName, std::recursive_mutex& lock, Handler handler)
     : busName(busName), lock(lock), handler(std::move(handler)),
-      bus(Connect(busName), &sd_bus_flush_close_unref), wakeUp(::eventfd(0, EFD_CLOEXEC)),
-      thread([this] { Serve(); })
+      bus(Connect(busName), &sd_bus_flush_close_unref),
+      thread([this](const std::stop_token& end) { Serve(end); })
 {
 }
 
 BusPeer::~BusPeer()
 {
-    isEnding = true;
-    ::eventfd_write(wakeUp, 1);
-    thread.join();
-    ::close(wakeUp);
+    thread = {};
     // Waits for the bus, which notices the end of a connection at some later time.
     sd_bus_release_name(bus.get(), busName.c_str());
 }
 
-void BusPeer::Serve()
+void BusPeer::Serve(const std::stop_token& end)
 {
-    while (!isEnding)
+    while (!end.stop_requested())
     {
         std::unique_lock held(lock);
         sd_bus_message* message = nullptr;
@@ -58,11 +52,11 @@ void BusPeer::Serve()
             sd_bus_message_unref(message);
             continue;
         }
-        const auto events = static_cast<short>(sd_bus_get_events(bus.get()));
         // What is no descriptor, as that of a broken connection, is not waited for.
-        std::array<pollfd, 2> sources{pollfd{wakeUp, POLLIN, 0}, pollfd{sd_bus_get_fd(bus.get()), events, 0}};
+        pollfd source{sd_bus_get_fd(bus.get()), static_cast<short>(sd_bus_get_events(bus.get())), 0};
         held.unlock();
-        ::poll(sources.data(), sources.size(), -1);
+        // In milliseconds, after which it looks whether to end.
+        ::poll(&source, 1, 10);
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include "Zel/String.h"
 
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -27,21 +26,17 @@ public:
     /// Waits for a handler that runs, then breaks the connection; what was not answered gets no answer. The
     /// name is free when it returns. Neither on the peer's thread nor with the lock held.
     ~BusPeer();
-    BusPeer(const BusPeer&) = delete;
-    BusPeer& operator=(const BusPeer&) = delete;
 
     [[nodiscard]] sd_bus* Get() const noexcept { return bus.get(); }
 
 private:
-    void Serve();
+    void Serve(const std::stop_token& end);
 
     const String busName;
     std::recursive_mutex& lock;
     const Handler handler;
     const std::unique_ptr<sd_bus, sd_bus* (*)(sd_bus*)> bus;
-    const int wakeUp;
-    std::atomic<bool> isEnding = false;
-    std::thread thread;
+    std::jthread thread;
 };
 
 } // namespace Zel::Tests::Support

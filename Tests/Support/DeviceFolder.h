@@ -1,15 +1,10 @@
 #pragma once
 
+#include "Support/ProgramRun.h"
 #include "Support/TemporaryFolder.h"
-#include "Zel/Exception.h"
-#include "Zel/String.h"
 
-#include <array>
-#include <cstdio>
 #include <cstdlib>
 #include <iostream>
-#include <unistd.h>
-#include <vector>
 
 namespace Zel::Tests::Support
 {
@@ -44,41 +39,27 @@ public:
         }
     }
 
-    DeviceFolder(const DeviceFolder&) = delete;
-    DeviceFolder& operator=(const DeviceFolder&) = delete;
-
     /// Makes a bundle in a folder beside the device and returns its path.
     [[nodiscard]] String MakeBundle(const String& version, const Options& options = {})
     {
         const auto bundle = bundles / (version + ".raucb");
-        Options arguments{version, bundle};
-        arguments.insert(arguments.end(), options.begin(), options.end());
+        Options arguments = options;
+        arguments.insert(arguments.begin(), {version, bundle});
         Run("bundle", arguments);
         return bundle;
     }
 
     /// Runs one command of the program on this device and returns what it printed, without the last line's
     /// end.
-    String Run(const String& command, const Options& arguments = {}) const
+    String Run(const String& command, Options arguments = {}) const
     {
-        String line = ZEL_DEVICE_PROGRAM " " + command + " " + path;
-        for (const auto& argument : arguments)
+        arguments.insert(arguments.begin(), {ZEL_DEVICE_PROGRAM, command, path});
+        ProgramRun run(arguments);
+        if (run.Finish() != 0)
         {
-            line += " '" + argument + "'";
+            throw Exception("device " + command + ": " + run.GetErr());
         }
-        // A shell in between gives both outputs in one pipe.
-        FILE* const pipe = popen((line + " 2>&1").c_str(), "re");
-        String output;
-        std::array<char, 4096> buffer{};
-        while (const auto count = pipe != nullptr ? fread(buffer.data(), 1, buffer.size(), pipe) : 0)
-        {
-            output.append(buffer.data(), count);
-        }
-        if (pipe == nullptr || pclose(pipe) != 0)
-        {
-            throw Exception("device " + command + ": " + output);
-        }
-        return output.substr(0, output.find_last_not_of('\n') + 1);
+        return run.GetOut().substr(0, run.GetOut().find_last_not_of('\n') + 1);
     }
 
 private:

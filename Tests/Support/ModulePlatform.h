@@ -1,6 +1,5 @@
 #pragma once
 
-#include "Support/FakeDeviceControl.h"
 #include "Support/FakeDeviceInfo.h"
 #include "Support/FakeUpdaterStatus.h"
 #include "Support/TemporaryFolder.h"
@@ -17,6 +16,17 @@
 
 namespace Zel::Tests::Support
 {
+
+/// Tells the log of each restart that is ordered: "info FakeDeviceControl: RestartDevice". Thread-safe.
+class FakeDeviceControl : public Services::Device::IDeviceControlService,
+                          private System::Commons::Diagnostics::Logging::Loggable<FakeDeviceControl>
+{
+public:
+    void RestartDevice() override
+    {
+        Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "RestartDevice");
+    }
+};
 
 /// Tells the log of each notification: "info NotificationLog: {severity} {name} ({sender}): {message}".
 class NotificationLog : public System::Nm::INotificationSink,
@@ -56,9 +66,6 @@ public:
         Register(nullptr, nullptr);
         Singleton<AppDomain>::SetInstance(nullptr);
     }
-
-    ModulePlatform(const ModulePlatform&) = delete;
-    ModulePlatform& operator=(const ModulePlatform&) = delete;
 
     /// Writes the settings document with `elements` beside the pending update path and the manufacturer's
     /// URI, and returns its path.

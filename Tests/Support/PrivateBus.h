@@ -28,11 +28,6 @@ public:
 
     ~PrivateBus() { Kill(); }
 
-    PrivateBus(const PrivateBus&) = delete;
-    PrivateBus& operator=(const PrivateBus&) = delete;
-
-    [[nodiscard]] const String& GetAddress() const noexcept { return address; }
-
     /// Kills the daemon: every connection to it breaks. Does nothing when it does not run.
     void Kill()
     {

@@ -35,12 +35,13 @@ public:
         entries.clear();
     }
 
-    /// Waits until `predicate` holds for an entry; returns false when `deadline` passes before.
+    /// Waits until `predicate` holds for an entry; returns false when it does not within 10 s.
     template <typename Predicate>
-    [[nodiscard]] bool WaitFor(const Predicate& predicate, std::chrono::milliseconds deadline) const
+    [[nodiscard]] bool WaitFor(const Predicate& predicate) const
     {
         std::unique_lock lock(mutex);
-        return added.wait_for(lock, deadline, [&] { return std::ranges::any_of(entries, predicate); });
+        return added.wait_for(lock, std::chrono::seconds(10),
+                              [&] { return std::ranges::any_of(entries, predicate); });
     }
 
 private:

@@ -37,14 +37,13 @@ void ReadTexts(sd_bus_message* message, std::vector<String>& texts)
 
 void Reply(sd_bus_message* call, const ScriptedAnswer& answer)
 {
-    sd_bus_message* reply = nullptr;
-    const sd_bus_error error{answer.error.c_str(), answer.texts.empty() ? "" : answer.texts[0].c_str(), 0};
     if (!answer.error.empty())
     {
-        sd_bus_reply_method_error(call, &error);
+        sd_bus_reply_method_errorf(call, answer.error.c_str(), "%s", answer.texts.at(0).c_str());
     }
     else if (!answer.isSilent)
     {
+        sd_bus_message* reply = nullptr;
         sd_bus_message_new_method_return(call, &reply);
         std::ranges::for_each(answer.texts,
                               [&](auto& text) { sd_bus_message_append(reply, "s", text.c_str()); });

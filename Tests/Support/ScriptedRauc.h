@@ -116,9 +116,6 @@ public:
     /// Ends it like `Vanish`.
     ~ScriptedRauc() { Vanish(); }
 
-    ScriptedRauc(const ScriptedRauc&) = delete;
-    ScriptedRauc& operator=(const ScriptedRauc&) = delete;
-
     /// Gives the script, locked for the expression.
     Access operator->() { return {std::unique_lock(mutex), &script}; }
 

@@ -5,7 +5,8 @@
 namespace Zel::Tests::Support
 {
 
-/// Returns the platform's exception that the operation throws, as text; "nothing" when it throws none.
+/// Returns what the operation throws as text, one of the platform's with its type; "nothing" when it throws
+/// nothing.
 template <typename Operation>
 [[nodiscard]] String GetThrown(const Operation& operation)
 {
@@ -13,9 +14,9 @@ template <typename Operation>
     {
         operation();
     }
-    catch (const Exception& exception)
+    catch (const std::exception&)
     {
-        return exception.ToString();
+        return DescribeCurrentException();
     }
     return "nothing";
 }

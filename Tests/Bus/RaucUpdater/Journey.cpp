@@ -3,7 +3,6 @@
 #include "RaucUpdater/RaucUpdaterModule.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <regex>
 #include <sstream>
@@ -43,7 +42,7 @@ String ToStory(String text)
 
 MATCHER(TellsLike, "")
 {
-    return Support::RecordingLogSink::IsLike(std::get<0>(arg), std::get<1>(arg));
+    return Support::RecordingLog::IsLike(std::get<0>(arg), std::get<1>(arg));
 }
 
 Lines DeletedIf(bool isPending)
@@ -59,7 +58,7 @@ void JourneyRun::Run()
     const JourneyEnd& end = journey.end;
     platform.deviceInfo->SetFirmwareVersion(GetRunning());
     std::ranges::for_each(journey.before, take);
-    log->Clear();
+    log.Clear();
     CreateModule();
     std::ranges::for_each(journey.steps, take);
     Settle();
@@ -93,7 +92,7 @@ void JourneyRun::Restart()
 {
     module.reset();
     story = story + GetStory() + Lines{"-- restart"};
-    log->Clear();
+    log.Clear();
     device.Run("shutdown", {});
     device.Run("boot", {});
     platform.deviceInfo->SetFirmwareVersion(GetRunning());
@@ -111,13 +110,13 @@ void JourneyRun::Settle()
     sd_bus_open_system(&client);
     EXPECT_GE(sd_bus_emit_signal(client, "/", interfaceName.c_str(), marker.c_str(), ""), 0);
     sd_bus_flush_close_unref(client);
-    EXPECT_TRUE(log->WaitForLine("debug DesktopBusConnection: Ignore signal: Path=/; interface=" +
-                                 interfaceName + "; member=" + marker));
+    EXPECT_TRUE(log.WaitForLine("debug DesktopBusConnection: Ignore signal: Path=/; interface=" +
+                                interfaceName + "; member=" + marker));
 }
 
 Lines JourneyRun::GetStory() const
 {
-    const String text = Join(log->GetLines(LogLevel::Debug), "\n") + "\n";
+    const String text = Join(log.GetLines(LogLevel::Debug), "\n") + "\n";
     std::istringstream story(ToStory(std::regex_replace(text, std::regex(platform.folder.GetPath()), "~")));
     Lines lines;
     for (String line; std::getline(story, line);)
@@ -154,7 +153,8 @@ Step Install(const String& version, ResultCode result, long long delayMs)
 
 Step Install(const Version& version, ResultCode result, long long delayMs)
 {
-    return [=](auto& run) {
+    return [=](auto& run)
+    {
         EXPECT_EQ(run.module->InstallSoftwarePackage(Id, version, delayMs), result)
             << version.softwareRevision.GetView();
     };
@@ -202,14 +202,14 @@ Step Refuse(const String& prefix)
 Step Await(const String& line)
 {
     const String whole = line.starts_with("error") ? line : "info FakeUpdaterStatus: " + line;
-    return [=](auto& run) { EXPECT_TRUE(run.log->WaitForLine(whole)) << whole; };
+    return [=](auto& run) { EXPECT_TRUE(run.log.WaitForLine(whole)) << whole; };
 }
 
 Step Restart(bool isBootFailing)
 {
     return [=](JourneyRun& run)
     {
-        EXPECT_TRUE(run.log->WaitForLine("info FakeDeviceControl: RestartDevice"));
+        EXPECT_TRUE(run.log.WaitForLine("info FakeDeviceControl: RestartDevice"));
         if (isBootFailing)
         {
             run.device.Run("next-boot-fails", {});

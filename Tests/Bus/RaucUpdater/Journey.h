@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Support/ModulePlatform.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/Services/SoftwareUpdate/ResultCode.h"
 #include "Zel/String.h"

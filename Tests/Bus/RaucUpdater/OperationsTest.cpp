@@ -112,7 +112,7 @@ TEST_F(OperationsTest, EachKnowsItsComponentWhateverTheLetterCase)
     device.rauc->bundles["good"] = {"Controller", "3.0.0.0"};
     for (const auto& operation : operations)
     {
-        run.log->Clear();
+        run.log.Clear();
         EXPECT_EQ(operation.call(*run.module, "Controllers"), InvalidArgument);
         const String line = "debug: The component ID 'Controllers' is not supported. Expecting 'Controller'";
         EXPECT_THAT(run.GetStory(), testing::Contains(line));
@@ -132,7 +132,7 @@ TEST_F(OperationsTest, TwoCallersAtEach)
     {
         for (const auto& second : operations)
         {
-            run.log->Clear();
+            run.log.Clear();
             run.platform.folder.Write("pending.raucb", "good");
             Stored(InstallationState::Idle, {"InstallerSlotName=rootfs.1"}, true)(run);
             std::barrier start(2);
@@ -235,7 +235,7 @@ TEST_F(OperationsTest, TheBehaviorIsKnownOfPendingAndFallbackVersionAndTextsOf51
         "debug VersionManager: PatchIdentifiers size mismatch",
         "trace VersionManager: SoftwareRevision mismatch (type=Fallback): Actual=1.0.0.0 ; Expected=2.0.0.0",
         "debug VersionManager: ManufacturerUri mismatch (type=Fallback): Actual=" + uri + " ; Expected=x"};
-    EXPECT_THAT(run.log->GetLinesOf("VersionManager"), testing::IsSupersetOf(mismatches));
+    EXPECT_THAT(run.log.GetLinesOf("VersionManager"), testing::IsSupersetOf(mismatches));
     EXPECT_THROW(static_cast<void>(GetBehavior(uri, tooLong)), ArgumentException);
     EXPECT_THROW(static_cast<void>(GetBehavior(tooLong, "")), ArgumentException);
     EXPECT_THROW(static_cast<void>(GetBehavior("", "", {tooLong})), ArgumentException);
@@ -259,7 +259,7 @@ TEST_F(OperationsTest, ADestroyedModuleTakesADelayedInstallationAlong)
     run.module.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     const String timer = "debug ScheduledExecutorService: Timer 'RaucDelayInstall' ";
-    EXPECT_THAT(run.log->GetLinesOf("ScheduledExecutorService"),
+    EXPECT_THAT(run.log.GetLinesOf("ScheduledExecutorService"),
                 ElementsAre(timer + "is running.", timer + "has been interrupted."));
     EXPECT_EQ(run.platform.status->GetCalls().back(), "WriteProperty InstallerSlotName=rootfs.0");
 }

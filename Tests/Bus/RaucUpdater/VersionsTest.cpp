@@ -51,9 +51,9 @@ protected:
     /// Returns the log since the last time, without the class.
     Lines TakeLog(LogLevel level = LogLevel::Trace)
     {
-        Lines lines = run.log->GetLinesOf("VersionManager", level);
+        Lines lines = run.log.GetLinesOf("VersionManager", level);
         std::ranges::for_each(lines, [](auto& line) { line.replace(line.find(" VersionManager:"), 16, ""); });
-        run.log->Clear();
+        run.log.Clear();
         return lines;
     }
 

@@ -1,7 +1,7 @@
 #include "Service/DeviceControl.h"
 
 #include "Support/ComponentFixture.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 
 #include <csignal>
 
@@ -58,7 +58,7 @@ TEST_F(DeviceControlTest, ACommandThatFailsIsReportedAndWithoutOneLogindIsAsked)
         failure.clear();
         Restart(command, [this] { return !failure.empty(); });
         EXPECT_EQ(failure, reason);
-        EXPECT_THAT(log->GetLines(System::Commons::Diagnostics::Logging::LogLevel::Error),
+        EXPECT_THAT(log.GetLines(System::Commons::Diagnostics::Logging::LogLevel::Error),
                     ElementsAre("error DeviceControl: The device could not be restarted. " + reason));
     }
     Restart({}, [this] { return askedLogind; });

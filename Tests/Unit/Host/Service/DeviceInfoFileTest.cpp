@@ -1,6 +1,6 @@
 #include "Service/DeviceInfoFile.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
@@ -34,8 +34,8 @@ TEST(DeviceInfoFileTest, LinesBecomeFacts)
     }
     const Tests::Support::RecordingLog log;
     EXPECT_TRUE(DeviceInfoFile(folder / "missing").GetItem("Key").IsNone());
-    EXPECT_THAT(log->GetLines(), testing::ElementsAre("error DeviceInfoFile: Failed to open '" +
-                                                      folder / "missing" + "': No such file or directory"));
+    EXPECT_THAT(log.GetLines(), testing::ElementsAre("error DeviceInfoFile: Failed to open '" +
+                                                     folder / "missing" + "': No such file or directory"));
 }
 
 } // namespace Zel::Host::Service

@@ -1,6 +1,6 @@
 #include "Service/PersistentUpdaterStatus.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Support/TmpfsMount.h"
 
 #include <gmock/gmock.h>
@@ -110,9 +110,8 @@ TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
     const RecordingLog log;
     EXPECT_FALSE(status->WriteProperty(Id, "Large", String(std::size_t{1024} * 1024, 'x'), true));
     EXPECT_EQ(Read("Large"), "");
-    EXPECT_THAT(log->GetLines(),
-                Contains(StartsWith("error PersistentUpdaterStatus: WriteProperty: Failed to "
-                                    "use the database '")));
+    EXPECT_THAT(log.GetLines(), Contains(StartsWith("error PersistentUpdaterStatus: WriteProperty: Failed to "
+                                                    "use the database '")));
     // The next one that fits is taken; one that is not persistent is gone after a restart.
     EXPECT_TRUE(status->WriteProperty(Id, "Small", "x", true) &&
                 status->WriteProperty(Id, "Fleeting", "x", false));

@@ -1,6 +1,6 @@
 #include "Service/ServiceSettings.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Thrown.h"
 
@@ -51,7 +51,7 @@ TEST_F(ServiceSettingsTest, EveryElementIsReadAndThoseThatAreNotRequiredHaveDefa
     EXPECT_EQ(settings->GetConfirmationTimeout(), 4294967295);
     EXPECT_EQ(settings->GetLogLevel(), LogLevel::Trace);
     EXPECT_EQ(settings->GetLogSink(), LogSinkKind::Journal);
-    EXPECT_THAT(log->GetLines(LogLevel::Warning), ElementsAre(HasSubstr("Unknown")));
+    EXPECT_THAT(log.GetLines(LogLevel::Warning), ElementsAre(HasSubstr("Unknown")));
 }
 
 TEST_F(ServiceSettingsTest, ABrokenDocumentIsRefusedWithFileAndLine)
@@ -79,18 +79,18 @@ TEST_F(ServiceSettingsTest, ABrokenDocumentIsRefusedWithFileAndLine)
     };
     for (const auto& [content, reason] : rows)
     {
-        log->Clear();
+        log.Clear();
         const auto load = [this, &broken = content] { Load(broken); };
         EXPECT_THAT(Tests::Support::GetThrown(load),
                     AllOf(HasSubstr(folder / "settings.xml:"), HasSubstr(reason)));
-        EXPECT_THAT(log->GetLines(LogLevel::Error), SizeIs(1)) << content;
+        EXPECT_THAT(log.GetLines(LogLevel::Error), SizeIs(1)) << content;
     }
 }
 
 TEST_F(ServiceSettingsTest, TheExampleDocumentIsAccepted)
 {
     settings.emplace().Load(ZEL_EXAMPLE_SETTINGS);
-    EXPECT_THAT(log->GetLines(LogLevel::Warning), IsEmpty());
+    EXPECT_THAT(log.GetLines(LogLevel::Warning), IsEmpty());
     EXPECT_EQ(settings->GetModules().at(0).name, "RaucUpdater");
 }
 

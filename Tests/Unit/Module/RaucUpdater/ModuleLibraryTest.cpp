@@ -1,5 +1,6 @@
 #include "Support/ModulePlatform.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/ProgramRun.h"
+#include "Support/RecordingLog.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/Singleton.h"
 #include "Zel/System/Commons/ArgumentException.h"
@@ -8,10 +9,7 @@
 
 #include <dlfcn.h>
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <memory>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
@@ -51,11 +49,9 @@ protected:
 
 TEST_F(ModuleLibraryTest, ExportsItsEntryOnly)
 {
-    const String command = String(NM) + " -D --defined-only --format=posix " + RAUC_UPDATER_LIBRARY;
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), &pclose);
-    std::array<char, 4096> output{};
-    ASSERT_NE(fread(output.data(), 1, output.size() - 1, pipe.get()), 0U);
-    EXPECT_THAT(output.data(), testing::MatchesRegex("CreateSoftwareUpdateModuleLibrary T [0-9a-f ]+\n"));
+    Tests::Support::ProgramRun run({NM, "-D", "--defined-only", "--format=posix", RAUC_UPDATER_LIBRARY});
+    EXPECT_EQ(run.Finish(), 0);
+    EXPECT_THAT(run.GetOut(), testing::MatchesRegex("CreateSoftwareUpdateModuleLibrary T [0-9a-f ]+\n"));
 }
 
 TEST_F(ModuleLibraryTest, TheEntryReturnsOneObjectThatOffersOneModuleUnderItsExactName)
@@ -88,7 +84,7 @@ TEST_F(ModuleLibraryTest, SharesSingletonsAndLogWithTheProcess)
     platform.notificationManager->Unregister(registerName());
     second.reset();
     const String line = "debug RaucUpdaterModule: Dispose (~RaucUpdaterModule)";
-    EXPECT_THAT(log->GetLinesOf("RaucUpdaterModule"), testing::ElementsAre(line, line));
+    EXPECT_THAT(log.GetLinesOf("RaucUpdaterModule"), testing::ElementsAre(line, line));
 }
 
 TEST_F(ModuleLibraryTest, WhatInitializeThrowsCanBeCaughtHereAndLeavesAModuleThatRefusesEverything)

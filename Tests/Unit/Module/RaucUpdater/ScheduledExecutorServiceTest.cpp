@@ -1,9 +1,8 @@
 #include "RaucUpdater/ScheduledExecutorService.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
@@ -65,7 +64,7 @@ TEST_F(ScheduledExecutorServiceTest, RunsTheTaskOnceNotBeforeItsDelay)
     EXPECT_LE(executor->GetScheduledTime(), Clock::now() + 150ms);
     EXPECT_GE(ran.get_future().get(), begin + 150ms);
     executor.reset();
-    EXPECT_THAT(log->GetLinesOf("ScheduledExecutorService"),
+    EXPECT_THAT(log.GetLinesOf("ScheduledExecutorService"),
                 testing::ElementsAre(Line("Timer 'T' is running."), Line("Execute task 'T'.")));
 }
 
@@ -96,11 +95,11 @@ TEST_F(ScheduledExecutorServiceTest, NoOrderOfOperationsRunsATaskThatWasReplaced
 TEST_F(ScheduledExecutorServiceTest, CancelInterruptsAWaitingTaskAndWaitsForARunningOne)
 {
     ASSERT_TRUE(executor->Schedule("T", Never, [] { ADD_FAILURE() << "the task ran"; }));
-    ASSERT_TRUE(log->WaitForLine(Line("Timer 'T' is running.")));
+    ASSERT_TRUE(log.WaitForLine(Line("Timer 'T' is running.")));
     const auto begin = Clock::now();
     executor->Cancel();
     EXPECT_LT(Clock::now() - begin, 5s);
-    EXPECT_EQ(log->GetLines().back(), Line("Timer 'T' has been interrupted."));
+    EXPECT_EQ(log.GetLines().back(), Line("Timer 'T' has been interrupted."));
     ScheduleBlocked();
     ExpectWait([&] { executor->Cancel(); });
 }

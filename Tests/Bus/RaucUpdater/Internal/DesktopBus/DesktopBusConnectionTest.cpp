@@ -78,7 +78,7 @@ protected:
     /// Whether a "Completed" with this code was handled, or is within 10 s.
     bool IsReceived(int code) const
     {
-        return received.WaitFor([=](int other) { return other == code; }, 10s);
+        return received.WaitFor([=](int other) { return other == code; });
     }
 
     Tests::Support::Recorded<int> received;
@@ -164,15 +164,15 @@ TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitF
     EXPECT_TRUE(CallOnce());
     connection.ReadSignals();
     EXPECT_TRUE(received.Get().empty());
-    log->Clear();
+    log.Clear();
     EXPECT_TRUE(connection.StartListenForSignals());
     ASSERT_TRUE(IsReceived(2));
     const String error = "error DesktopBusConnection: Failed to notify ";
     EXPECT_EQ(GetErrors(), (Lines{error + "RaucCompletedSignal", error + "PropertiesChangedSignal"}));
     const String trace = "trace DesktopBusConnection: ";
-    EXPECT_THAT(log->GetLines(), testing::IsSupersetOf({trace + "Listerner got signal.",
-                                                        trace + "Got PropertiesChanged signal.",
-                                                        trace + "Got RaucCompletedSignal signal."}));
+    EXPECT_THAT(log.GetLines(), testing::IsSupersetOf({trace + "Listerner got signal.",
+                                                       trace + "Got PropertiesChanged signal.",
+                                                       trace + "Got RaucCompletedSignal signal."}));
 }
 
 TEST_F(DesktopBusConnectionTest, AListenerLeavesItsSignalsToTheNextRunWhileACallIsUnderWay)
@@ -202,7 +202,7 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
     for (const auto& [work, errors] : rows)
     {
         ASSERT_TRUE(connection.Open());
-        log->Clear();
+        log.Clear();
         std::mutex versions;
         std::unique_lock held(versions);
         std::promise<void> done;
@@ -213,7 +213,7 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
             work();
         };
         rauc.EmitCompleted(0);
-        EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=0"));
+        EXPECT_TRUE(log.WaitForLine("debug RaucCompletedSignal: returnCode=0"));
         EXPECT_TRUE(CallOnce()) << "with what the handler waits for";
         held.unlock();
         done.get_future().wait();
@@ -254,9 +254,9 @@ TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
     connection.Close();
     ASSERT_TRUE(connection.Open());
     rauc.EmitCompleted(7);
-    EXPECT_TRUE(log->WaitForLine("debug RaucCompletedSignal: returnCode=7"));
+    EXPECT_TRUE(log.WaitForLine("debug RaucCompletedSignal: returnCode=7"));
     connection.Close();
-    EXPECT_THAT(log->GetLines(), testing::Not(testing::Contains("debug RaucCompletedSignal: returnCode=0")));
+    EXPECT_THAT(log.GetLines(), testing::Not(testing::Contains("debug RaucCompletedSignal: returnCode=0")));
 }
 
 /// The bus daemon dies under an open connection and comes back.
@@ -280,13 +280,13 @@ TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
     ASSERT_TRUE(CallOnce());
     bus.Kill();
     EXPECT_FALSE(CallOnce() || CallOnce());
-    log->Clear();
+    log.Clear();
     connection.ReadSignals();
     EXPECT_FALSE(connection.SendMessageWithReplyAsync(GetPrimary()).IsSet());
     EXPECT_FALSE(connection.ListenForSignal("a.b"));
     EXPECT_EQ(GetErrors(), Lines{"error DesktopBusConnection: Add signal error Connection is closed"});
     connection.Close();
-    log->Clear();
+    log.Clear();
     EXPECT_FALSE(connection.Open());
     EXPECT_THAT(GetErrors(), ElementsAre(StartsWith("error DesktopBusConnection: Connection Error Failed to "
                                                     "connect to socket ")));

@@ -28,7 +28,7 @@ protected:
     /// received.
     String Run(const Operation& operation)
     {
-        log->Clear();
+        log.Clear();
         rauc->calls.clear();
         Out out = {"before", "before", "before"};
         String told = operation.call(manager, out) ? "true, " : "false, ";
@@ -110,7 +110,7 @@ TEST_F(DesktopBusManagerTest, AFailureIsLoggedAndLeavesTheOutParametersAlone)
     ExpectFailures(Answer::Refusal("no {0}\n"), 1, Error + Answer::RefusalError + " - no {0}\n");
     ExpectFailures({noReply + "s", {"late"}}, 1, Error + noReply + "s - late");
     ExpectFailures({noReply, {"late"}}, 2, Error + noReply + " - late");
-    EXPECT_TRUE(log->WaitForLine("debug DesktopBusMethod: Retry"));
+    EXPECT_TRUE(log.WaitForLine("debug DesktopBusMethod: Retry"));
     ExpectFailures({}, 1, Unreadable);
     EXPECT_FALSE(manager.Install("/bundle\xFF") || manager.SwitchSlot(String("rootfs.0\0", 9)));
     EXPECT_EQ(GetErrors().back(), "error RaucMarkMethod: Failed to add arguments for dbus call.");

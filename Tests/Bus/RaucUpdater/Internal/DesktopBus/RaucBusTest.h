@@ -2,7 +2,7 @@
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusManager.h"
 #include "Support/PrivateBus.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Support/ScriptedRauc.h"
 #include "Zel/String.h"
 
@@ -21,7 +21,7 @@ protected:
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;
 
     /// The errors in the log.
-    [[nodiscard]] Lines GetErrors() const { return log->GetLines(LogLevel::Error); }
+    [[nodiscard]] Lines GetErrors() const { return log.GetLines(LogLevel::Error); }
 
     Tests::Support::PrivateBus& bus = Tests::Support::PrivateBus::OfProcess();
     Tests::Support::ScriptedRauc rauc;

@@ -1,7 +1,7 @@
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusMessage.h"
 
 #include "FieldBuilders.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 
 #include <dbus/dbus.h>
 #include <gtest/gtest.h>
@@ -49,14 +49,14 @@ protected:
     /// Writes a call with these arguments and returns its signature, what is read from it, and warnings.
     String Write(const Fields& fields)
     {
-        log->Clear();
+        log.Clear();
         auto message = Request();
         String text = "refused";
         if (message.WriteFields(fields))
         {
             text = dbus_message_get_signature(message.Get()) + String(":") + Flatten(message.ReadFields());
         }
-        for (const auto& line : log->GetLinesOf("DesktopBusMessage", LogLevel::Warning))
+        for (const auto& line : log.GetLinesOf("DesktopBusMessage", LogLevel::Warning))
         {
             text += "; " + line.substr(line.find(": ") + 2);
         }
@@ -165,8 +165,8 @@ TEST_F(DesktopBusMessageTest, AnUnknownTypeKeepsItsPlaceAsAnUntypedField)
                                          DBUS_TYPE_INVALID));
     EXPECT_EQ(F::ToString(message.ReadFields()), F::ToString(Fields{Text("first"), F(), Number(0)}));
     // The signature is that of the first argument.
-    EXPECT_EQ(log->GetLines(), Lines{"warning DesktopBusMessage: Unable to read unknown DBUS data type 104 "
-                                     "with signature s."});
+    EXPECT_EQ(log.GetLines(), Lines{"warning DesktopBusMessage: Unable to read unknown DBUS data type 104 "
+                                    "with signature s."});
 }
 
 TEST_F(DesktopBusMessageTest, WritesFieldsAndLeavesOutTheUnsupportedOnesBehindAWrittenOne)
@@ -219,10 +219,10 @@ TEST_F(DesktopBusMessageTest, WhatWouldEndTheProcessOrTheConnectionIsRefused)
         EXPECT_FALSE(Request().WriteFields({field})) << field.ToString();
         EXPECT_FALSE(Request().WriteFields({Text("a"), field})) << field.ToString();
     }
-    log->Clear();
+    log.Clear();
     EXPECT_FALSE(Request().WriteFields({Text("a"), Number(1), Entry("a", Text("b"), "s"), Number(2)}));
-    EXPECT_EQ(log->GetLines(), (Lines{"warning DesktopBusMessage: Not supported DBUS data type 105.",
-                                      "debug DesktopBusMessage: DBUS_TYPE_DICT_ENTRY"}));
+    EXPECT_EQ(log.GetLines(), (Lines{"warning DesktopBusMessage: Not supported DBUS data type 105.",
+                                     "debug DesktopBusMessage: DBUS_TYPE_DICT_ENTRY"}));
 }
 
 TEST_F(DesktopBusMessageTest, ACallWithAnInvalidNameAndAMovedMessageAreUnsetAndTakeNothing)

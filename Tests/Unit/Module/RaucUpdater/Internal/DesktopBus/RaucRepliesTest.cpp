@@ -8,7 +8,7 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallBundleMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucMarkMethod.h"
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Zel/TypeName.h"
 
 #include <dbus/dbus.h>
@@ -34,7 +34,7 @@ protected:
         const String text = "Fields: " + F::ToString(fields);
         const RecordingLog log;
         String result = method.ReadFields(fields) ? "read" : "refused";
-        for (auto line : log->GetLinesOf(logger))
+        for (auto line : log.GetLinesOf(logger))
         {
             line.erase(line.find(" " + logger + ":"), logger.size() + 2);
             result += "; " + (line.ends_with(text) ? line.replace(line.size() - text.size(), text.size(), "#")
@@ -168,7 +168,7 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
     EXPECT_EQ(status.GetInstalledCount() * 10 + status.GetActivatedCount(), 32U);
     EXPECT_EQ(status.GetInstallDateTime(), DateTime::FromIso8601String("2023-05-01T10:00:00"));
     EXPECT_EQ(status.GetActivatedDateTime(), DateTime::FromIso8601String("2023-05-02T11:00:00"));
-    const String lines = Join(log->GetLinesOf("RaucSlotStatus"), "; ");
+    const String lines = Join(log.GetLinesOf("RaucSlotStatus"), "; ");
     const String skipped = "debug RaucSlotStatus: Not supported; ";
     EXPECT_TRUE(lines.starts_with(skipped +
                                   "error RaucSlotStatus: Failed to parse timestamp=soon. Zel::Exception: "));
@@ -193,7 +193,7 @@ protected:
     {
         const RecordingLog log;
         const String result = Signal::Notify(message) ? "true; " : "false; ";
-        return result + Join(log->GetLines(), "; ");
+        return result + Join(log.GetLines(), "; ");
     }
 
     static String Changed(const Fields& fields)

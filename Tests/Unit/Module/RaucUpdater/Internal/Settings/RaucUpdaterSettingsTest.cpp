@@ -1,10 +1,10 @@
 #include "RaucUpdater/Internal/Settings/RaucUpdaterSettings.h"
 
 #include "Support/TemporaryFolder.h"
+#include "Support/Thrown.h"
 #include "Zel/System/Commons/Xml/XmlConfigDocument.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Settings
 {
@@ -18,15 +18,13 @@ protected:
     String Load(const String& elements)
     {
         RaucUpdaterSettings settings;
-        try
+        const String& root = RaucUpdaterSettings::XmlRootElement;
+        const String path = folder.Write("settings.xml", "<" + root + ">" + elements + "</" + root + ">");
+        System::Commons::Xml::XmlConfigDocument document(root, settings);
+        if (const String thrown = Tests::Support::GetThrown([&] { document.Load(path); });
+            thrown != "nothing")
         {
-            const String& root = RaucUpdaterSettings::XmlRootElement;
-            System::Commons::Xml::XmlConfigDocument(root, settings)
-                .Load(folder.Write("settings.xml", "<" + root + ">" + elements + "</" + root + ">"));
-        }
-        catch (const std::exception& exception)
-        {
-            return exception.what();
+            return thrown;
         }
         String result = settings.GetPendingUpdatePath();
         for (const auto get :
@@ -63,7 +61,8 @@ TEST_F(RaucUpdaterSettingsTest, RefusesDocumentsThatItCannotUse)
     using testing::HasSubstr;
     const String path = "<PendingUpdatePath>/p</PendingUpdatePath>";
     EXPECT_THAT(Load("<Manufacturer>Corvane</Manufacturer>"), HasSubstr("PendingUpdatePath"));
-    EXPECT_EQ(Load(path + "<PendingUpdatePath></PendingUpdatePath>"), "PendingUpdatePath must not be empty.");
+    EXPECT_EQ(Load(path + "<PendingUpdatePath></PendingUpdatePath>"),
+              "Zel::System::Commons::XmlException: PendingUpdatePath must not be empty.");
     for (const String text : {"yes", "", " true", "-1"})
     {
         EXPECT_THAT(Load(path + "<ValidateCompatible>" + text + "</ValidateCompatible>"),

@@ -1,6 +1,6 @@
 #include "Zel/System/Nm/NotificationManager.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Support/Thrown.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Nm/NotificationRegistration.h"
@@ -87,9 +87,9 @@ TEST_F(NotificationManagerTest, DisposeUnregistersOnceAndFreesTheNameAndLogsARef
     const Tests::Support::RecordingLog log;
     Stubborn stubborn;
     Registration("Name", "Sender", Severity::Error, stubborn).Dispose();
-    EXPECT_EQ(log->GetLines(), Lines{"error NotificationRegistration<SecurityNotificationPayload>: Caught "
-                                     "exception while unregistering "
-                                     "notificationName=Name: Zel::Exception: not now"});
+    EXPECT_EQ(log.GetLines(), Lines{"error NotificationRegistration<SecurityNotificationPayload>: Caught "
+                                    "exception while unregistering "
+                                    "notificationName=Name: Zel::Exception: not now"});
 }
 
 } // namespace Zel::System::Nm

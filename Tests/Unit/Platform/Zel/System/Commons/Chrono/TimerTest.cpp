@@ -2,7 +2,7 @@
 
 #include "Zel/System/Commons/ArgumentException.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 
 #include <gmock/gmock.h>
 
@@ -131,7 +131,7 @@ TEST(TimerTest, TicksFirstAfterAWholePeriodAndGoesOnBehindAnExceptionWhichIsLogg
     EXPECT_TRUE(WaitUntil([&] { return ticker.ticks >= 1; }));
     EXPECT_GE(steady_clock::now() - begin, std::chrono::milliseconds(20));
     EXPECT_TRUE(WaitUntil([&] { return ticker.ticks >= 2; }));
-    EXPECT_THAT(log->GetLines(),
+    EXPECT_THAT(log.GetLines(),
                 testing::Contains("error Timer: A handler of timer 'ticker' failed: Zel::Exception: ours"));
 }
 
@@ -141,7 +141,7 @@ TEST(TimerTest, RefusesAPeriodOutsideOfItsRangeAndAStartWithoutAThread)
     EXPECT_THROW(Timer(Timer::MaximumPeriod + 1, "wrong"), ArgumentException);
     const RecordingLog log;
     EXPECT_FALSE(Timer(Timer::MaximumPeriod, "stackless", 0, 1).Start());
-    EXPECT_EQ(log->GetLines().size(), 1U);
+    EXPECT_EQ(log.GetLines().size(), 1U);
 }
 
 } // namespace Zel::System::Commons::Chrono

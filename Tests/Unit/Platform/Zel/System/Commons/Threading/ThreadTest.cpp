@@ -2,7 +2,7 @@
 
 #include "Zel/Exception.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 
 #include <gmock/gmock.h>
 #include <pthread.h>
@@ -37,7 +37,7 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
     EXPECT_STREQ(name, "fourteen bytes");
     EXPECT_FALSE(plain.Start());
     EXPECT_FALSE(Thread("stackless", look, nullptr, 0, 1).Start());
-    EXPECT_THAT(log->GetLines(),
+    EXPECT_THAT(log.GetLines(),
                 ElementsAre("error Thread: Thread 'fourteen bytes\u00e9' was started before.",
                             "error Thread: Failed to start thread 'stackless': Invalid argument"));
     Thread urgent("urgent", look, &urgent, 3);
@@ -58,8 +58,8 @@ TEST(ThreadTest, ExceptionsOfTheEntryAreLoggedAndPthreadExitIsNone)
         thread.Join();
     }
     const String prefix = "error Thread: Thread 'worker' ended by an exception: ";
-    EXPECT_THAT(log->GetLines(), ElementsAre(prefix + "Zel::Exception: ours", prefix + "unknown exception",
-                                             prefix + "theirs"));
+    EXPECT_THAT(log.GetLines(), ElementsAre(prefix + "Zel::Exception: ours", prefix + "unknown exception",
+                                            prefix + "theirs"));
 }
 
 TEST(ThreadTest, DestroyedUnjoinedItGoesOn)

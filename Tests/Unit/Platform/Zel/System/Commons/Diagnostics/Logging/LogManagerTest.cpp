@@ -1,6 +1,6 @@
 #include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
 
-#include "Support/RecordingLogSink.h"
+#include "Support/RecordingLog.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +41,7 @@ TEST(LogManagerTest, EachLevelWritesItselfAndWhatIsMoreSevereAlsoBehindASinkThat
             Talker::Log(level, "to {0}: {0}", "{all}");
         }
         expected.push_back(String(ToString(enabled)) + " Talker: to {all}: {all}");
-        EXPECT_EQ(log->GetLines(), expected);
+        EXPECT_EQ(log.GetLines(), expected);
     }
     LogManager::RemoveSink(thrower);
 }
