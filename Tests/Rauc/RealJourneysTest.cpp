@@ -18,10 +18,6 @@ public:
 
     [[nodiscard]] String MakeBundle(const String& version, const Lines& options) override
     {
-        if (options == Lines{"--missing"} || options == Lines{"--folder"})
-        {
-            return options == Lines{"--missing"} ? folder / "missing" : folder.GetPath();
-        }
         return device.MakeBundle(version, options);
     }
 
@@ -43,7 +39,6 @@ public:
 
 private:
     Support::DeviceFolder device{{"--compatible", "Controller"}};
-    const Support::TemporaryFolder folder;
     /// An installation that nobody has told the module of.
     std::future<String> foreign;
 };

@@ -167,18 +167,14 @@ std::vector<Journey> Refused()
 {
     const String foreign = "The software package is build for the 'another-device' and not for the "
                            "'Controller'.";
-    const auto refused =
-        [](const Lines& options, const String& message = VerifyFailed, ResultCode result = InvalidArgument)
-    { return Stage("3.0.0.0", options, result, message); };
+    const auto refused = [](const Lines& options, const String& message = VerifyFailed)
+    { return Stage("3.0.0.0", options, InvalidArgument, message); };
     const auto cutPending = [](JourneyRun& run)
     { std::filesystem::resize_file(run.platform.GetPendingPath(), 10); };
     return {{.name = "RefusedBundlesLeaveTheEarlierOne",
              .steps = {Stage("2.0.0.0"), refused({"--stranger"}), refused({"--truncated"}),
                        refused({"--compatible", "another-device"}, foreign),
-                       refused({"--manifest-version", String(512, '9')}),
-                       refused({"--folder"}, "The file is not a regular file."),
-                       refused({"--missing"}, "The file does not exist.", NotFound),
-                       Ask(FileType::Pending, "2.0.0.0")},
+                       refused({"--manifest-version", String(512, '9')}), Ask(FileType::Pending, "2.0.0.0")},
              .story = Staged("2.0.0.0") + Unverified({NoInfo}) + Unverified({NoInfo}) +
                       Lines{"info VersionManager: Verify pending version.",
                             "error VersionManager: Incompatible file. System expects 'Controller' but is "

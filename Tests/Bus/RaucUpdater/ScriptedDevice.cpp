@@ -21,10 +21,6 @@ String ScriptedDevice::MakeBundle(const String& version, const Lines& options)
     const String option = options.empty() ? "" : options.front();
     const String value = options.empty() ? "" : options.back();
     const String content = "bundle of " + version + " " + Join(options, " ");
-    if (option == "--missing" || option == "--folder")
-    {
-        return option == "--missing" ? bundles / "missing" : bundles.GetPath();
-    }
     if (option != "--stranger" && option != "--truncated")
     {
         rauc->bundles[content] = {option == "--compatible" ? value : "Controller",

@@ -145,6 +145,8 @@ TEST_F(VersionsTest, OnlyARegularFileIsTakenOrPending)
         EXPECT_EQ(Read(FileType::Pending), "NotFound");
         EXPECT_EQ(Deliver(pending), "InvalidArgument: The file is not a regular file.");
     }
+    EXPECT_EQ(Deliver(platform.folder / "missing"), "NotFound: The file does not exist.");
+    EXPECT_EQ(TakeLog(LogLevel::Info), Lines());
     EXPECT_EQ(Deliver(other, FileType::Fallback), "NotSupported: Unsupported file type Fallback");
     EXPECT_EQ(Deliver(other, static_cast<FileType>(9)), "NotSupported: Unsupported file type 9");
     EXPECT_TRUE(device.rauc->calls.empty());
