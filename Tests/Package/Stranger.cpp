@@ -16,6 +16,7 @@ namespace
 {
 
 constexpr const char* Service = "zel.SoftwareUpdate1";
+constexpr const char* Rauc = "de.pengutronix.rauc.Installer";
 constexpr std::uint64_t Hour = 3'600'000; // milliseconds
 
 void Require(int result, const char* what)
@@ -27,73 +28,58 @@ void Require(int result, const char* what)
     }
 }
 
-/// Sends and frees the call and prints the answer.
-void Ask(sd_bus* bus, sd_bus_message* call)
+/// Calls and prints the answer.
+template <typename... Arguments>
+void Call(sd_bus* bus, const char* service, const char* path, const char* interfaceName, const char* method,
+          const char* types = "", Arguments... arguments)
 {
     sd_bus_error error = SD_BUS_ERROR_NULL;
-    const int result = sd_bus_call(bus, call, 0, &error, nullptr);
+    const int result =
+        sd_bus_call_method(bus, service, path, interfaceName, method, &error, nullptr, types, arguments...);
     std::cout << (result >= 0 ? "ok" : std::string(error.name) + ": " + error.message) << std::endl;
     sd_bus_error_free(&error);
-    sd_bus_message_unref(call);
 }
 
 void CallComponent(sd_bus* bus, const std::string& method, const char* bundle)
 {
-    sd_bus_message* call = nullptr;
-    Require(sd_bus_message_new_method_call(bus, &call, Service, "/zel/SoftwareUpdate1/component/ZDC_2d100",
-                                           "zel.SoftwareUpdate1.Component", method.c_str()),
-            "call");
+    const auto call = [&](auto... arguments)
+    {
+        Call(bus, Service, "/zel/SoftwareUpdate1/component/ZDC_2d100", "zel.SoftwareUpdate1.Component",
+             method.c_str(), arguments...);
+    };
     if (bundle != nullptr)
     {
         const int file = open(bundle, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
         Require(file, "open");
-        Require(sd_bus_message_append(call, "ha{sv}", file, 0), "append");
+        call("ha{sv}", file, 0);
     }
-    else if (method == "Install")
+    else
     {
-        Require(sd_bus_message_append(call, "sa{sv}", "", 1, "delay", "t", Hour), "append");
+        method == "Install" ? call("sa{sv}", "", 1, "delay", "t", Hour) : call();
     }
-    Ask(bus, call);
 }
 
-void CallRauc(sd_bus* bus, const char* method)
+/// Sends a signal in RAUC's name to everybody, or to the service alone.
+template <typename... Values>
+void Emit(sd_bus* bus, bool toAll, const char* path, const char* interfaceName, const char* member,
+          const char* types, Values... values)
 {
-    sd_bus_message* call = nullptr;
-    Require(sd_bus_message_new_method_call(bus, &call, "de.pengutronix.rauc", "/", nullptr, method), "call");
-    Ask(bus, call);
-}
-
-void Send(sd_bus* bus, sd_bus_message* signal, const char* destination)
-{
-    Require(sd_bus_send_to(bus, signal, destination, nullptr), "send");
+    sd_bus_message* signal = nullptr;
+    Require(sd_bus_message_new_signal(bus, &signal, path, interfaceName, member), member);
+    Require(sd_bus_message_append(signal, types, values...), member);
+    Require(sd_bus_send_to(bus, signal, toAll ? nullptr : Service, nullptr), member);
     sd_bus_message_unref(signal);
 }
 
 void Forge(sd_bus* bus, int count)
 {
-    const char* owner = nullptr;
-    sd_bus_message* answer = nullptr;
-    Require(sd_bus_call_method(bus, "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetNameOwner",
-                               nullptr, &answer, "s", Service),
-            "GetNameOwner");
-    Require(sd_bus_message_read(answer, "s", &owner), "owner");
     for (int i = 0; i < count; ++i)
     {
-        const char* destination = i % 2 == 0 ? nullptr : owner;
         const char* path = i % 3 == 0 ? "/other" : "/";
-        sd_bus_message* signal = nullptr;
-        Require(sd_bus_message_new_signal(bus, &signal, path, "de.pengutronix.rauc.Installer", "Completed"),
-                "Completed");
-        Require(sd_bus_message_append(signal, "i", i / 2 % 2), "result");
-        Send(bus, signal, destination);
-        Require(sd_bus_message_new_signal(bus, &signal, path, "org.freedesktop.DBus.Properties",
-                                          "PropertiesChanged"),
-                "PropertiesChanged");
-        Require(sd_bus_message_append(signal, "sa{sv}as", "de.pengutronix.rauc.Installer", 3, "Operation",
-                                      "s", "idle", "LastError", "s", "forged", "Progress", "(isi)", 99,
-                                      "forged", 1, 0),
-                "properties");
-        Send(bus, signal, destination);
+        Emit(bus, i % 2 == 0, path, Rauc, "Completed", "i", i / 2 % 2);
+        Emit(bus, i % 2 == 0, path, "org.freedesktop.DBus.Properties", "PropertiesChanged", "sa{sv}as", Rauc,
+             3, "Operation", "s", "idle", "LastError", "s", "forged", "Progress", "(isi)", 99, "forged", 1,
+             0);
         if (i % 100 == 0)
         {
             Require(sd_bus_flush(bus), "flush");
@@ -103,7 +89,6 @@ void Forge(sd_bus* bus, int count)
     Require(sd_bus_call_method(bus, "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "GetId", nullptr,
                                nullptr, nullptr),
             "GetId");
-    sd_bus_message_unref(answer);
 }
 
 } // namespace
@@ -118,7 +103,7 @@ int main(int count, char** arguments)
     }
     else if (count == 3 && std::string(arguments[1]) == "rauc")
     {
-        CallRauc(bus, arguments[2]);
+        Call(bus, "de.pengutronix.rauc", "/", nullptr, arguments[2]);
     }
     else if (count >= 3)
     {

@@ -4,6 +4,7 @@
 #include "Support/TemporaryFolder.h"
 
 #include "Service/Component.h"
+#include "Service/Database.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -158,6 +159,8 @@ struct FakeDevice : LoopRunner
     int announcements = 0;
     std::set<String> changed;
     const std::shared_ptr<StatusStore> store = std::make_shared<StatusStore>(folder / "state");
+    /// The store's file, for those who change it behind the service's back.
+    Database records{folder / "state/status.sqlite"};
     const std::shared_ptr<PersistentUpdaterStatus> status = std::make_shared<PersistentUpdaterStatus>(
         store, "boot", 0, [this](auto&) { loop.Post([this] { component.OnStatusChanged(); }); });
     Component component{Id, MakeEnvironment()};

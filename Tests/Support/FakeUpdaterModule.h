@@ -34,8 +34,6 @@ struct ModuleScript
         return versions.at(static_cast<std::size_t>(type)).load();
     }
 
-    [[nodiscard]] std::vector<String> GetCalls() const { return calls.Get(); }
-
     /// For example "GetSoftwareVersion Pending".
     Recorded<String> calls;
     /// Each may throw.

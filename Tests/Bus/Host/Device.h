@@ -20,7 +20,6 @@ namespace Zel::Tests::Bus
 /// service is on the bus, and the command line's program as a child.
 struct Device : Host::Service::FakeDevice
 {
-    using HistoryEntry = Host::Service::HistoryEntry;
     using ProgramRun = Support::ProgramRun;
     using RaucState = Host::Service::RaucState;
 
@@ -94,7 +93,7 @@ struct Device : Host::Service::FakeDevice
     /// Returns all that the module was asked to change.
     [[nodiscard]] String GetOrders() const
     {
-        std::vector<String> orders = script->GetCalls();
+        std::vector<String> orders = script->calls.Get();
         const std::regex order("(Set|Install)SoftwarePackage .*|RevertInstall");
         std::erase_if(orders, [&](const String& call) { return !std::regex_match(call, order); });
         return Join(orders, "; ");
@@ -127,14 +126,6 @@ struct Device : Host::Service::FakeDevice
     {
         status->SetMessage(Id, reason, false);
         status->EndInstallation(Id, success);
-        Announce();
-    }
-
-    /// Ends it with the verdict that comes after a restart.
-    void SwitchBack()
-    {
-        status->SetMessage(Id, "", false);
-        EXPECT_TRUE(store->End(Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
         Announce();
     }
 

@@ -1,7 +1,6 @@
 #include "Bus/Host/Device.h"
 
 #include "Cli/Commands/Verbs.h"
-#include "Service/Database.h"
 #include "Support/TmpfsMount.h"
 
 #include <nlohmann/json.hpp>
@@ -32,7 +31,7 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
     Tell(0, "Installing");
     Tell(100, "Restart ordered");
     End(true);
-    Host::Service::Database(folder / "state/status.sqlite").Execute("UPDATE step SET time = key * 100000000");
+    records.Execute("UPDATE step SET time = key * 100000000");
     auto run = Call("install", ProgramRun::Output::Terminal, {"TERM=xterm", "NO_COLOR=1"});
     run.Await("Install version 1.1.0.0 in place of 1.0.0.0 and restart the device? [y/N] ");
     run.Type("y\n");

@@ -1,7 +1,6 @@
 #include "Bus/Host/Device.h"
 
 #include "Cli/Printable.h"
-#include "Service/Database.h"
 
 #include <nlohmann/json.hpp>
 
@@ -48,25 +47,27 @@ const Deed Fails = [](Device& device)
 const Deed SwitchesBack = [](Device& device)
 {
     device.Copy();
-    device.SwitchBack();
+    device.status->SetMessage(Device::Id, "", false);
+    EXPECT_TRUE(
+        device.store->End(Device::Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
+    device.Announce();
 };
 
-} // namespace
+const Deed LosesAnswer = [](Device& device) { device.losesAnswers = true; };
 
-/// Each call in words and as JSON, with its exit code.
-struct ZelUpdateTest : Test
+/// Has what changes something refused.
+const Deed Forbids = [](Device& device)
 {
-    /// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
-    /// same. `out` and `err`, behind the program's name, stand in what is written, as `Device::ToSteady`
-    /// leaves it; where one is empty, nothing is written. Standard input has "a bundle".
-    void Check(const String& call, int status, const String& out, const String& err = "",
-               const World& world = {});
-
-    const Deed losesAnswer = [](Device& device) { device.losesAnswers = true; };
+    for (const char* const method : {"Stage", "Cancel", "Resume"})
+    {
+        device.refusals[method] = SD_BUS_ERROR_ACCESS_DENIED;
+    }
 };
 
-void ZelUpdateTest::Check(const String& call, int status, const String& out, const String& err,
-                          const World& world)
+/// Runs a call, given as words, in words and as JSON, and checks that both end with `status` and say the
+/// same. `out` and `err`, behind the program's name, stand in what is written, as `Device::ToSteady` leaves
+/// it; where one is empty, nothing is written. Standard input has "a bundle".
+void Check(const String& call, int status, const String& out, const String& err = "", const World& world = {})
 {
     SCOPED_TRACE(call + " = " + std::to_string(status));
     std::vector<String> texts;
@@ -114,7 +115,9 @@ void ZelUpdateTest::Check(const String& call, int status, const String& out, con
     }
 }
 
-TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
+} // namespace
+
+TEST(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
 {
     const String versions =
         "Running version:   1.0.0.0\nPending version:   1.1.0.0\nFallback version:  0.9.0.0\n"
@@ -127,9 +130,8 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
         // The same step again is one of the history.
         device.Copy();
         SwitchesBack(device);
-        Host::Service::Database(device.folder / "state/status.sqlite")
-            .Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"
-                     "UPDATE step SET time = 1005807600000000");
+        device.records.Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"
+                               "UPDATE step SET time = 1005807600000000");
         device.Announce();
     };
     Check("status", 0,
@@ -181,7 +183,7 @@ TEST_F(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
     Check("explain 77", 3, "", "there is no exit code or error '77'");
 }
 
-TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
+TEST(ZelUpdateTest, BundlesAreLookedAtAndStaged)
 {
     const auto holds = [](const char* compatible, Host::Service::RaucState rauc) -> World
     {
@@ -226,14 +228,12 @@ TEST_F(ZelUpdateTest, BundlesAreLookedAtAndStaged)
           "Not signed. RAUC takes no bundle that is damaged, or not signed or built for this device; a wrong "
           "clock, or a folder that it does not see, looks the same. 'zelupdate check FILE' tells more.",
           {.before = refuses, .orders = StageOrder});
-    const auto forbids = [](Device& device)
-    { device.refusals["Stage"] = "org.freedesktop.DBus.Error.AccessDenied"; };
     Check("stage FILE --quiet", 10, "", "No.\nNext: 'man zel-updated' tells who may do what.",
-          {.before = forbids});
+          {.before = Forbids});
     Check("stage missing", 3, "", "there is no file 'missing'\nNext: Check the path.");
 }
 
-TEST_F(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
+TEST(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
 {
     const String next = "Next: After the restart 'zelupdate status' tells the verdict.\n";
     const String restart = Progress +
@@ -247,7 +247,7 @@ TEST_F(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
            .facts = {{"outcome", "restarting"}}});
     Check("install --restart-exit-code", 4, restart, "", {.story = &Device::Restart, .orders = InstallOrder});
     Check("install --fallback", 0, "The device restarts into version 0.9.0.0.\n" + next, "",
-          {.before = losesAnswer, .orders = "InstallSoftwarePackage 0.9.0.0"});
+          {.before = LosesAnswer, .orders = "InstallSoftwarePackage 0.9.0.0"});
     Check("install --delay 90s --no-wait", 0,
           "The installation of version 1.1.0.0 is accepted and waits until NOW.\nNext: ", "",
           {.orders = InstallOrder + " in 90000 ms"});
@@ -256,7 +256,7 @@ TEST_F(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
           {.orders = InstallOrder + " in [0-9]+ ms"});
 }
 
-TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
+TEST(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
 {
     const auto installs = [](const Deed& end) -> World { return {.story = end, .orders = InstallOrder}; };
     Check("install --quiet", 1, "",
@@ -291,18 +291,14 @@ TEST_F(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
     Check("install FILE --fallback", 2, "", "FILE and --fallback exclude each other; see 'zelupdate --help'");
 }
 
-TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
+TEST(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
 {
     const auto waits = [](Device& device) { EXPECT_EQ(device.Install({"", false, 60000}), ""); };
     Check("cancel", 0, "The installation is called off." + InstallNext, "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
-    for (const String verb : {"cancel", "resume"})
-    {
-        const auto forbids = [&](Device& device)
-        { device.refusals[verb == "cancel" ? "Cancel" : "Resume"] = SD_BUS_ERROR_ACCESS_DENIED; };
-        Check(verb, 10, "", "No.", {.before = forbids});
-    }
+    Check("cancel", 10, "", "No.", {.before = Forbids});
+    Check("resume", 10, "", "No.", {.before = Forbids});
     Check("resume", 0,
           "Nothing has failed: an installation or a revert is under way.\nNext: The installation starts", "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
@@ -320,7 +316,7 @@ TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
     };
     const String restart = "The device goes back to the version that the last installation started from, and "
                            "restarts.\nNext: ";
-    Check("revert", 0, restart, "", {.before = losesAnswer, .orders = "RevertInstall"});
+    Check("revert", 0, restart, "", {.before = LosesAnswer, .orders = "RevertInstall"});
     Check("revert --restart-exit-code", 4, restart, "", {.orders = "RevertInstall"});
     const String nothing = "There is no installation to go back from.";
     Check("revert", 0, nothing, "", answers(Device::ResultCode::Ok));
@@ -329,7 +325,7 @@ TEST_F(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
           answers(Device::ResultCode::AlreadyReverted));
 }
 
-TEST_F(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
+TEST(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
 {
     const auto comesBack = [](Device& device)
     {

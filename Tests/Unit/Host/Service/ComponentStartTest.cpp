@@ -1,7 +1,6 @@
 #include "Support/ComponentFixture.h"
 
 #include "Service/Clock.h"
-#include "Service/Database.h"
 
 #include <future>
 
@@ -15,8 +14,9 @@ TEST_F(ComponentStartTest, TheStartInitializesTheModuleAndReadsTheVersions)
 {
     script->SetVersion(FileType::Pending, "2.0.0.0");
     EXPECT_EQ(Start(), "");
-    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Current",
-                                                "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
+    EXPECT_THAT(script->calls.Get(),
+                ElementsAre("Initialize settings.xml", "GetSoftwareVersion Current",
+                            "GetSoftwareVersion Pending", "GetSoftwareVersion Fallback"));
     EXPECT_EQ(Now().currentVersion + Now().pendingVersion, "1.0.0.02.0.0.0");
     EXPECT_THAT(changed, ElementsAre("Activity", "CurrentVersion", "PendingVersion", "VersionsTime"));
 }
@@ -36,7 +36,7 @@ TEST_F(ComponentStartTest, ThePendingVersionIsAskedForOnlyWhileRaucRests)
         rauc.state = state;
         script->calls.Clear();
         ASSERT_EQ(Start(), "");
-        EXPECT_THAT(script->GetCalls(), Not(Contains(AnyOf(HasSubstr("Pending"), HasSubstr("Fallback")))));
+        EXPECT_THAT(script->calls.Get(), Not(Contains(AnyOf(HasSubstr("Pending"), HasSubstr("Fallback")))));
         EXPECT_EQ(Now().currentVersion, "1.0.0.0");
     }
     rauc.state = RaucState::Resting;
@@ -69,7 +69,7 @@ TEST_F(ComponentStartTest, ACompleteInstallationOrdersTheRestartWhenRaucHasEnded
     EXPECT_EQ(restarts, 1);
     EXPECT_EQ(Now().state, InstallationState::Installing);
     EXPECT_EQ(Install(), "TryLater: The device is about to restart. Try again after that.");
-    EXPECT_THAT(script->GetCalls(), IsEmpty());
+    EXPECT_THAT(script->calls.Get(), IsEmpty());
 }
 
 TEST_F(ComponentStartTest, AnInstallationThatWaitedIsAskedForAgainWithWhatRemains)
@@ -81,7 +81,8 @@ TEST_F(ComponentStartTest, AnInstallationThatWaitedIsAskedForAgainWithWhatRemain
     EXPECT_EQ(Start(), "");
     EXPECT_EQ(Now().activity, Activity::Waiting);
     EXPECT_TRUE(RunUntil([this] { return store->GetComponent(Id).state == InstallationState::Installing; }));
-    EXPECT_THAT(script->GetCalls(), Contains(MatchesRegex("InstallSoftwarePackage 2.0.0.0 in 5[0-9]{4} ms")));
+    EXPECT_THAT(script->calls.Get(),
+                Contains(MatchesRegex("InstallSoftwarePackage 2.0.0.0 in 5[0-9]{4} ms")));
     EXPECT_EQ(Now().nextStart, dueTime);
     // Somebody else's installation that ends with a restart is none of its business.
     status->AddRestart(Id);
@@ -101,11 +102,11 @@ TEST_F(ComponentStartTest, AnInstallationThatMissedItsTimeIsAskedForAtOnceWhenRa
     EXPECT_EQ(Start(), "");
     EXPECT_EQ(Now().activity, Activity::Waiting);
     EXPECT_EQ(Now().state, InstallationState::Installing);
-    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("Install"))));
+    EXPECT_THAT(script->calls.Get(), Not(Contains(StartsWith("Install"))));
     rauc.state = RaucState::Resting;
     component.OnRaucOwnerChanged(true);
     EXPECT_TRUE(RunUntil([this] { return Now().activity == Activity::Installing; }));
-    EXPECT_THAT(script->GetCalls(), Contains("InstallSoftwarePackage 2.0.0.0"));
+    EXPECT_THAT(script->calls.Get(), Contains("InstallSoftwarePackage 2.0.0.0"));
 }
 
 TEST_F(ComponentStartTest, WhatIsCalledOffWhileRaucIsAskedForItStaysSo)
@@ -122,7 +123,7 @@ TEST_F(ComponentStartTest, WhatIsCalledOffWhileRaucIsAskedForItStaysSo)
         answer({RaucState::Resting, "rootfs.0", "A"});
     }
     EXPECT_EQ(Resume().substr(0, 12), "InvalidState");
-    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("InstallSoftwarePackage"))));
+    EXPECT_THAT(script->calls.Get(), Not(Contains(StartsWith("InstallSoftwarePackage"))));
 }
 
 TEST_F(ComponentStartTest, ASuspendedInstallationThatTheModuleRefusesHasFailedAndMayBeCalledOffBefore)
@@ -171,7 +172,7 @@ TEST_F(ComponentStartTest, RaucThatGoesInMidInstallationIsAskedHowFarItCame)
     component.OnRaucOwnerChanged(false);
     ASSERT_TRUE(RunUntil([this] { return startDelays > 0; }));
     EXPECT_EQ(Now().state, InstallationState::Installing);
-    EXPECT_THAT(script->GetCalls(), ElementsAre("Destroy"));
+    EXPECT_THAT(script->calls.Get(), ElementsAre("Destroy"));
     rauc.state = RaucState::Resting;
     EXPECT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
     EXPECT_TRUE(RunUntil([this] { return component.HasStarted(); }));
@@ -188,23 +189,22 @@ TEST_F(ComponentStartTest, AnInstallationThatWaitsMissesNoRaucButEndsWithItsModu
     // What a module does when RAUC fails for somebody else: the old one must not start it any more.
     status->EndInstallation(Id, false);
     EXPECT_TRUE(RunUntil([this] { return !starts.empty(); }));
-    EXPECT_EQ(script->GetCalls().front(), "Destroy");
+    EXPECT_EQ(script->calls.Get().front(), "Destroy");
     EXPECT_EQ(Now().state, InstallationState::Failed);
 }
 
 TEST_F(ComponentStartTest, AStoreThatCannotBeReadOrWrittenKeepsTheModuleAway)
 {
     BeginInThisBoot();
-    const auto run = [this](auto* statement) { Database(folder / "state/status.sqlite").Execute(statement); };
-    run("ALTER TABLE component RENAME TO lost");
+    records.Execute("ALTER TABLE component RENAME TO lost");
     component.Start();
     ASSERT_TRUE(RunUntil([this] { return startDelays > 0; }));
-    run("CREATE TRIGGER refuse BEFORE UPDATE ON lost BEGIN SELECT RAISE(ABORT, 'refused'); END");
-    run("ALTER TABLE lost RENAME TO component");
+    records.Execute("CREATE TRIGGER refuse BEFORE UPDATE ON lost BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    records.Execute("ALTER TABLE lost RENAME TO component");
     ASSERT_TRUE(RunUntil([this] { return Now().message.find("interrupted") != String::npos; }));
-    EXPECT_THAT(script->GetCalls(), IsEmpty());
+    EXPECT_THAT(script->calls.Get(), IsEmpty());
     EXPECT_THAT(starts, IsEmpty());
-    run("DROP TRIGGER refuse");
+    records.Execute("DROP TRIGGER refuse");
     EXPECT_TRUE(RunUntil([this] { return !starts.empty(); }));
     EXPECT_EQ(Now().state, InstallationState::Failed);
 }
@@ -216,12 +216,12 @@ TEST_F(ComponentStartTest, ADroppedModuleIsReplacedByTheNextStart)
     component.Drop([&dropped] { dropped = true; });
     EXPECT_THAT(Install(), StartsWith("TryLater: "));
     EXPECT_TRUE(RunUntil([&] { return dropped; }));
-    EXPECT_EQ(script->GetCalls().back(), "Destroy");
+    EXPECT_EQ(script->calls.Get().back(), "Destroy");
     EXPECT_EQ(Now().pendingVersion, "2.0.0.0");
     script->calls.Clear();
     EXPECT_EQ(Start(), "");
-    EXPECT_THAT(script->GetCalls(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Pending",
-                                                "GetSoftwareVersion Fallback"));
+    EXPECT_THAT(script->calls.Get(), ElementsAre("Initialize settings.xml", "GetSoftwareVersion Pending",
+                                                 "GetSoftwareVersion Fallback"));
     EXPECT_THAT(Resume(), StartsWith("InvalidState: "));
 }
 
@@ -230,7 +230,7 @@ TEST_F(ComponentStartTest, AModuleThatIsDroppedDuringItsFirstReadStartsAgainOnce
     std::promise<void> mayRead;
     script->read = [future = mayRead.get_future().share()](FileType) { future.wait(); };
     component.Start();
-    ASSERT_TRUE(RunUntil([this] { return script->GetCalls().size() > 1; }));
+    ASSERT_TRUE(RunUntil([this] { return script->calls.Get().size() > 1; }));
     component.Drop([this] { component.Start(); });
     EXPECT_FALSE(component.HasStarted());
     mayRead.set_value();

@@ -26,8 +26,6 @@ namespace
 
 using namespace std::chrono_literals;
 using System::Commons::Delegate;
-using testing::ElementsAre;
-using testing::StartsWith;
 
 class DesktopBusConnectionTest : public RaucBusTest
 {
@@ -67,12 +65,9 @@ protected:
 
     void Handle(const RaucCompletedSignal& signal)
     {
-        const auto once = std::exchange(onCompleted, nullptr);
+        const auto once = std::exchange(onCompleted, [] {});
         received.Add(signal.GetReturnCode());
-        if (once)
-        {
-            once();
-        }
+        once();
     }
 
     /// Whether a "Completed" with this code was handled, or is within 10 s.
@@ -84,7 +79,7 @@ protected:
     Tests::Support::Recorded<int> received;
     DesktopBusConnection connection;
     /// What the next "Completed" is handled with.
-    std::function<void()> onCompleted;
+    std::function<void()> onCompleted = [] {};
     const Delegate<const RaucCompletedSignal&> handler =
         Delegate<const RaucCompletedSignal&>::Bind<&DesktopBusConnectionTest::Handle>(this);
     /// Last, to be waited for first.
@@ -122,30 +117,22 @@ TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOn
     // What is moved is unset, which is tested here.
     // NOLINTNEXTLINE(bugprone-use-after-move,clang-analyzer-cplusplus.Move)
     EXPECT_FALSE(connection.GetReply(sent).IsSet());
+    bool isForgotten = false;
     {
         const auto second = connection.SendMessageWithReplyAsync(GetPrimary());
         auto dropped = connection.SendMessageWithReplyAsync(GetPrimary());
         EXPECT_FALSE(CanOthersCall(50ms));
         EXPECT_TRUE(connection.GetReply(second).IsMethodReply());
         dropped = connection.SendMessageWithReplyAsync(GetPrimary());
+        const auto forget = [](void* forgotten) { *static_cast<bool*>(forgotten) = true; };
+        ASSERT_TRUE(dbus_pending_call_set_notify(dropped.Get(), nullptr, &isForgotten, forget));
     }
+    EXPECT_TRUE(isForgotten) << "also before its reply";
     connection.ReadSignals();
     EXPECT_FALSE(CanOthersCall(50ms));
     EXPECT_EQ(connection.GetReply(first).ReadFields().at(0).GetString(), "rootfs.0");
     EXPECT_FALSE(connection.GetReply(first).IsSet());
     EXPECT_TRUE(CanOthersCall(10s));
-}
-
-TEST_F(DesktopBusConnectionTest, ACallThatIsDroppedBeforeItsReplyIsForgotten)
-{
-    ASSERT_TRUE(connection.Open());
-    bool isForgotten = false;
-    {
-        const auto dropped = connection.SendMessageWithReplyAsync(GetPrimary());
-        const auto forget = [](void* forgotten) { *static_cast<bool*>(forgotten) = true; };
-        ASSERT_TRUE(dbus_pending_call_set_notify(dropped.Get(), nullptr, &isForgotten, forget));
-    }
-    EXPECT_TRUE(isForgotten);
 }
 
 TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitForTheNextStart)
@@ -259,19 +246,7 @@ TEST_F(DesktopBusConnectionTest, WhatAnEarlierOwnerLeftUnreadIsNotForTheNextOne)
     EXPECT_THAT(log.GetLines(), testing::Not(testing::Contains("debug RaucCompletedSignal: returnCode=0")));
 }
 
-/// The bus daemon dies under an open connection and comes back.
-class BusDeathTest : public DesktopBusConnectionTest
-{
-protected:
-    void TearDown() override
-    {
-        DesktopBusConnectionTest::TearDown();
-        bus.Kill();
-        bus.Start();
-    }
-};
-
-TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
+TEST_F(DesktopBusConnectionTest, OfADeadBusCallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
 {
     ASSERT_TRUE(connection.Open());
     ASSERT_TRUE(connection.StopListenForSignals());
@@ -288,8 +263,9 @@ TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
     connection.Close();
     log.Clear();
     EXPECT_FALSE(connection.Open());
-    EXPECT_THAT(GetErrors(), ElementsAre(StartsWith("error DesktopBusConnection: Connection Error Failed to "
-                                                    "connect to socket ")));
+    EXPECT_THAT(GetErrors(), testing::ElementsAre(
+                                 testing::StartsWith("error DesktopBusConnection: Connection Error Failed to "
+                                                     "connect to socket ")));
     bus.Start();
     rauc.Restart();
     ASSERT_TRUE(connection.Open());
@@ -298,7 +274,8 @@ TEST_F(BusDeathTest, CallsFailUntilTheNextOpenConnectsAnewWhateverNobodyRead)
     EXPECT_TRUE(IsReceived(9));
 }
 
-TEST_F(BusDeathTest, FourCallersAMatchChangerAndAHotListenerLoseNothingBeforeTheBusDiesAndSurviveThat)
+TEST_F(DesktopBusConnectionTest,
+       FourCallersAMatchChangerAndAHotListenerLoseNothingBeforeTheBusDiesAndSurviveThat)
 {
     const Tests::Support::RecordingLog quiet(LogLevel::Error);
     for (int death = 0; death < 5; ++death)
