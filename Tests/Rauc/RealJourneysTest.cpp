@@ -7,9 +7,6 @@
 namespace Zel::Tests
 {
 
-namespace
-{
-
 /// A device in a folder with the real RAUC, for a component of the article "Controller".
 class RealDevice : public JourneyDevice
 {
@@ -43,7 +40,7 @@ private:
     std::future<String> foreign;
 };
 
-class RealJourneyTest : public testing::TestWithParam<Journey>
+struct RealJourneyTest : testing::TestWithParam<Journey>
 {
 };
 
@@ -55,7 +52,5 @@ TEST_P(RealJourneyTest, IsToldInOrder)
 
 INSTANTIATE_TEST_SUITE_P(Real, RealJourneyTest, testing::ValuesIn(CommonJourneys()),
                          [](const auto& row) { return row.param.name; });
-
-} // namespace
 
 } // namespace Zel::Tests

@@ -83,11 +83,12 @@ struct FakeDevice : LoopRunner
     }
 
     /// Makes a request and runs the loop until it has ended. Returns how, as text.
-    template <typename Request>
-    String Ask(const Request& request)
+    template <typename... Parameters, typename... Arguments>
+    String Ask(void (Component::*request)(Parameters...), Arguments&&... arguments)
     {
         std::optional<String> end;
-        request([&end](const RequestResult& result) { end = ToText(result); });
+        (component.*request)(std::forward<Arguments>(arguments)...,
+                             [&end](const RequestResult& result) { end = ToText(result); });
         EXPECT_TRUE(RunUntil([&] { return end.has_value(); })) << "The request has no end.";
         return end.value_or("no end");
     }
@@ -110,30 +111,20 @@ struct FakeDevice : LoopRunner
         script->calls.Clear();
     }
 
-    [[nodiscard]] FileDescriptor OpenBundle(const String& content = "content") const
+    [[nodiscard]] FileDescriptor OpenBundle() const
     {
-        return FileDescriptor::Open(folder.Write("bundle", content), O_RDONLY);
+        return FileDescriptor::Open(folder.Write("bundle", "content"), O_RDONLY);
     }
 
-    String Stage(const String& content = "content")
-    {
-        return Ask([&](const Completion& done) { component.Stage(OpenBundle(content), "A", done); });
-    }
+    String Stage() { return Ask(&Component::Stage, OpenBundle(), "A"); }
 
-    String Install(const InstallRequest& request = {})
-    {
-        return Ask([&](const Completion& done) { component.Install(request, "A", done); });
-    }
+    String Install(const InstallRequest& request = {}) { return Ask(&Component::Install, request, "A"); }
 
-    String Cancel()
-    {
-        return Ask([this](auto done) { component.Cancel("A", done); });
-    }
+    String Cancel() { return Ask(&Component::Cancel, "A"); }
 
-    String Resume()
-    {
-        return Ask([this](auto done) { component.Resume("A", done); });
-    }
+    String Resume() { return Ask(&Component::Resume, "A"); }
+
+    String Revert() { return Ask(&Component::Revert, "A"); }
 
     [[nodiscard]] const ComponentSnapshot& Now() const { return component.GetSnapshot(); }
 

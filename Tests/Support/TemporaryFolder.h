@@ -1,7 +1,13 @@
 #pragma once
 
+#include "Zel/Exception.h"
 #include "Zel/String.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
 #include <vector>
 
 namespace Zel::Tests::Support
@@ -11,8 +17,17 @@ namespace Zel::Tests::Support
 class TemporaryFolder
 {
 public:
-    explicit TemporaryFolder(const String& parent = "/tmp");
-    ~TemporaryFolder();
+    explicit TemporaryFolder(const String& parent = "/tmp") : path(parent + "/zel-test-XXXXXX")
+    {
+        Require(::mkdtemp(path.data()) != nullptr, "make " + path);
+    }
+
+    ~TemporaryFolder()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
@@ -22,15 +37,39 @@ public:
     [[nodiscard]] String operator/(const String& name) const { return path + "/" + name; }
 
     /// Writes a file and returns its path.
-    String Write(const String& name, const String& content) const;
+    String Write(const String& name, const String& content) const
+    {
+        std::ofstream stream(*this / name, std::ios::binary);
+        Require(static_cast<bool>((stream << content).flush()), "write " + name);
+        return *this / name;
+    }
 
     /// Returns the names in the folder, sorted.
-    [[nodiscard]] std::vector<String> GetNames() const;
+    [[nodiscard]] std::vector<String> GetNames() const
+    {
+        std::vector<String> names;
+        for (const auto& entry : std::filesystem::directory_iterator(path))
+        {
+            names.push_back(entry.path().filename().string());
+        }
+        std::ranges::sort(names);
+        return names;
+    }
 
     /// Returns a file's content.
-    [[nodiscard]] static String Read(const String& path);
+    [[nodiscard]] static String Read(const String& path)
+    {
+        const std::ifstream stream(path, std::ios::binary);
+        Require(static_cast<bool>(stream), "read " + path);
+        return (std::ostringstream() << stream.rdbuf()).str();
+    }
 
 private:
+    static void Require(bool succeeded, const String& action)
+    {
+        succeeded ? void() : throw Exception("Failed to " + action);
+    }
+
     String path;
 };
 

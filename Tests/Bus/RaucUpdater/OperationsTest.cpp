@@ -16,9 +16,6 @@
 namespace Zel::Tests
 {
 
-namespace
-{
-
 using enum ResultCode;
 using Module = Services::SoftwareUpdate::IUpdaterModule;
 using Services::SoftwareUpdate::UpdateBehavior;
@@ -34,9 +31,8 @@ struct Operation
     std::set<ResultCode> besideOthers;
 };
 
-class OperationsTest : public ModuleTest
+struct OperationsTest : ModuleTest
 {
-protected:
     /// Returns what a new module throws, which is destroyed then; "nothing" when it starts.
     String GetStartFailure()
     {
@@ -241,7 +237,5 @@ TEST_F(OperationsTest, TheBehaviorIsKnownOfPendingAndFallbackVersionAndTextsOf51
     EXPECT_THAT(Support::GetThrown([&] { Install(Version())(run); }),
                 testing::MatchesRegex(".*Invalid value for Enum '.*InstallationState' occurs: 7"));
 }
-
-} // namespace
 
 } // namespace Zel::Tests

@@ -95,7 +95,7 @@ TEST_P(JourneyTest, IsToldInOrder)
     JourneyRun(device, GetParam()).Run();
 }
 
-class CommonJourneyTest : public JourneyTest
+struct CommonJourneyTest : JourneyTest
 {
 };
 

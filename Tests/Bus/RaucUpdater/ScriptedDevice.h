@@ -32,9 +32,8 @@ private:
 };
 
 /// A module on the scripted RAUC that is asked directly.
-class ModuleTest : public testing::Test
+struct ModuleTest : testing::Test
 {
-protected:
     /// Makes a new module, with elements of the settings document.
     void Create(const String& settings = "")
     {
@@ -48,9 +47,8 @@ protected:
 };
 
 /// Rows for the scripted RAUC, whose rootfs.0 runs 2.0.0.0 and whose rootfs.1 holds 1.0.0.0.
-class JourneyTest : public testing::TestWithParam<Journey>
+struct JourneyTest : testing::TestWithParam<Journey>
 {
-public:
     static String NameOf(const testing::TestParamInfo<Journey>& row) { return row.param.name; }
 };
 

@@ -11,16 +11,12 @@
 namespace Zel::Tests
 {
 
-namespace
-{
-
 using System::Commons::Diagnostics::Logging::LogLevel;
 using testing::ElementsAre;
 using testing::StartsWith;
 
-class VersionsTest : public ModuleTest
+struct VersionsTest : ModuleTest
 {
-protected:
     void SetFact(const String& key, const Variant& value) const
     {
         platform.deviceInfo->Set("General." + key, value);
@@ -208,7 +204,5 @@ TEST_F(VersionsTest, WhatCannotBeMovedOrDeletedIsRefusedAllTheSame)
     const String undeleted = "error: Failed to delete installed firmware file. ";
     EXPECT_THAT(run.GetStory(), testing::Contains(StartsWith(undeleted)));
 }
-
-} // namespace
 
 } // namespace Zel::Tests

@@ -19,8 +19,7 @@ TEST_F(ComponentTest, WithoutAnAnswerOfRaucNothingIsTouched)
                                         {RaucState::Absent, "RAUC is not running."}})
     {
         rauc.state = state;
-        const auto revert = [this](const Completion& done) { component.Revert("A", done); };
-        EXPECT_THAT((std::vector{Stage(), Install(), Ask(revert)}),
+        EXPECT_THAT((std::vector{Stage(), Install(), Revert()}),
                     Each(StartsWith(String("TryLater: ") + reason)));
     }
     EXPECT_THAT(script->calls.Get(), IsEmpty());
@@ -171,8 +170,7 @@ TEST_F(ComponentTest, AnInstallationIsCalledOffUntilRaucMayHaveBeenAskedForIt)
 TEST_F(ComponentTest, ARevertThatIsNotNeededIsRefusedAndOneThatRaucDidNotDoEndsAsFailed)
 {
     StartWithPending();
-    const auto revert = [this] { return Ask([this](auto done) { component.Revert("A", done); }); };
-    EXPECT_THAT(revert(), StartsWith("InvalidState: The device runs from the slot"));
+    EXPECT_THAT(Revert(), StartsWith("InvalidState: The device runs from the slot"));
     script->revert = [](IUpdaterStatus& given)
     {
         EXPECT_TRUE(given.BeginInstallation(Id, false));
@@ -180,7 +178,7 @@ TEST_F(ComponentTest, ARevertThatIsNotNeededIsRefusedAndOneThatRaucDidNotDoEndsA
         EXPECT_TRUE(given.WriteProperty(Id, StatusStore::RevertedToProperty, "rootfs.1", true));
         return ResultCode::GeneralError;
     };
-    EXPECT_THAT(revert(), StartsWith("GeneralError: "));
+    EXPECT_THAT(Revert(), StartsWith("GeneralError: "));
     EXPECT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
     EXPECT_EQ(store->ReadProperty(Id, StatusStore::RevertedToProperty), "");
     EXPECT_THAT(interruptions,

@@ -14,8 +14,6 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
 {
-namespace
-{
 
 using Services::SoftwareUpdate::IUpdaterModule;
 using System::Commons::ArgumentException;
@@ -24,9 +22,8 @@ using Library = System::Commons::Extensibility::ModuleLibraryBase<IUpdaterModule
 using Entry = Library* (*)(AppDomain&);
 
 /// The library as a service loads it. None of its code is linked into this program.
-class ModuleLibraryTest : public testing::Test
+struct ModuleLibraryTest : testing::Test
 {
-protected:
     void SetUp() override
     {
         void* handle = dlopen(RAUC_UPDATER_LIBRARY, RTLD_NOW | RTLD_LOCAL);
@@ -104,5 +101,4 @@ TEST_F(ModuleLibraryTest, WhatInitializeThrowsCanBeCaughtHereAndLeavesAModuleTha
     EXPECT_EQ(module->InstallSoftwarePackage("", {}, 0), GeneralError);
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater

@@ -12,17 +12,14 @@
 
 namespace Zel::Services::SoftwareUpdate::Internal::Threading
 {
-namespace
-{
 
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
 constexpr long long Never = 3'600'000;
 
-class ScheduledExecutorServiceTest : public testing::Test
+struct ScheduledExecutorServiceTest : testing::Test
 {
-protected:
     /// Schedules a task that tells when it runs and waits until it may end.
     void ScheduleBlocked()
     {
@@ -120,5 +117,4 @@ TEST_F(ScheduledExecutorServiceTest, TheThreadWaitsForTheLowBitsOfADelayThatIsKe
     EXPECT_GT(executor->GetScheduledTime(), Clock::now() + std::chrono::hours(24 * 365 * 200));
 }
 
-} // namespace
 } // namespace Zel::Services::SoftwareUpdate::Internal::Threading

@@ -21,15 +21,12 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
-namespace
-{
 
 using namespace std::chrono_literals;
 using System::Commons::Delegate;
 
-class DesktopBusConnectionTest : public RaucBusTest
+struct DesktopBusConnectionTest : RaucBusTest
 {
-protected:
     /// A call that RAUC answers with one string.
     static DesktopBusMessage GetPrimary() { return DesktopBusManager::CreateRaucMessage("GetPrimary"); }
 
@@ -318,5 +315,4 @@ TEST_F(DesktopBusConnectionTest,
     }
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

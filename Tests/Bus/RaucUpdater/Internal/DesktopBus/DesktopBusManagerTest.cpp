@@ -7,12 +7,9 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
-namespace
-{
 
-class DesktopBusManagerTest : public RaucBusTest
+struct DesktopBusManagerTest : RaucBusTest
 {
-protected:
     using Out = std::array<String, 3>;
 
     struct Operation
@@ -120,5 +117,4 @@ TEST_F(DesktopBusManagerTest, AFailureIsLoggedAndLeavesTheOutParametersAlone)
                            "provided by any .service files");
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

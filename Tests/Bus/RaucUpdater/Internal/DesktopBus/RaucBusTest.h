@@ -13,9 +13,8 @@ namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Desktop
 {
 
 /// A private bus with a scripted RAUC on it, and the log.
-class RaucBusTest : public testing::Test
+struct RaucBusTest : testing::Test
 {
-protected:
     using Answer = Tests::Support::ScriptedAnswer;
     using Lines = std::vector<String>;
     using LogLevel = System::Commons::Diagnostics::Logging::LogLevel;

@@ -13,15 +13,12 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
-namespace
-{
 
 using System::Commons::Diagnostics::Logging::LogLevel;
 using Lines = std::vector<String>;
 
-class DesktopBusMessageTest : public testing::Test, protected FieldBuilders
+struct DesktopBusMessageTest : testing::Test, FieldBuilders
 {
-protected:
     static DesktopBusMessage Request() { return DesktopBusMessage("a.b", "/", "a.b", "C"); }
 
     /// Which of the readers take a field: one character each.
@@ -256,5 +253,4 @@ TEST_F(DesktopBusMessageTest, AVariantGivesItsContentAlsoIntoItself)
     EXPECT_EQ(field.ToString(), "DesktopBusField=[type=UNSUPPORTED TYPE(-1); value=<NULL>]");
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -16,15 +16,12 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
-namespace
-{
 
 using Tests::Support::RecordingLog;
 
 /// What RAUC answers, of the expected shape and of others.
-class RaucRepliesTest : public testing::Test, protected FieldBuilders
+struct RaucRepliesTest : testing::Test, FieldBuilders
 {
-protected:
     /// Reads a reply; returns whether it was, and the log without the class, where "#" stands for the fields.
     template <typename Method>
     static String Read(Method&& method, const Fields& fields)
@@ -175,9 +172,8 @@ TEST_F(RaucRepliesTest, EveryKeyOfASlotFillsItsOwnMemberAndWhatIsUnreadableBetwe
     EXPECT_EQ(Read(RaucSlotStatus(), {Text("x")}), "refused; error Failed to enter array. #");
 }
 
-class RaucSignalsTest : public testing::Test, protected FieldBuilders
+struct RaucSignalsTest : testing::Test, FieldBuilders
 {
-protected:
     template <typename Signal>
     static DesktopBusMessage Make(const Fields& fields = {})
     {
@@ -239,5 +235,4 @@ TEST_F(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreada
     EXPECT_FALSE(RaucCompletedSignal(1).HasCompleted() || RaucCompletedSignal(-1).HasCompleted());
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus

@@ -8,12 +8,9 @@
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Settings
 {
-namespace
-{
 
-class RaucUpdaterSettingsTest : public testing::Test
+struct RaucUpdaterSettingsTest : testing::Test
 {
-protected:
     /// Returns what the settings say after a document with these elements, or why it is refused.
     String Load(const String& elements)
     {
@@ -78,5 +75,4 @@ TEST_F(RaucUpdaterSettingsTest, RefusesDocumentsThatItCannotUse)
                 testing::ThrowsMessage<Exception>(HasSubstr("Write operation is not supported.")));
 }
 
-} // namespace
 } // namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::Settings

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
-#include <filesystem>
+#include <random>
 
 namespace Zel::Services::SoftwareUpdate
 {
@@ -23,12 +23,9 @@ struct FileUtilsTest : Test
     /// Text without a period.
     [[nodiscard]] static String MakeContent(std::size_t size)
     {
-        String content;
-        while (content.size() < size)
-        {
-            content += std::to_string(content.size());
-        }
-        return content.substr(0, size);
+        String content(size, '\0');
+        std::ranges::generate(content, std::minstd_rand());
+        return content;
     }
 
     [[nodiscard]] static String Move(const String& source, const String& target, bool replace = true)
