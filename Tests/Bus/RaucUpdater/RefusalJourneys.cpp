@@ -76,9 +76,8 @@ std::vector<Journey> NotBegun()
     };
     Version patched = VersionOf("9.0.0.0");
     patched.patchIdentifiers = {"A", "B"};
-    const auto noControl = [](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); };
     const String byHand = "Failed to reboot device. The restart must be triggered manually.";
-    std::vector<Journey> rows = {
+    return {
         While(
             "NoSuchVersion", {Install(patched, NotFound)},
             refused("There is not a software package with software revision '9.0.0.0' and patch identifiers "
@@ -91,19 +90,14 @@ std::vector<Journey> NotBegun()
               BegunTo(8) + Lines{"info: The Pending version 3.0.0.0 is going to be installed at "
                                  "29228-09-14T02:48:05.47*"},
               State::Installing),
-        While("WithoutDeviceControl", {Install("3.0.0.0", OperationFailed)},
-              {"SetMessage new ''", "error: IDeviceControlService is missing."}),
-        {.name = "CompletedWithoutDeviceControl",
-         .steps = {Stored(State::Installing), Rauc([](auto& rauc) { rauc.EmitCompleted(0); })},
-         .story = {"info: Installation HasCompleted=true",
-                   "error: IDeviceControlService is missing. " + byHand, "SetMessage '" + byHand + "'"},
-         .end = {.state = State::Installing}}};
-    for (auto* row : {&rows[3], &rows[4]})
-    {
-        row->before = {noControl};
-        row->story.insert(row->story.begin(), "error: Failed to subscribe to IDeviceControlService.");
-    }
-    return rows;
+        WithoutDeviceControl(While("WithoutDeviceControl", {Install("3.0.0.0", OperationFailed)},
+                                   {"SetMessage new ''", "error: IDeviceControlService is missing."})),
+        WithoutDeviceControl(
+            {.name = "CompletedWithoutDeviceControl",
+             .steps = {Stored(State::Installing), Rauc([](auto& rauc) { rauc.EmitCompleted(0); })},
+             .story = {"info: Installation HasCompleted=true",
+                       "error: IDeviceControlService is missing. " + byHand, "SetMessage '" + byHand + "'"},
+             .end = {.state = State::Installing}})};
 }
 
 /// Installations without an answer to which slot was booted, where none is required.

@@ -89,6 +89,13 @@ Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action)
     return [=](auto& run) { action(dynamic_cast<ScriptedDevice&>(run.device).rauc); };
 }
 
+Journey WithoutDeviceControl(Journey row)
+{
+    row.before.push_back([](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); });
+    row.story.insert(row.story.begin(), "error: Failed to subscribe to IDeviceControlService.");
+    return row;
+}
+
 TEST_P(JourneyTest, IsToldInOrder)
 {
     ScriptedDevice device;

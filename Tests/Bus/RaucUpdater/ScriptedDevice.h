@@ -60,6 +60,8 @@ Step NoAnswerTo(const String& member);
 inline const String NoAnswer =
     "error DesktopBusMethod: Error: " + Support::ScriptedAnswer::RefusalError + " - no";
 Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action);
+/// The row of a module that finds no service to restart the device.
+Journey WithoutDeviceControl(Journey row);
 ///@}
 
 } // namespace Zel::Tests

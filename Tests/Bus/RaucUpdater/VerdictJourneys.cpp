@@ -119,9 +119,7 @@ std::vector<Journey> Reverts()
                  {Refuse("WriteProperty RevertedTo")},
                  {.state = Installing, .revertible = true, .primary = "rootfs.1"})};
     rows[1].settings = "<ValidateBootedSlot fallbackOnPrimary='false'>true</ValidateBootedSlot>";
-    rows.back().before.push_back([](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); });
-    rows.back().story.insert(rows.back().story.begin(),
-                             "error: Failed to subscribe to IDeviceControlService.");
+    rows.back() = WithoutDeviceControl(rows.back());
     return rows;
 }
 

@@ -10,8 +10,6 @@
 namespace Zel::Host::Service
 {
 
-using Services::SoftwareUpdate::InstallationState;
-
 /// The service's program with the module, on a bus without RAUC.
 struct BusLossTest : testing::Test
 {
@@ -68,7 +66,7 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
     bus.Kill();
     EXPECT_EQ(run.Finish(), 1) << run.GetErr();
     EXPECT_THAT(run.GetErr(), testing::HasSubstr("The system bus is gone during an installation."));
-    EXPECT_EQ(StatusStore(folder / "state").GetComponent(Id).state, InstallationState::Installing);
+    EXPECT_EQ(StatusStore(folder / "state").GetComponent(Id).state, ComponentRecord::State::Installing);
     bus.Start();
 }
 

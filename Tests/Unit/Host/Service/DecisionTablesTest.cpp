@@ -89,28 +89,24 @@ TEST(InstallationChecksTest, EachObstacleHasItsGradeAndItsRemedy)
     }
 }
 
-using State = Services::SoftwareUpdate::InstallationState;
-
 TEST(StartGuardTest, EveryCaseHasItsAction)
 {
-    const auto make = [](State state, bool prepared, const char* bootId, bool installation = true)
-    { return ComponentRecord{state, false, installation, prepared, bootId, "X", 0, false}; };
-    // The present boot is "now", and the installation started from slot A.
-    const auto idle = make(State::Idle, false, "now");
-    const auto failed = make(State::Failed, false, "now");
-    const auto begun = make(State::Installing, false, "old");
-    const auto old = make(State::Installing, true, "old");
-    const auto present = make(State::Installing, true, "now");
-    auto delayedThen = old;
-    auto delayedNow = present;
-    auto due = present;
-    delayedThen.dueTime = delayedNow.dueTime = 2000;
-    auto dueThen = old;
-    due.dueTime = dueThen.dueTime = 1000;
-    auto unpreparedThen = delayedThen;
-    unpreparedThen.prepared = false;
-    const auto revert = make(State::Installing, true, "now", false);
-    const auto revertThen = make(State::Installing, true, "old", false);
+    const auto make = [](const char* bootId, std::int64_t dueTime = 0, bool installation = true,
+                         bool prepared = true, InstallationState state = InstallationState::Installing)
+    { return ComponentRecord{state, false, installation, prepared, bootId, "X", dueTime, false}; };
+    // The present boot is "now", at 1000 microseconds, and the installation started from slot A.
+    const auto idle = make("now", 0, true, false, InstallationState::Idle);
+    const auto failed = make("now", 0, true, false, InstallationState::Failed);
+    const auto begun = make("old", 0, true, false);
+    const auto old = make("old");
+    const auto present = make("now");
+    const auto delayedThen = make("old", 2000);
+    const auto delayedNow = make("now", 2000);
+    const auto due = make("now", 1000);
+    const auto dueThen = make("old", 1000);
+    const auto unpreparedThen = make("old", 2000, true, false);
+    const auto revert = make("now", 0, false);
+    const auto revertThen = make("old", 0, false);
     auto ordered = old;
     ordered.restartOrdered = true;
     const RaucAnswer absent = {RaucState::Absent, "", ""};

@@ -167,7 +167,7 @@ TEST(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
     EXPECT_EQ(StatusStore(folder.GetPath()).GetDamage(), "");
 }
 
-TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDateAndOneOfANewerServiceRefused)
+TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
 {
     const TemporaryFolder folder;
     Database(folder / StatusStore::FileName).Execute(R"(
