@@ -1,16 +1,13 @@
 #pragma once
 
 #include "Support/FakeUpdaterModule.h"
-#include "Support/TemporaryFolder.h"
 
 #include "Service/Component.h"
 #include "Service/Database.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
 #include <systemd/sd-event.h>
 
-#include <filesystem>
 #include <set>
 
 namespace Zel::Host::Service

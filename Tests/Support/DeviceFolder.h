@@ -3,7 +3,6 @@
 #include "Support/ProgramRun.h"
 #include "Support/TemporaryFolder.h"
 
-#include <cstdlib>
 #include <iostream>
 
 namespace Zel::Tests::Support

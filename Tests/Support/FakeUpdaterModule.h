@@ -4,13 +4,10 @@
 #include "Support/TemporaryFolder.h"
 
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
-#include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 
 #include <gmock/gmock.h>
 
-#include <array>
 #include <functional>
-#include <memory>
 
 namespace Zel::Tests::Support
 {
@@ -59,9 +56,6 @@ public:
     explicit FakeUpdaterModule(std::shared_ptr<ModuleScript> script) : script(std::move(script)) {}
 
     ~FakeUpdaterModule() override { script->calls.Add("Destroy"); }
-
-    FakeUpdaterModule(const FakeUpdaterModule&) = delete;
-    FakeUpdaterModule& operator=(const FakeUpdaterModule&) = delete;
 
     void Initialize(const String& settings, std::shared_ptr<ModuleScript::IUpdaterStatus> given) override
     {

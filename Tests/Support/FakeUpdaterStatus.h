@@ -2,13 +2,10 @@
 
 #include "Support/Recorded.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
-#include "Zel/String.h"
 #include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 
 #include <atomic>
-#include <cstdint>
 #include <map>
-#include <mutex>
 #include <stdexcept>
 
 namespace Zel::Tests::Support
@@ -107,9 +104,9 @@ public:
         Get(id).revertible = revertible;
     }
 
-    void SetConfirmationTimeout(std::uint32_t to) { confirmationTimeout = to; }
-
     [[nodiscard]] std::vector<String> GetCalls() const { return calls.Get(); }
+
+    std::atomic<std::uint32_t> confirmationTimeout = 0;
 
 private:
     /// Under the lock, like what is below.
@@ -142,7 +139,6 @@ private:
     std::map<String, String> properties;
     bool isInstallation = false;
     String refusedPrefix;
-    std::atomic<std::uint32_t> confirmationTimeout = 0;
     Recorded<String> calls;
 };
 

@@ -1,21 +1,51 @@
 #pragma once
 
-#include "Support/FakeDeviceInfo.h"
 #include "Support/FakeUpdaterStatus.h"
 #include "Support/TemporaryFolder.h"
 #include "Zel/AppDomain.h"
 #include "Zel/Services/Device/DeviceControlServiceProxyFactory.h"
 #include "Zel/Services/Device/DeviceInfoServiceProxyFactory.h"
-#include "Zel/Singleton.h"
-#include "Zel/String.h"
-#include "Zel/System/Commons/Diagnostics/Logging/Loggable.h"
 #include "Zel/System/Nm/NotificationManager.h"
 #include "Zel/System/Rsc/ServiceManager.h"
 
-#include <memory>
-
 namespace Zel::Tests::Support
 {
+
+/// Facts about a device that tests set while nobody asks. Begins with those of a complete device: article
+/// "Controller" number 1234567, firmware 1.0.0.0.
+class FakeDeviceInfo : public Services::Device::IDeviceInfoService
+{
+public:
+    FakeDeviceInfo() { SetFirmwareVersion("1.0.0.0"); }
+
+    [[nodiscard]] Variant GetItem(const Key& key) override
+    {
+        const auto item = items.find(key.ToString());
+        return item == items.end() ? Variant() : item->second;
+    }
+
+    /// A value of the none type makes the fact unavailable.
+    void Set(const String& key, const Variant& value) { items[key] = value; }
+
+    /// Sets the four parts of the firmware version.
+    void SetFirmwareVersion(const String& version)
+    {
+        std::istringstream text(version);
+        String number;
+        for (const char* part : {"Major", "Minor", "Patch", "Build"})
+        {
+            std::getline(text, number, '.');
+            Set(String("General.Firmware.Version") + part, number);
+        }
+    }
+
+private:
+    std::map<String, Variant> items = {{"General.ArticleName", "Controller"},
+                                       {"General.ArticleNumber", 1234567},
+                                       {"General.VendorName", "Corvane Systems"},
+                                       {"General.Firmware.BuildDate", "2026-11-21"},
+                                       {"General.Firmware.BuildTime", "06:59:33"}};
+};
 
 /// Tells the log of each restart that is ordered: "info FakeDeviceControl: RestartDevice". Thread-safe.
 class FakeDeviceControl : public Services::Device::IDeviceControlService,

@@ -1,13 +1,10 @@
 #pragma once
 
 #include "Support/TemporaryFolder.h"
-#include "Zel/Exception.h"
-#include "Zel/String.h"
 
 #include <array>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <sys/types.h>
 
 namespace Zel::Tests::Support

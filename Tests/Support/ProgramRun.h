@@ -15,7 +15,6 @@
 #include <csignal>
 #include <functional>
 #include <utility>
-#include <vector>
 
 namespace Zel::Tests::Support
 {

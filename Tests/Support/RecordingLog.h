@@ -1,13 +1,9 @@
 #pragma once
 
 #include "Support/Recorded.h"
-#include "Zel/String.h"
-#include "Zel/System/Commons/Diagnostics/Logging/ILogSink.h"
 #include "Zel/System/Commons/Diagnostics/Logging/LogManager.h"
 
 #include <fnmatch.h>
-#include <memory>
-#include <vector>
 
 namespace Zel::Tests::Support
 {

@@ -1,12 +1,8 @@
 #include "Support/ScriptedRauc.h"
 
 #include "Support/TemporaryFolder.h"
-#include "Zel/Exception.h"
 
-#include <algorithm>
 #include <chrono>
-#include <filesystem>
-#include <functional>
 #include <tuple>
 
 namespace Zel::Tests::Support
@@ -148,6 +144,7 @@ void ScriptedRauc::Answer(sd_bus_message* message, const ScriptedCall& call)
         sd_bus_reply_method_return(message, "v", "s", text.c_str());
         return;
     }
+    const auto install = [&] { Install(arguments.at(0), [&] { Reply(message, {}); }); };
     const std::map<String, std::function<void()>> answers = {
         {"GetSlotStatus", [&] { AnswerSlots(message); }},
         {"GetPrimary", [&] { Reply(message, {.texts = {script.primary}}); }},
@@ -156,8 +153,8 @@ void ScriptedRauc::Answer(sd_bus_message* message, const ScriptedCall& call)
          [&] {
              Reply(message, {.texts = {script.primary = arguments.at(1), "activated"}});
          }},
-        {"Install", [&] { Install(message, arguments.at(0)); }},
-        {"InstallBundle", [&] { Install(message, arguments.at(0)); }}};
+        {"Install", install},
+        {"InstallBundle", install}};
     isBusy ? Reply(message, ScriptedAnswer::Refusal("already processing a different method"))
            : answers.at(member)();
 }
@@ -196,11 +193,12 @@ void ScriptedRauc::AnswerInfo(sd_bus_message* message, const String& path)
     Reply(message, {.texts = {compatible, version}});
 }
 
-void ScriptedRauc::Install(sd_bus_message* message, const String& bundle)
+void ScriptedRauc::Install(const String& bundle, const std::function<void()>& reply)
 {
+    const std::lock_guard lock(mutex);
     isBusy = true;
     EmitOperation("installing");
-    Reply(message, {});
+    reply();
     EmitLastError("");
     TellSteps(0, script.heldAt.value_or(0));
     heldInstallation = bundle;

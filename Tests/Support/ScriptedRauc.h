@@ -4,13 +4,9 @@
 #include "Zel/String.h"
 
 #include <condition_variable>
-#include <cstddef>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <optional>
 #include <utility>
-#include <vector>
 
 namespace Zel::Tests::Support
 {
@@ -119,6 +115,11 @@ public:
     /// Gives the script, locked for the expression.
     Access operator->() { return {std::unique_lock(mutex), &script}; }
 
+    /// Begins an installation, tells its caller by `reply` as soon as RAUC would, and runs it to its end, or
+    /// to where it is held.
+    void Install(
+        const String& bundle, const std::function<void()>& reply = [] {});
+
     /// Runs a held installation to its end; does nothing when none is held.
     void ReleaseInstallation();
 
@@ -175,7 +176,6 @@ private:
     void Answer(sd_bus_message* message, const ScriptedCall& call);
     void AnswerInfo(sd_bus_message* message, const String& path);
     void AnswerSlots(sd_bus_message* message);
-    void Install(sd_bus_message* message, const String& bundle);
     void TellSteps(std::size_t begin, std::size_t end);
 
     std::recursive_mutex mutex;

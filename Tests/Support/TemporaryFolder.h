@@ -1,14 +1,12 @@
 #pragma once
 
 #include "Zel/Exception.h"
-#include "Zel/String.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <vector>
 
 namespace Zel::Tests::Support
 {

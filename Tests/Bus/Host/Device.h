@@ -5,13 +5,11 @@
 #include "Support/ProgramRun.h"
 
 #include "Service/BusApi.h"
-#include "Service/BusConnection.h"
 
 #include <systemd/sd-bus.h>
 
 #include <map>
 #include <regex>
-#include <sstream>
 
 namespace Zel::Tests::Bus
 {
@@ -21,7 +19,6 @@ namespace Zel::Tests::Bus
 struct Device : Host::Service::FakeDevice
 {
     using ProgramRun = Support::ProgramRun;
-    using RaucState = Host::Service::RaucState;
 
     Device()
     {

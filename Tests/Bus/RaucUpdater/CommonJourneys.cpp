@@ -201,6 +201,7 @@ std::vector<Journey> CommonJourneys()
     {
         rows.insert(rows.end(), part.begin(), part.end());
     }
+    std::ranges::for_each(rows, [](Journey& row) { row.isNew = true; });
     return rows;
 }
 

@@ -14,9 +14,6 @@ namespace Zel::Tests
 namespace
 {
 
-using Module = Services::Modules::SoftwareUpdate::RaucUpdater::RaucUpdaterModule;
-using System::Commons::Diagnostics::Logging::LogLevel;
-
 const String Id = Support::ModulePlatform::ComponentId;
 
 /// As of the story. That RAUC clears its last error comes before the first step or after it.
@@ -84,7 +81,7 @@ void JourneyRun::Run()
 void JourneyRun::CreateModule()
 {
     module.reset();
-    module = std::make_unique<Module>();
+    module = std::make_unique<Services::Modules::SoftwareUpdate::RaucUpdater::RaucUpdaterModule>();
     module->Initialize(platform.WriteSettings(journey.settings), platform.status);
 }
 
@@ -116,7 +113,7 @@ void JourneyRun::Settle()
 
 Lines JourneyRun::GetStory() const
 {
-    const String text = Join(log.GetLines(LogLevel::Debug), "\n") + "\n";
+    const String text = Join(log.GetLines(Support::RecordingLog::LogLevel::Debug), "\n") + "\n";
     std::istringstream story(ToStory(std::regex_replace(text, std::regex(platform.folder.GetPath()), "~")));
     Lines lines;
     for (String line; std::getline(story, line);)

@@ -3,12 +3,8 @@
 #include "Support/ModulePlatform.h"
 #include "Support/RecordingLog.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
-#include "Zel/Services/SoftwareUpdate/ResultCode.h"
-#include "Zel/String.h"
 
 #include <functional>
-#include <memory>
-#include <vector>
 
 namespace Zel::Tests
 {
@@ -53,6 +49,8 @@ struct JourneyEnd
 struct Journey
 {
     String name;
+    /// Whether RAUC never wrote the device's slots.
+    bool isNew = false;
     /// Prepares device and store before the module is created.
     std::vector<Step> before{};
     /// Elements of the settings document.
@@ -157,7 +155,7 @@ String Mismatch(const String& target, const String& running);
 String FailedNotification(const String& version, const String& reason);
 ///@}
 
-/// The rows that any RAUC makes true, on a device of version 1.0.0.0 booted from rootfs.0 that RAUC never
+/// The rows that any RAUC makes true, on a new device of version 1.0.0.0 booted from rootfs.0 that RAUC never
 /// wrote, with nothing in rootfs.1.
 std::vector<Journey> CommonJourneys();
 

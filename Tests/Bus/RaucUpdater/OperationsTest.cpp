@@ -6,12 +6,9 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
 #include <barrier>
-#include <cstdlib>
 #include <future>
 #include <set>
-#include <thread>
 
 namespace Zel::Tests
 {

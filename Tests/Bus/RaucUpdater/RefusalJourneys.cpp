@@ -13,7 +13,6 @@ namespace
 
 using enum ResultCode;
 using State = InstallationState;
-using Support::ScriptedRauc;
 
 const Lines Pending = {"info: The pending version will be installed."};
 const Lines FallingBack = {"info: The fallback version will be installed."};
@@ -110,7 +109,7 @@ std::vector<Journey> WithoutSlot()
                             const Lines& story, State state) -> Journey
     {
         const String unknown = "Failed to get booted slot.";
-        const auto setTimeout = [=](auto& run) { run.platform.status->SetConfirmationTimeout(timeout); };
+        const auto setTimeout = [=](auto& run) { run.platform.status->confirmationTimeout = timeout; };
         return {
             .name = "Version" + version.substr(0, 1) + "Timeout" + std::to_string(timeout),
             .before = {NoAnswerTo("GetSlotStatus"), Rauc([](auto& rauc) { rauc->heldAt = 0; }), setTimeout},
@@ -231,7 +230,7 @@ std::vector<Journey> StoreRefuses()
 
 /// An installation that RAUC holds before its first step, and what the module makes of a signal then, when
 /// the store refuses something.
-Journey Told(const String& name, const std::function<void(ScriptedRauc&)>& tell, const Lines& story,
+Journey Told(const String& name, const std::function<void(Support::ScriptedRauc&)>& tell, const Lines& story,
              const String& refused)
 {
     return While(name,

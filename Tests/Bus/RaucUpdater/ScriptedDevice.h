@@ -3,7 +3,6 @@
 #include "Bus/RaucUpdater/Journey.h"
 #include "Support/ScriptedRauc.h"
 
-#include <functional>
 #include <gtest/gtest.h>
 
 namespace Zel::Tests
@@ -22,9 +21,6 @@ public:
     Support::ScriptedRauc rauc;
 
 private:
-    /// Installs for a client that is not the module, until "rest".
-    void InstallForeign();
-
     const Support::TemporaryFolder bundles;
     /// In the slot that RAUC never wrote.
     const String factoryVersion;

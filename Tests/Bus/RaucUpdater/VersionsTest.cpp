@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
 #include <sys/stat.h>
 
 namespace Zel::Tests

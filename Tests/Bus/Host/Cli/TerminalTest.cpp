@@ -5,8 +5,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <csignal>
-
 namespace Zel::Tests::Bus
 {
 

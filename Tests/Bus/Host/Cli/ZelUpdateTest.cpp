@@ -4,8 +4,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include <set>
-
 namespace Zel::Tests::Bus
 {
 
@@ -286,7 +284,7 @@ TEST(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
           {.before = SwitchesBack});
     Check("install", 5, "Installing version 1.1.0.0 ...\n",
           "RAUC is busy. Nothing was changed; try again later.",
-          {.before = [](Device& device) { device.rauc.state = Device::RaucState::Busy; },
+          {.before = [](Device& device) { device.rauc.state = Host::Service::RaucState::Busy; },
            .facts = {{"error", "TryLater"}}});
     Check("install FILE --fallback", 2, "", "FILE and --fallback exclude each other; see 'zelupdate --help'");
 }

@@ -2,8 +2,6 @@
 
 #include "Bus/Host/Device.h"
 
-#include <gmock/gmock.h>
-
 #include <iterator>
 #include <list>
 #include <thread>

@@ -5,8 +5,6 @@
 
 #include <gmock/gmock.h>
 
-#include <csignal>
-
 namespace Zel::Host::Service
 {
 

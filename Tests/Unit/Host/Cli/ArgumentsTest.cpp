@@ -6,11 +6,6 @@
 #include "Support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-
-#include <cstdlib>
-#include <filesystem>
-#include <sstream>
 
 namespace Zel::Host::Cli
 {

@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <functional>
-
 namespace Zel::Host::Service
 {
 

@@ -5,12 +5,6 @@
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-#include <functional>
 
 namespace Zel::Host::Service
 {

@@ -11,8 +11,6 @@ namespace Zel::Host::Service
 {
 
 using namespace testing;
-using Services::SoftwareUpdate::InstallationState;
-using Tests::Support::RecordingLog;
 using Tests::Support::TemporaryFolder;
 
 struct PersistentUpdaterStatusTest : Test
@@ -106,8 +104,8 @@ TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
 {
     const Tests::Support::TmpfsMount mount(std::size_t{256} * 1024);
     status = Open(mount / "state");
-    EXPECT_EQ(Get().record.state, InstallationState::Idle);
-    const RecordingLog log;
+    EXPECT_EQ(Get().record.state, ComponentRecord::State::Idle);
+    const Tests::Support::RecordingLog log;
     EXPECT_FALSE(status->WriteProperty(Id, "Large", String(std::size_t{1024} * 1024, 'x'), true));
     EXPECT_EQ(Read("Large"), "");
     EXPECT_THAT(log.GetLines(), Contains(StartsWith("error PersistentUpdaterStatus: WriteProperty: Failed to "

@@ -9,8 +9,6 @@
 #include <sys/stat.h>
 
 #include <atomic>
-#include <filesystem>
-#include <functional>
 #include <thread>
 
 namespace Zel::Host::Service

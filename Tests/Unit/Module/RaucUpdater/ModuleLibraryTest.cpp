@@ -2,7 +2,6 @@
 #include "Support/ProgramRun.h"
 #include "Support/RecordingLog.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
-#include "Zel/Singleton.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Commons/Extensibility/ModuleLibraryBase.h"
 #include "Zel/System/NmPayload/Security/SecurityNotificationPayload.h"
@@ -10,14 +9,11 @@
 #include <dlfcn.h>
 #include <gmock/gmock.h>
 
-#include <memory>
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater
 {
 
 using Services::SoftwareUpdate::IUpdaterModule;
 using System::Commons::ArgumentException;
-using System::Nm::INotificationManager;
 using Library = System::Commons::Extensibility::ModuleLibraryBase<IUpdaterModule>;
 using Entry = Library* (*)(AppDomain&);
 
@@ -62,7 +58,7 @@ TEST_F(ModuleLibraryTest, TheEntryReturnsOneObjectThatOffersOneModuleUnderItsExa
     EXPECT_THAT(library->GetFactory().GetModuleNames(), testing::ElementsAre("RaucUpdater"));
     EXPECT_EQ(library->GetFactory().CreateModule("RAUCUPDATER"), nullptr);
     EXPECT_NE(Create(), nullptr);
-    platform.appDomain.SetSingleton<INotificationManager>(nullptr);
+    platform.appDomain.SetSingleton<System::Nm::INotificationManager>(nullptr);
     EXPECT_THROW(static_cast<void>(Create()), Exception) << "it needs a notification manager";
 }
 

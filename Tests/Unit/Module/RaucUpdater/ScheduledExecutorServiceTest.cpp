@@ -4,8 +4,6 @@
 
 #include <gmock/gmock.h>
 
-#include <atomic>
-#include <chrono>
 #include <future>
 #include <limits>
 #include <optional>

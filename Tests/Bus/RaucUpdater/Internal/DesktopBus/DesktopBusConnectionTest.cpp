@@ -11,13 +11,7 @@
 #include <dbus/dbus.h>
 #include <gmock/gmock.h>
 
-#include <array>
-#include <atomic>
-#include <functional>
 #include <future>
-#include <mutex>
-#include <thread>
-#include <utility>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
@@ -52,7 +46,11 @@ struct DesktopBusConnectionTest : RaucBusTest
             });
     }
 
-    void SetUp() override { RaucCompletedSignal::OnCompleted.Add(handler); }
+    void SetUp() override
+    {
+        RaucCompletedSignal::OnCompleted.Add(handler);
+        ASSERT_TRUE(connection.Open());
+    }
 
     void TearDown() override
     {
@@ -85,6 +83,7 @@ struct DesktopBusConnectionTest : RaucBusTest
 
 TEST_F(DesktopBusConnectionTest, NothingUnsetAndNoBadNameReachesLibdbus)
 {
+    connection.Close();
     EXPECT_FALSE(connection.SendMessageAsync(GetPrimary()));
     EXPECT_FALSE(connection.SendMessageWithReplyAsync(GetPrimary()).IsSet());
     EXPECT_FALSE(connection.GetReply(DesktopBusPendingCall(nullptr)).IsSet());
@@ -108,7 +107,6 @@ TEST_F(DesktopBusConnectionTest, NothingUnsetAndNoBadNameReachesLibdbus)
 
 TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOnceOrDropped)
 {
-    ASSERT_TRUE(connection.Open());
     auto sent = connection.SendMessageWithReplyAsync(GetPrimary());
     const auto first = std::move(sent);
     // What is moved is unset, which is tested here.
@@ -134,7 +132,6 @@ TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOn
 
 TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitForTheNextStart)
 {
-    ASSERT_TRUE(connection.Open());
     EXPECT_TRUE(connection.StopListenForSignals());
     for (const char* name : {"Other", "Completed"})
     {
@@ -161,7 +158,6 @@ TEST_F(DesktopBusConnectionTest, SignalsAreReadUpToAMessageOfAnotherKindAndWaitF
 
 TEST_F(DesktopBusConnectionTest, AListenerLeavesItsSignalsToTheNextRunWhileACallIsUnderWay)
 {
-    ASSERT_TRUE(connection.Open());
     rauc->answers["Operation"] = Answer::None();
     auto call = std::async(std::launch::async, [this] { return CallOnce(); });
     ASSERT_TRUE(rauc.WaitForCall("Operation"));
@@ -211,7 +207,6 @@ TEST_F(DesktopBusConnectionTest, AHandlerMayWaitForALockOfACallerCallRaucCloseTh
 
 TEST_F(DesktopBusConnectionTest, AStopWaitsForAHandlerThatHasStoppedItself)
 {
-    ASSERT_TRUE(connection.Open());
     std::promise<void> stopped;
     std::promise<void> released;
     onCompleted = [&]

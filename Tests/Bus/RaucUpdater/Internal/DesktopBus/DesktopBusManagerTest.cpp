@@ -2,9 +2,6 @@
 
 #include "RaucBusTest.h"
 
-#include <array>
-#include <functional>
-
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 

@@ -4,10 +4,8 @@
 #include "Support/PrivateBus.h"
 #include "Support/RecordingLog.h"
 #include "Support/ScriptedRauc.h"
-#include "Zel/String.h"
 
 #include <gtest/gtest.h>
-#include <vector>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {

@@ -6,16 +6,12 @@
 #include <dbus/dbus.h>
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <regex>
-#include <span>
 #include <tuple>
-#include <utility>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {
 
-using System::Commons::Diagnostics::Logging::LogLevel;
 using Lines = std::vector<String>;
 
 struct DesktopBusMessageTest : testing::Test, FieldBuilders
@@ -54,7 +50,8 @@ struct DesktopBusMessageTest : testing::Test, FieldBuilders
         {
             text = dbus_message_get_signature(message.Get()) + String(":") + Flatten(message.ReadFields());
         }
-        for (const auto& line : log.GetLinesOf("DesktopBusMessage", LogLevel::Warning))
+        for (const auto& line :
+             log.GetLinesOf("DesktopBusMessage", Tests::Support::RecordingLog::LogLevel::Warning))
         {
             text += "; " + line.substr(line.find(": ") + 2);
         }

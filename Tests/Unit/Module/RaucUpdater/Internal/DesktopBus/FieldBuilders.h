@@ -1,9 +1,6 @@
 #pragma once
 
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusField.h"
-#include "Zel/String.h"
-
-#include <cstdint>
 
 namespace Zel::Services::Modules::SoftwareUpdate::RaucUpdater::Internal::DesktopBus
 {

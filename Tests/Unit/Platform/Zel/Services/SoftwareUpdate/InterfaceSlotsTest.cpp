@@ -1,7 +1,5 @@
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
-#include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"
 
-#include <array>
 #include <bit>
 #include <gmock/gmock.h>
 

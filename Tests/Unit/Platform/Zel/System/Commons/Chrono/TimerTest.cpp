@@ -8,7 +8,6 @@
 
 #include <atomic>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 namespace Zel::System::Commons::Chrono

@@ -9,7 +9,6 @@ namespace Zel::System::Commons::Diagnostics::Logging
 {
 
 using namespace testing;
-using Tests::Support::RecordingLog;
 
 namespace
 {
@@ -35,7 +34,7 @@ TEST(LogManagerTest, EachLevelWritesItselfAndWhatIsMoreSevereAlsoBehindASinkThat
     std::vector<String> expected;
     for (const LogLevel enabled : levels)
     {
-        const RecordingLog log(enabled);
+        const Tests::Support::RecordingLog log(enabled);
         for (const LogLevel level : levels)
         {
             Talker::Log(level, "to {0}: {0}", "{all}");
