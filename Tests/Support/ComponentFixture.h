@@ -22,13 +22,11 @@ struct LoopRunner
     {
         constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        bool holds = condition();
-        while (!holds && std::chrono::steady_clock::now() < deadline)
+        while (!condition() && std::chrono::steady_clock::now() < deadline)
         {
             sd_event_run(loop.Get(), Step);
-            holds = condition();
         }
-        return holds;
+        return condition();
     }
 
     const Tests::Support::TemporaryFolder folder;
@@ -131,9 +129,8 @@ struct FakeDevice : LoopRunner
     const std::shared_ptr<Tests::Support::ModuleScript> script =
         std::make_shared<Tests::Support::ModuleScript>();
     RaucAnswer rauc = {RaucState::Resting, "rootfs.0", "A"};
-    /// What RAUC says of an inspected bundle, and the file that it was asked about.
+    /// What RAUC says of an inspected bundle.
     std::optional<RaucBundle> bundle;
-    String inspected;
     /// Whether it goes while it looks at a bundle.
     bool goes = false;
     int restarts = 0;
@@ -162,9 +159,8 @@ struct FakeDevice : LoopRunner
                 [this] { return std::make_unique<Tests::Support::FakeUpdaterModule>(script); },
                 "settings.xml",
                 [this](const auto& handler) { holds ? held.push_back(handler) : handler(rauc); },
-                [this](const String& path, InspectionFacts facts, const BundleInspector::Handler& handler)
+                [this](const String&, InspectionFacts facts, const BundleInspector::Handler& handler)
                 {
-                    inspected = path;
                     facts.rauc = goes ? RaucState::Absent : facts.rauc;
                     facts.bundle = bundle;
                     facts.refusal = bundle ? "" : "rauc info error";

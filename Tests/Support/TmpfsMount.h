@@ -63,20 +63,14 @@ private:
 };
 
 /// A file system of its own in memory, to be filled or renamed across.
-class TmpfsMount
+struct TmpfsMount : TemporaryFolder
 {
-public:
     explicit TmpfsMount(std::size_t bytes)
-        : mount("tmpfs", folder.GetPath(), "tmpfs", "size=" + std::to_string(bytes))
+        : mount("tmpfs", GetPath(), "tmpfs", "size=" + std::to_string(bytes))
     {
     }
 
-    [[nodiscard]] const TemporaryFolder& GetFolder() const noexcept { return folder; }
-
-    [[nodiscard]] String operator/(const String& name) const { return folder / name; }
-
 private:
-    const TemporaryFolder folder;
     const Mount mount;
 };
 

@@ -1,4 +1,5 @@
-#include "Bus/RaucUpdater/Journey.h"
+#include "Bus/RaucUpdater/Steps.h"
+#include "Bus/RaucUpdater/Stories.h"
 
 #include <filesystem>
 

@@ -102,59 +102,6 @@ private:
     int markers = 0;
 };
 
-/// What an operator would ask to have installed.
-Version VersionOf(const String& revision, const String& uri = Support::ModulePlatform::ManufacturerUri);
-
-/// \name Steps
-///@{
-/// Delivers a bundle with options of the program `device`; `message` is why not.
-Step Stage(const String& version, const Lines& options = {}, ResultCode result = ResultCode::Ok,
-           const String& message = "");
-Step Install(const Version& version, ResultCode result = ResultCode::Ok, long long delayMs = 0);
-Step Install(const String& version, ResultCode result = ResultCode::Ok, long long delayMs = 0);
-Step Revert(ResultCode result = ResultCode::Ok);
-Step Resume(ResultCode result = ResultCode::Ok);
-/// Asks for a version.
-Step Ask(FileType type, const String& version, ResultCode result = ResultCode::Ok);
-/// Sets the store's record, with properties of the form "Name=value".
-Step Stored(InstallationState state, const Lines& properties = {}, bool revertible = false);
-/// What the store refuses from now on.
-Step Refuse(const String& prefix);
-/// Waits for an error in the log, or a line of the store, in which an asterisk stands for any text.
-Step Await(const String& line);
-/// Waits until the module has ordered the restart, and restarts; the slot that comes first
-/// may fail to boot.
-Step Restart(bool isBootFailing = false);
-/// A command of the program `device`.
-Step Device(const String& command, const Lines& arguments = {});
-/// Stages a version, installs it and restarts.
-Step Update(const String& version);
-///@}
-
-/// \name Pieces of stories
-///@{
-Lines operator+(Lines first, const Lines& second);
-Lines Staged(const String& version);
-/// An installation is begun, up to the order to RAUC, or the first `count` lines of it.
-Lines Begun(const String& target, const String& running, const String& slot, std::size_t count = 9);
-/// The same, up to the wait of a delayed installation and its end.
-Lines BegunLater(const String& target, const String& running, const String& fileType);
-/// RAUC was ordered to install the pending version, and tells of it.
-Lines Installing(const String& progress = "100%: Installing done.");
-Lines NoPackage(const String& version);
-/// The installation is complete, and the device restarts.
-Lines Rebooted();
-/// The fallback is installed, through the restart.
-Lines FellBack(const String& target, const String& running, const String& slot);
-/// The verdict after the restart; a reason is why not.
-Lines Confirmed(const String& version, bool isPending = true);
-Lines Denied(const String& version, const String& reason, bool isPending = true);
-/// Everything of `Update`.
-Lines Updated(const String& target, const String& running, const String& slot);
-String Mismatch(const String& target, const String& running);
-String FailedNotification(const String& version, const String& reason);
-///@}
-
 /// The rows that any RAUC makes true, on a new device of version 1.0.0.0 booted from rootfs.0 that RAUC never
 /// wrote, with nothing in rootfs.1.
 std::vector<Journey> CommonJourneys();

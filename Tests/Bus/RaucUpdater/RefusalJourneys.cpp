@@ -1,6 +1,7 @@
 // What RAUC, the status store and the services refuse, and signals that are none of the module's.
 
 #include "Bus/RaucUpdater/ScriptedDevice.h"
+#include "Bus/RaucUpdater/Stories.h"
 
 #include <limits>
 #include <stdexcept>
@@ -245,7 +246,6 @@ std::vector<Journey> Signals()
     const auto broken = [](auto& rauc) { rauc.EmitLastError("broken"); };
     const auto failed = [](auto& rauc) { rauc.EmitCompleted(7); };
     const auto all = [=](auto& rauc) { progress(rauc), broken(rauc), failed(rauc); };
-    const auto completed = [](auto& rauc) { rauc.EmitCompleted(0); };
     const String reboot = "The device is going to reboot.";
     const Lines ended = Lines{"info: Installation HasCompleted=false"} + Ended;
     std::vector<Journey> rows = {
@@ -260,10 +260,11 @@ std::vector<Journey> Signals()
              {"error: LastErrorChanged: broken", "SetMessage 'broken'", "error: OnLastErrorChanged: refused"},
              "SetMessage 'broken"),
         Told("UntoldEnd", failed, ended + Lines{"error: OnCompleted: refused"}, "EndInstallation"),
-        Told("UntoldReboot", completed,
-             {"info: Installation HasCompleted=true", "info: " + reboot, "SetMessage '" + reboot + "'",
-              "error: OnCompleted: refused"},
-             "SetMessage 'The device")};
+        Told(
+            "UntoldReboot", [](auto& rauc) { rauc.EmitCompleted(0); },
+            {"info: Installation HasCompleted=true", "info: " + reboot, "SetMessage '" + reboot + "'",
+             "error: OnCompleted: refused"},
+            "SetMessage 'The device")};
     // Signals of an installation that is not the module's own change nothing.
     const auto foreign = Rauc([=](auto& rauc) { progress(rauc), broken(rauc); });
     rows.push_back(While("SignalsOutsideOfItsOwnInstallation",

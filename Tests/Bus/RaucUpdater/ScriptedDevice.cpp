@@ -58,28 +58,6 @@ String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
     return facts.contains(command) ? facts.at(command) : (actions.at(command)(), "");
 }
 
-Step Answer(const String& member, const Support::ScriptedAnswer& answer)
-{
-    return Rauc([=](auto& rauc) { rauc->answers[member] = answer; });
-}
-
-Step NoAnswerTo(const String& member)
-{
-    return Answer(member, Support::ScriptedAnswer::Refusal("no"));
-}
-
-Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action)
-{
-    return [=](auto& run) { action(dynamic_cast<ScriptedDevice&>(run.device).rauc); };
-}
-
-Journey WithoutDeviceControl(Journey row)
-{
-    row.before.push_back([](auto& run) { run.platform.Register(run.platform.deviceInfo, nullptr); });
-    row.story.insert(row.story.begin(), "error: Failed to subscribe to IDeviceControlService.");
-    return row;
-}
-
 TEST_P(JourneyTest, IsToldInOrder)
 {
     ScriptedDevice device(GetParam().isNew);

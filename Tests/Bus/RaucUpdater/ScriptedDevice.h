@@ -1,9 +1,7 @@
 #pragma once
 
-#include "Bus/RaucUpdater/Journey.h"
+#include "Bus/RaucUpdater/Steps.h"
 #include "Support/ScriptedRauc.h"
-
-#include <gtest/gtest.h>
 
 namespace Zel::Tests
 {
@@ -50,14 +48,24 @@ struct JourneyTest : testing::TestWithParam<Journey>
 
 /// \name Steps on the scripted RAUC
 ///@{
-Step Answer(const String& member, const Support::ScriptedAnswer& answer);
+inline Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action)
+{
+    return [=](auto& run) { action(dynamic_cast<ScriptedDevice&>(run.device).rauc); };
+}
+
+inline Step Answer(const String& member, const Support::ScriptedAnswer& answer)
+{
+    return Rauc([=](auto& rauc) { rauc->answers[member] = answer; });
+}
+
 /// Refuses with the text "no"; `NoAnswer` is then logged.
-Step NoAnswerTo(const String& member);
+inline Step NoAnswerTo(const String& member)
+{
+    return Answer(member, Support::ScriptedAnswer::Refusal("no"));
+}
+
 inline const String NoAnswer =
     "error DesktopBusMethod: Error: " + Support::ScriptedAnswer::RefusalError + " - no";
-Step Rauc(const std::function<void(Support::ScriptedRauc&)>& action);
-/// The row of a module that finds no service to restart the device.
-Journey WithoutDeviceControl(Journey row);
 ///@}
 
 } // namespace Zel::Tests

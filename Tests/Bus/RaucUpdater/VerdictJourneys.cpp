@@ -1,4 +1,5 @@
 #include "Bus/RaucUpdater/ScriptedDevice.h"
+#include "Bus/RaucUpdater/Stories.h"
 
 namespace Zel::Tests
 {
@@ -37,7 +38,6 @@ std::vector<Journey> Verdicts()
     const String target3 = "TargetSoftwareRevision=3.0.0.0";
     const String on0 = "InstallerSlotName=rootfs.0";
     const String on1 = "InstallerSlotName=rootfs.1";
-    const String back = "RevertedTo=rootfs.0";
     const String same = Mismatch("2.0.0.0", "2.0.0.0");
     const String other = Mismatch("3.0.0.0", "2.0.0.0");
     const String switchedBack = "Confirm has not been sent. Device switched back to slot 'rootfs.0'. ";
@@ -50,7 +50,7 @@ std::vector<Journey> Verdicts()
     return {Verdict("WithoutInstallerSlot", {target2}, Confirmed("2.0.0.0")),
             Verdict("OnASlotThatRaucNeverWrote", {target2, on1}, Confirmed("2.0.0.0"), neverWritten),
             Verdict("StillOnTheSlot", {target2, on0}, still),
-            Verdict("SwitchedBackToTheSameVersion", {target2, on0, back},
+            Verdict("SwitchedBackToTheSameVersion", {target2, on0, "RevertedTo=rootfs.0"},
                     Lines{"info: " + same, "warning: " + switchedBack + same} +
                         Denied("2.0.0.0", switchedBack + same)),
             Verdict("AnotherVersionOnTheOtherSlotAfterARevert", {target3, on1, "RevertedTo=rootfs.1"},
@@ -85,7 +85,6 @@ std::vector<Journey> Reverts()
     const Lines going = {"warning: Going to switch back from slot 'rootfs.0' to 'rootfs.1'",
                          "error: Installation Error - UpdateStatus: broken", "ResumeInstallation"};
     const Lines begun = going + Lines{"BeginInstallation revert"};
-    const auto noName = Answer("GetPrimary", {.texts = {""}});
     std::vector<Journey> rows = {
         Reverted("WithoutSlots", from1, GeneralError,
                  {NoAnswer, NoAnswer, "error: Failed to get booted as well as primary slot.", NoAnswer,
@@ -96,7 +95,7 @@ std::vector<Journey> Reverts()
                   "error: GetStatus: Failed to get booted slot."},
                  {NoSlotStatus}),
         Reverted("WithoutSlotName", from1, GeneralError, {NoAnswer, "error: Slot name is unknown."},
-                 {NoSlotStatus, noName}),
+                 {NoSlotStatus, Answer("GetPrimary", {.texts = {""}})}),
         Reverted("WithoutInstallerSlot", {}, InvalidState,
                  {"error: Unable to get installer slot name properties."}, {}, {.state = Failed}),
         Reverted("OnTheInstallerSlot", {"InstallerSlotName=rootfs.0"}, Ok,

@@ -190,7 +190,7 @@ TEST_F(VersionsTest, WhatCannotBeMovedOrDeletedIsRefusedAllTheSame)
     Create();
     std::filesystem::create_directory(pending + ".part");
     EXPECT_EQ(Deliver(large), "OperationFailed: " + failed);
-    EXPECT_THAT(small.GetFolder().GetNames(), ElementsAre());
+    EXPECT_THAT(small.GetNames(), ElementsAre());
     EXPECT_EQ(std::filesystem::file_size(large.c_str()), 1'000'000U);
 
     platform.folder.Write("pending.raucb", "no bundle");

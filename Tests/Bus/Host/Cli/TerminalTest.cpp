@@ -58,15 +58,19 @@ TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
 
 TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
 {
+    const auto interrupt = [this](const char* call, const char* awaited, int signalNumber)
+    {
+        auto run = Call(call);
+        run.Await(awaited);
+        run.Signal(signalNumber);
+        EXPECT_EQ(run.Finish(), 128 + signalNumber);
+        return run.GetErr();
+    };
     const auto copies = story;
     for (const int signalNumber : {SIGINT, SIGTERM})
     {
-        auto run = Call("install");
-        run.Await("Copying more");
-        run.Signal(signalNumber);
-        EXPECT_EQ(run.Finish(), 128 + signalNumber);
         EXPECT_EQ(
-            run.GetErr(),
+            interrupt("install", "Copying more", signalNumber),
             "zelupdate: interrupted; the installation goes on without zelupdate\nNext: The installation "
             "goes on by itself and ends with a restart; 'zelupdate status' shows how it goes.\n");
         End(true);
@@ -82,17 +86,11 @@ TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
 
     End(true);
     refusals["Stage"] = "";
-    auto early = Call("install FILE");
-    early.Await("Handing over");
-    early.Signal(SIGINT);
-    EXPECT_EQ(early.Finish(), 130);
-    EXPECT_THAT(early.GetErr(), StartsWith("zelupdate: interrupted before anything was installed\n"));
+    EXPECT_THAT(interrupt("install FILE", "Handing over", SIGINT),
+                StartsWith("zelupdate: interrupted before anything was installed\n"));
     refusals["Install"] = "";
-    auto unanswered = Call("install");
-    unanswered.Await("Installing");
-    unanswered.Signal(SIGINT);
-    EXPECT_EQ(unanswered.Finish(), 130);
-    EXPECT_THAT(unanswered.GetErr(), StartsWith("zelupdate: interrupted before the service answered; the "));
+    EXPECT_THAT(interrupt("install", "Installing", SIGINT),
+                StartsWith("zelupdate: interrupted before the service answered; the "));
 }
 
 TEST_F(TerminalTest, SignalsOfAStrangerDoNotEndAnInstallationAndThoseWithoutValuesAreLookedInto)

@@ -33,7 +33,7 @@ TEST_F(DeliveryTest, ARegularFileBecomesOneOfOurOwnAlsoFromAnotherFileSystem)
 {
     const TmpfsMount mount(8 * MiB);
     const String content = String(3 * MiB, 'x') + "end";
-    std::filesystem::create_symlink(mount.GetFolder().Write("bundle", content), folder / "link");
+    std::filesystem::create_symlink(mount.Write("bundle", content), folder / "link");
     for (const String& path : {folder.Write("bundle", content), folder / "link"})
     {
         const FileDescriptor source = FileDescriptor::Open(path, O_RDONLY);

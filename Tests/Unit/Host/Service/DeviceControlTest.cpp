@@ -16,8 +16,7 @@ struct DeviceControlTest : Test, LoopRunner
 
     ~DeviceControlTest() override
     {
-        sigset_t none;
-        sigemptyset(&none);
+        const sigset_t none{};
         pthread_sigmask(SIG_SETMASK, &none, nullptr);
     }
 

@@ -117,8 +117,7 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     EXPECT_TRUE(revertible && begunAsInstallation && prepared && dueTime == 123456 && !restartOrdered);
     EXPECT_EQ(bootId + bootSlot, "boot-2A");
     EXPECT_EQ(store.GetLastVerdict(Id).reason, "reason");
-    const auto history = store.GetHistory(Id, 10);
-    EXPECT_THAT(history,
+    EXPECT_THAT(store.GetHistory(Id, 10),
                 ElementsAre(Field(&HistoryEntry::kind, "fallback"), Field(&HistoryEntry::steps, IsEmpty())));
     EXPECT_THAT(store.GetHistory(Id, 1), ElementsAre(Field(&HistoryEntry::ended, 0)));
     // What RAUC is at waits no longer.

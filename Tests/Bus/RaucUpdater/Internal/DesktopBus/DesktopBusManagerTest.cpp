@@ -27,8 +27,7 @@ struct DesktopBusManagerTest : RaucBusTest
         Out out = {"before", "before", "before"};
         String told = operation.call(manager, out) ? "true, " : "false, ";
         told += out[0] + ", " + out[1] + ", " + out[2];
-        const auto calls = rauc->calls;
-        for (const auto& call : calls)
+        for (const auto& call : std::vector(rauc->calls))
         {
             told += "; " + call.member + " " + call.signature + " " + Join(call.arguments, ", ");
         }

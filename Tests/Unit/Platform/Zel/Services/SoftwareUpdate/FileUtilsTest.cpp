@@ -35,8 +35,7 @@ struct FileUtilsTest : Test
 
     static constexpr std::size_t MiB = std::size_t{1024} * 1024;
     const TemporaryFolder disk;
-    const Tests::Support::TmpfsMount memory{4 * MiB};
-    const TemporaryFolder& other = memory.GetFolder();
+    const Tests::Support::TmpfsMount other{4 * MiB};
 };
 
 TEST_F(FileUtilsTest, RenameReplacesTheNameAndNotWhatALinkLeadsTo)
@@ -101,7 +100,7 @@ TEST_F(FileUtilsTest, MoveThatIsRefusedLeavesBothSides)
     const String target = other.Write("target", "old");
     EXPECT_THAT(Move(sources / "link", target), EndsWith("Too many levels of symbolic links"));
     EXPECT_THAT(Move(sources / "pipe", target), EndsWith("Invalid argument"));
-    for (const TemporaryFolder* const folder : {&disk, &other})
+    for (const TemporaryFolder* const folder : std::vector<const TemporaryFolder*>{&disk, &other})
     {
         folder->Write("target", "old");
         EXPECT_THAT(Move(file, *folder / "target", false), EndsWith("File exists"));
