@@ -26,11 +26,6 @@ struct ModuleScript
         versions.at(static_cast<std::size_t>(type)) = revision;
     }
 
-    [[nodiscard]] String GetVersion(FileType type) const
-    {
-        return versions.at(static_cast<std::size_t>(type)).load();
-    }
-
     /// For example "GetSoftwareVersion Pending".
     Recorded<String> calls;
     /// Each may throw.
@@ -41,8 +36,7 @@ struct ModuleScript
     std::function<ResultCode(IUpdaterStatus& status, const String& revision, long long delay)> install =
         [](auto&, auto&, auto) { return ResultCode::Ok; };
     std::function<ResultCode(IUpdaterStatus& status)> revert = [](auto&) { return ResultCode::Ok; };
-
-private:
+    /// By `FileType`.
     std::array<std::atomic<const char*>, 3> versions = {"", "", ""};
 };
 
@@ -69,7 +63,7 @@ public:
         script->calls.Add(String("GetSoftwareVersion ") + ToString(type));
         script->read(type);
         version = {};
-        version.softwareRevision = script->GetVersion(type);
+        version.softwareRevision = script->versions.at(static_cast<std::size_t>(type)).load();
         return version.softwareRevision.IsEmpty() ? ResultCode::NotFound : ResultCode::Ok;
     }
 

@@ -15,8 +15,6 @@ namespace Zel::Tests
 namespace
 {
 
-const String Id = Support::ModulePlatform::ComponentId;
-
 /// As of the story. That RAUC clears its last error comes before the first step or after it.
 String ToStory(String text)
 {
@@ -58,7 +56,7 @@ void JourneyRun::Run()
 
     Services::SoftwareUpdate::SoftwareUpdateStatus status;
     platform.status->Refuse("");
-    EXPECT_EQ(module->GetStatus(Id, status), ResultCode::Ok);
+    EXPECT_EQ(module->GetStatus(platform.ComponentId, status), ResultCode::Ok);
     const Lines told = story + GetStory();
     EXPECT_THAT(told, testing::Pointwise(TellsLike(), journey.story)) << "The story was:\n"
                                                                       << Join(told, "\n");

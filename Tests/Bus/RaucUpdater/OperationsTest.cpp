@@ -17,7 +17,6 @@ using enum ResultCode;
 using Module = Services::SoftwareUpdate::IUpdaterModule;
 using Services::SoftwareUpdate::UpdateBehavior;
 using System::Commons::ArgumentException;
-using testing::ElementsAre;
 
 /// An operation, what it gives on a device at rest, and what when others run beside it: RAUC is busy for
 /// moments then, so what needs it may fail; what it cannot tell may be refused as unverified.
@@ -44,6 +43,11 @@ struct OperationsTest : ModuleTest
         return run.module->GetUpdateBehavior("Controller", uri, revision, patches, behavior);
     }
 
+    static std::function<ResultCode(Module& module, const String& id)> Read(FileType type)
+    {
+        return [=](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, type, v); };
+    }
+
     /// Delivers a new file with the content "good".
     ResultCode Deliver(Module& module, const String& id)
     {
@@ -61,15 +65,9 @@ struct OperationsTest : ModuleTest
          { return m.GetUpdateBehavior(id, uri, "3.0.0.0", {}, b); },
          NotFound,
          {Ok, NotFound, InvalidArgument, OperationFailed}},
-        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Current, v); },
-         Ok,
-         {Ok}},
-        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Pending, v); },
-         NotFound,
-         {Ok, NotFound, InvalidArgument}},
-        {[](auto& m, auto& id, Version v = {}) { return m.GetSoftwareVersion(id, FileType::Fallback, v); },
-         Ok,
-         {Ok, OperationFailed}},
+        {Read(FileType::Current), Ok, {Ok}},
+        {Read(FileType::Pending), NotFound, {Ok, NotFound, InvalidArgument}},
+        {Read(FileType::Fallback), Ok, {Ok, OperationFailed}},
         {[](auto& m, auto& id) { return m.InstallSoftwarePackage(id, VersionOf("3.0.0.0"), 0); }, NotFound,
          installed},
         {[](auto& m, auto& id) { return m.InstallSoftwarePackage(id, VersionOf("3.0.0.0"), 1); }, NotFound,
@@ -166,7 +164,7 @@ TEST_F(OperationsTest, WithoutDeviceInfoTheVersionsAreUnknownAndNothingElseFails
 {
     run.platform.Register(nullptr, run.platform.deviceControl);
     Create();
-    EXPECT_THAT(run.GetStory(), ElementsAre("error: Failed to subscribe to IDeviceInfoService."));
+    EXPECT_THAT(run.GetStory(), testing::ElementsAre("error: Failed to subscribe to IDeviceInfoService."));
     Version version;
     EXPECT_EQ(run.module->GetUpdateBehavior("", "", "", {}, behavior), GeneralError);
     EXPECT_EQ(run.module->GetSoftwareVersion("", FileType::Fallback, version), GeneralError);

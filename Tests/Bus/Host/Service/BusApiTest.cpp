@@ -11,28 +11,23 @@ namespace Zel::Host::Service
 
 using namespace testing;
 
-namespace
-{
-
-/// What a description offers, a line for each element with its attributes, sorted.
-std::vector<String> Describe(const String& document)
-{
-    static const std::regex Tag(R"re(<(interface|method|signal|property|arg) ([^>]*?)/?>)re");
-    std::vector<String> lines;
-    for (std::sregex_iterator tag(document.begin(), document.end(), Tag), end; tag != end; ++tag)
-    {
-        std::istringstream attributes((*tag)[2]);
-        const std::set<String> words{std::istream_iterator<std::string>(attributes), {}};
-        lines.push_back((*tag)[1].str() + " " + Join({words.begin(), words.end()}, " "));
-    }
-    return lines;
-}
-
-} // namespace
-
 /// A device with clients that are served by the same loop.
 struct BusApiTest : Test, Tests::Bus::Device
 {
+    /// What a description offers, a line for each element with its attributes, sorted.
+    static std::vector<String> Describe(const String& document)
+    {
+        static const std::regex Tag(R"re(<(interface|method|signal|property|arg) ([^>]*?)/?>)re");
+        std::vector<String> lines;
+        for (std::sregex_iterator tag(document.begin(), document.end(), Tag), end; tag != end; ++tag)
+        {
+            std::istringstream attributes((*tag)[2]);
+            const std::set<String> words{std::istream_iterator<std::string>(attributes), {}};
+            lines.push_back((*tag)[1].str() + " " + Join({words.begin(), words.end()}, " "));
+        }
+        return lines;
+    }
+
     static BusCall To(const String& object, const char* interface, const char* member,
                       const std::function<int(sd_bus_message* call)>& write = {})
     {

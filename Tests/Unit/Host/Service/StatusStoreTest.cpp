@@ -1,9 +1,6 @@
 #include "Service/StatusStore.h"
 
 #include "Support/TemporaryFolder.h"
-#include "Support/Thrown.h"
-
-#include "Zel/System/Core/Format.h"
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
@@ -16,11 +13,7 @@ namespace Zel::Host::Service
 
 using namespace testing;
 using Services::SoftwareUpdate::InstallationState;
-using System::Core::Format;
 using Tests::Support::TemporaryFolder;
-
-namespace
-{
 
 const String Id = "Controller 750";
 
@@ -35,9 +28,12 @@ const Change Fail = [](auto& store) { return store.End(Id, false, Api::Result::F
 const Change CallOff = [](auto& store) { return store.CallOff(Id, "reason"); };
 const Change Resume = [](auto& store) { return store.Resume(Id); };
 
-} // namespace
+struct StatusStoreTest : Test
+{
+    const TemporaryFolder folder;
+};
 
-TEST(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
+TEST_F(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
 {
     using State = InstallationState;
     // What is not a row of its own changes nothing.
@@ -63,9 +59,8 @@ TEST(StatusStoreTest, EachStateAllowsItsOwnChangesOnly)
     }
 }
 
-TEST(StatusStoreTest, OfTwoThreadsThatBeginOneSucceeds)
+TEST_F(StatusStoreTest, OfTwoThreadsThatBeginOneSucceeds)
 {
-    const TemporaryFolder folder;
     StatusStore store(folder.GetPath());
     for (int round = 0; round < 20; ++round)
     {
@@ -79,9 +74,8 @@ TEST(StatusStoreTest, OfTwoThreadsThatBeginOneSucceeds)
     }
 }
 
-TEST(StatusStoreTest, AnInstallationMakesRevertibleAndARevertLeavesItSo)
+TEST_F(StatusStoreTest, AnInstallationMakesRevertibleAndARevertLeavesItSo)
 {
-    const TemporaryFolder folder;
     StatusStore store(folder.GetPath());
     const std::vector<std::pair<Change, bool>> steps = {{Revert, false}, {Succeed, false}, {Begin, false},
                                                         {Fail, true},    {Resume, true},   {Revert, true},
@@ -93,9 +87,8 @@ TEST(StatusStoreTest, AnInstallationMakesRevertibleAndARevertLeavesItSo)
     }
 }
 
-TEST(StatusStoreTest, EverythingIsThereAfterReopening)
+TEST_F(StatusStoreTest, EverythingIsThereAfterReopening)
 {
-    const TemporaryFolder folder;
     const String text = "Größe\n" + String(5000, 'x');
     const DateTime moment = DateTime::FromIso8601String("2026-11-21T08:00:00.25Z");
     {
@@ -128,9 +121,8 @@ TEST(StatusStoreTest, EverythingIsThereAfterReopening)
     EXPECT_TRUE(notification.severity == System::Nm::Severity::Error && notification.timestamp == moment);
 }
 
-TEST(StatusStoreTest, ItsFilesAreClosedToOthers)
+TEST_F(StatusStoreTest, ItsFilesAreClosedToOthers)
 {
-    const TemporaryFolder folder;
     std::filesystem::create_directory(folder / "state");
     ASSERT_EQ(chmod((folder / "state").c_str(), 0755), 0);
     StatusStore store(folder / "state");
@@ -142,9 +134,8 @@ TEST(StatusStoreTest, ItsFilesAreClosedToOthers)
     }
 }
 
-TEST(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
+TEST_F(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
 {
-    const TemporaryFolder folder;
     StatusStore(folder.GetPath()).WriteProperty(Id, "Long", String(20000, 'x'));
     String page = TemporaryFolder::Read(folder / StatusStore::FileName);
     // The schema's page stays, those of the tables do not.
@@ -164,9 +155,8 @@ TEST(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
     EXPECT_EQ(StatusStore(folder.GetPath()).GetDamage(), "");
 }
 
-TEST(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
+TEST_F(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
 {
-    const TemporaryFolder folder;
     Database(folder / StatusStore::FileName).Execute(R"(
 CREATE TABLE component (key INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, state INTEGER NOT NULL DEFAULT 0,
     revertible INTEGER NOT NULL DEFAULT 0, begun_as_installation INTEGER NOT NULL DEFAULT 0,
@@ -187,17 +177,16 @@ PRAGMA user_version = 1;)");
     EXPECT_EQ(store.GetLastVerdict(Id), (Verdict{"failed", "2.0.0.0", "reason", 42}));
 }
 
-TEST(StatusStoreTest, AFileOfANewerServiceIsReadIfItMayBeAndSetAsideIfNot)
+TEST_F(StatusStoreTest, AFileOfANewerServiceIsReadIfItMayBeAndSetAsideIfNot)
 {
-    const TemporaryFolder folder;
     static_cast<void>(StatusStore(folder.GetPath()).Begin(Id, {}));
     for (const auto& [oldestReader, state, damage] :
-         {std::tuple{3, InstallationState::Installing, ""},
-          {9, InstallationState::Idle,
+         {std::tuple{"3", InstallationState::Installing, ""},
+          {"9", InstallationState::Idle,
            "written by a newer service: its schema is 9, this service knows 3. It"}})
     {
         Database(folder / "status.sqlite")
-            .Execute(Format("PRAGMA user_version = 9; PRAGMA application_id = {0}", oldestReader).c_str());
+            .Execute((String("PRAGMA user_version = 9; PRAGMA application_id = ") + oldestReader).c_str());
         StatusStore store(folder.GetPath());
         EXPECT_THAT(store.GetDamage(), HasSubstr(damage));
         EXPECT_EQ(store.GetComponent(Id).state, state);

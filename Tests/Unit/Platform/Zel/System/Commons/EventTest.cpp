@@ -9,9 +9,6 @@
 namespace Zel::System::Commons
 {
 
-namespace
-{
-
 struct Listener
 {
     void Record(String& called)
@@ -32,8 +29,6 @@ struct Listener
     Event<String&>* event = nullptr;
     std::atomic<int> calls{0};
 };
-
-} // namespace
 
 TEST(EventTest, RaiseCallsInTheOrderOfTheListAndRemoveTakesTheFirstEqual)
 {

@@ -11,9 +11,6 @@
 namespace Zel::System::Nm
 {
 
-namespace
-{
-
 using Commons::ArgumentException;
 using Lines = std::vector<String>;
 using NmPayload::Security::SecurityNotificationPayload;
@@ -48,8 +45,6 @@ struct NotificationManagerTest : testing::Test
     const std::shared_ptr<Sink> sink = std::make_shared<Sink>();
     NotificationManager manager;
 };
-
-} // namespace
 
 TEST_F(NotificationManagerTest, DeliversToEverySinkAndThenTellsOfOneThatThrew)
 {

@@ -15,8 +15,6 @@ using Tests::Support::GetThrown;
 namespace
 {
 
-const String Refused = "Zel::System::Commons::XmlException: file.xml:";
-
 String Enter(XmlReader& reader)
 {
     String name = "none";
@@ -65,7 +63,7 @@ TEST(XmlReaderTest, RefusesBrokenDocumentsWithFileAndLine)
     };
     for (const auto& [document, refusal] : cases)
     {
-        EXPECT_EQ(ReadAll(document), Refused + refusal);
+        EXPECT_EQ(ReadAll(document), "Zel::System::Commons::XmlException: file.xml:" + refusal);
     }
     EXPECT_EQ(ReadAll("<r>" + Repeat("<a>", 63) + Repeat("</a>", 63) + "</r>"), "nothing");
     EXPECT_EQ(ReadAll("<r>" + String(XmlReader::MaximumSize - 7, 'x') + "</r>"), "nothing");

@@ -10,9 +10,6 @@ namespace Zel::System::Commons::Diagnostics::Logging
 
 using namespace testing;
 
-namespace
-{
-
 struct Talker : private Loggable<Talker>
 {
     using Loggable<Talker>::Log;
@@ -22,8 +19,6 @@ struct ThrowingSink : ILogSink
 {
     void Write(const LogRecord&) override { throw Exception("full"); }
 };
-
-} // namespace
 
 TEST(LogManagerTest, EachLevelWritesItselfAndWhatIsMoreSevereAlsoBehindASinkThatThrows)
 {
