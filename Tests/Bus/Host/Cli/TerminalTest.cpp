@@ -166,15 +166,15 @@ TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 TEST_F(TerminalTest, AFolderThatDoesNotTakeStandardInputIsNamedWithARemedy)
 {
     const Support::TmpfsMount full(4096);
-    full.GetFolder().Write("filler", String(4096, 'x'));
+    full.Write("filler", String(4096, 'x'));
     const String missing = folder / "missing";
     const String cannotBeKept = "zelupdate: the bundle from standard input cannot be kept: Failed to create "
                                 "a file in '" +
                                 missing + "': No such file or directory";
-    const String noRoom = "zelupdate: there is no room in " + full.GetFolder().GetPath() +
-                          " for the bundle from standard input";
+    const String noRoom =
+        "zelupdate: there is no room in " + full.GetPath() + " for the bundle from standard input";
     for (const auto& [place, status, error] :
-         {std::tuple(missing, 1, cannotBeKept), {full.GetFolder().GetPath(), 5, noRoom}})
+         {std::tuple(missing, 1, cannotBeKept), {full.GetPath(), 5, noRoom}})
     {
         auto run = Call("stage -", ProgramRun::Output::Pipes, {"TMPDIR=" + place});
         EXPECT_EQ(run.Finish(), status);

@@ -39,7 +39,7 @@ TEST_F(ComponentTest, RaucThatGoesWhileABundleIsLookedAtDoesNotCondemnIt)
     goes = true;
     script->calls.Clear();
     EXPECT_THAT(Stage(), StartsWith("TryLater: RAUC is not running."));
-    EXPECT_THAT(script->GetCalls(), Not(Contains(StartsWith("SetSoftwarePackage"))));
+    EXPECT_THAT(script->calls.Get(), Not(Contains(StartsWith("SetSoftwarePackage"))));
 }
 
 TEST_F(ComponentTest, ASecondRequestIsRefusedWithWhoIsBusyAndOneThatLosesItsModuleIsAnswered)
