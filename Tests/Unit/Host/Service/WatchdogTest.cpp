@@ -35,19 +35,19 @@ protected:
         unsetenv("WATCHDOG_USEC"); // NOLINT(concurrency-mt-unsafe)
     }
 
-    /// Whether the manager has heard of the service since it was asked last.
-    [[nodiscard]] bool HasHeard() const
+    /// Returns how often the manager has heard of the service.
+    [[nodiscard]] int Hear()
     {
-        bool heard = false;
         std::array<char, 64> text{};
         while (recv(manager, text.data(), text.size() - 1, 0) > 0)
         {
-            heard = heard || String(text.data()) == "WATCHDOG=1";
+            heard += String(text.data()) == "WATCHDOG=1" ? 1 : 0;
             text.fill('\0');
         }
         return heard;
     }
 
+    int heard = 0;
     const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0);
 };
 
@@ -56,14 +56,13 @@ TEST_F(WatchdogTest, IsFedUntilAWorkerIsStuckAndWhenItGoesOn)
     std::chrono::milliseconds time = Watchdog::StuckTime - std::chrono::milliseconds(1);
     int asked = 0;
     const Watchdog watchdog(loop, [&] { return ++asked, time; });
-    EXPECT_TRUE(HasHeard());
-    EXPECT_TRUE(RunUntil([this] { return HasHeard(); }));
+    EXPECT_TRUE(RunUntil([this] { return Hear() == 2; }));
     time = Watchdog::StuckTime;
-    const int before = asked;
-    EXPECT_TRUE(RunUntil([&] { return asked == before + 3; }));
-    EXPECT_FALSE(HasHeard());
+    asked = 0;
+    EXPECT_TRUE(RunUntil([&] { return asked == 3; }));
+    EXPECT_EQ(Hear(), 2);
     time = std::chrono::milliseconds(0);
-    EXPECT_TRUE(RunUntil([this] { return HasHeard(); }));
+    EXPECT_TRUE(RunUntil([this] { return Hear() == 3; }));
 }
 
 } // namespace Zel::Host::Service
