@@ -14,6 +14,8 @@ namespace Zel::System::Commons::Io
 namespace
 {
 
+static_assert(sizeof(off_t) == 8, "bundles are larger than 32 bits can tell");
+
 /// Repeats a system call that a signal interrupted.
 template <typename Call>
 [[nodiscard]] auto Uninterrupted(Call call)
