@@ -1,8 +1,9 @@
 #pragma once
 
 #include "Api/SoftwareUpdate1.h"
-#include "Service/StatusStore.h"
+#include "Service/HistoryEntry.h"
 
+#include "Zel/Services/SoftwareUpdate/InstallationState.h"
 #include "Zel/String.h"
 
 #include <cstdint>

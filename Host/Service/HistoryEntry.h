@@ -36,4 +36,18 @@ struct HistoryEntry
     String reason;
 };
 
+/// How the last installation or revert ended that was not called off.
+struct Verdict
+{
+    /// One of `Api::Result`; empty without a verdict.
+    String result;
+    String version;
+    /// Why it did not succeed.
+    String reason;
+    /// Microseconds since 1970 in UTC; 0 without a verdict.
+    std::int64_t time = 0;
+
+    friend bool operator==(const Verdict&, const Verdict&) = default;
+};
+
 } // namespace Zel::Host::Service

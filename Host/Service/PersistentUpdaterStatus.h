@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Service/ComponentRecord.h"
 #include "Service/StatusStore.h"
 
 #include "Zel/Services/SoftwareUpdate/IUpdaterStatus.h"

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Service/ComponentRecord.h"
 #include "Service/RaucAnswer.h"
-#include "Service/StatusStore.h"
 
 #include "Zel/String.h"
 
