@@ -3,6 +3,7 @@
 #include "Service/RaucAnswer.h"
 #include "Service/RaucClient.h"
 
+#include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/Services/SoftwareUpdate/InstallationState.h"
 #include "Zel/String.h"
 
@@ -64,7 +65,8 @@ class InstallationChecks
 {
 public:
     /// The longest version that an updater module knows, in characters.
-    static constexpr std::size_t MaximumVersion = 511;
+    static constexpr std::size_t MaximumVersion =
+        Services::SoftwareUpdate::IUpdaterModule::SoftwareVersionType::Text::Capacity;
 
     /// Says what is wrong with a version, whatever the bundle and the device; empty where nothing is.
     [[nodiscard]] static String FindVersionFault(const String& version);

@@ -58,7 +58,7 @@ public:
     };
 
     /// The most bytes of a message.
-    static constexpr std::size_t MaximumMessage = 511;
+    static constexpr std::size_t MaximumMessage = decltype(SoftwareUpdateStatus::message)::Capacity;
 
     /// `bootId` names the present boot; `confirmationTimeout` is in seconds, 0 for none.
     PersistentUpdaterStatus(std::shared_ptr<StatusStore> store, String bootId,

@@ -20,14 +20,6 @@ using System::Commons::Io::File;
 using System::Commons::Io::FileSystemInfo;
 using System::Core::Format;
 
-namespace
-{
-
-/// A version text must fit into a `SoftwareVersionType`.
-constexpr std::size_t MaximumVersionLength = 511;
-
-} // namespace
-
 VersionManager::ResultCode VersionManager::SetSoftwarePackage(SoftwareVersionFileType type,
                                                               const String& sourcePath, String& errorMessage)
 {
@@ -106,7 +98,7 @@ VersionManager::ResultCode VersionManager::VerifySoftwarePackage(String& errorMe
     String bundleCompatible;
     // A version text that no record can hold is refused here, before the bundle replaces the pending one.
     if (!desktopBusManager || !desktopBusManager->GetVersion(temporaryPath, version, bundleCompatible) ||
-        version.size() > MaximumVersionLength)
+        version.size() > SoftwareVersionType::Text::Capacity)
     {
         errorMessage = "The verification of the software package failed.";
         Log(LogLevel::Error, "{0}", errorMessage);

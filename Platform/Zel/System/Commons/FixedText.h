@@ -18,6 +18,9 @@ template <std::size_t Size>
 class FixedText
 {
 public:
+    /// The most characters that it holds.
+    static constexpr std::size_t Capacity = Size - 1;
+
     FixedText() = default;
 
     FixedText(std::string_view text) { Assign(text); }
@@ -57,7 +60,7 @@ public:
 private:
     void Assign(std::string_view text)
     {
-        if (text.size() >= Size)
+        if (text.size() > Capacity)
         {
             throw ArgumentException("arg", "Input string is too long");
         }
