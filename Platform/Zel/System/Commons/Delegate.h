@@ -35,8 +35,6 @@ public:
     /// Whether this is a bound member function.
     [[nodiscard]] bool IsBound() const noexcept { return method != nullptr; }
 
-    [[nodiscard]] bool IsEmpty() const noexcept { return !IsBound() && !callable; }
-
     /// Calls what was bound; an empty delegate throws `std::bad_function_call`.
     void operator()(Arguments... arguments) const
     {

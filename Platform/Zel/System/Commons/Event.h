@@ -57,8 +57,6 @@ public:
         }
     }
 
-    [[nodiscard]] bool IsEmpty() const { return GetDelegates()->empty(); }
-
 private:
     using List = std::vector<DelegateType>;
 

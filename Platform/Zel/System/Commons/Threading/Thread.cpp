@@ -186,11 +186,6 @@ bool Thread::Start()
     return true;
 }
 
-bool Thread::IsJoinable() const noexcept
-{
-    return state->joinable;
-}
-
 void Thread::Join()
 {
     if (!state->joinable)

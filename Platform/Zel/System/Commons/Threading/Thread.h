@@ -30,10 +30,8 @@ public:
     /// Starts the thread; returns false (and logs why) when the system refuses or it was started before.
     [[nodiscard]] bool Start();
 
-    /// Whether it was started and not joined yet.
-    [[nodiscard]] bool IsJoinable() const noexcept;
-
-    /// Waits for its end; does nothing when it is not joinable. Must not be called on the thread itself.
+    /// Waits for its end; does nothing when it was not started, or was joined already. Must not be called on
+    /// the thread itself.
     void Join();
 
     /// Whether the caller runs on this thread.

@@ -33,7 +33,6 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
     EXPECT_FALSE(plain.IsCurrent());
     plain.Join();
     plain.Join();
-    EXPECT_FALSE(plain.IsJoinable());
     EXPECT_STREQ(name, "fourteen bytes");
     EXPECT_FALSE(plain.Start());
     EXPECT_FALSE(Thread("stackless", look, nullptr, 0, 1).Start());
