@@ -59,8 +59,6 @@ BusRequestException::BusRequestException(const char* name, String message)
 {
 }
 
-BusRequestException::~BusRequestException() = default;
-
 BusRequest::BusRequest(sd_bus_message* message) : message(BusMessage(sd_bus_message_ref(message)))
 {
     sd_bus_creds* queried = nullptr;

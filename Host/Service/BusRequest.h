@@ -24,11 +24,6 @@ class BusRequestException : public Exception
 public:
     /// `name` is the D-Bus error's name.
     BusRequestException(const char* name, String message);
-    ~BusRequestException() override;
-    BusRequestException(const BusRequestException&) = default;
-    BusRequestException(BusRequestException&&) = default;
-    BusRequestException& operator=(const BusRequestException&) = default;
-    BusRequestException& operator=(BusRequestException&&) = default;
 
     [[nodiscard]] const char* GetName() const noexcept { return name; }
 

@@ -13,10 +13,6 @@ namespace Zel::Host::Service
 using System::Commons::Io::FileDescriptor;
 using System::Core::Format;
 
-DatabaseException::~DatabaseException() = default;
-
-UnusableDatabaseException::~UnusableDatabaseException() = default;
-
 void Database::Close::operator()(sqlite3* closed) const noexcept
 {
     sqlite3_close_v2(closed);

@@ -18,11 +18,6 @@ class DatabaseException : public Exception
 {
 public:
     using Exception::Exception;
-    ~DatabaseException() override;
-    DatabaseException(const DatabaseException&) = default;
-    DatabaseException(DatabaseException&&) = default;
-    DatabaseException& operator=(const DatabaseException&) = default;
-    DatabaseException& operator=(DatabaseException&&) = default;
 };
 
 /// The file is no database, is damaged, or holds what this program cannot read.
@@ -30,11 +25,6 @@ class UnusableDatabaseException : public DatabaseException
 {
 public:
     using DatabaseException::DatabaseException;
-    ~UnusableDatabaseException() override;
-    UnusableDatabaseException(const UnusableDatabaseException&) = default;
-    UnusableDatabaseException(UnusableDatabaseException&&) = default;
-    UnusableDatabaseException& operator=(const UnusableDatabaseException&) = default;
-    UnusableDatabaseException& operator=(UnusableDatabaseException&&) = default;
 };
 
 /// One SQLite file: durable at each commit. Not thread-safe. Every failure throws `DatabaseException`.
