@@ -24,8 +24,10 @@ int OnTime(sd_event_source* /*source*/, std::uint64_t /*time*/, void* task)
 LoopTimer::LoopTimer(EventLoop& loop, EventLoop::Task task) : task(std::move(task))
 {
     constexpr std::uint64_t Accuracy = 1000; // microseconds
+    // The steady clock's: deadlines, modules and the service manager's watchdog count with it, and none of
+    // them counts the time for which the device is suspended.
     CheckSystemCall(
-        sd_event_add_time_relative(loop.Get(), &source, CLOCK_BOOTTIME, 0, Accuracy, OnTime, &this->task),
+        sd_event_add_time_relative(loop.Get(), &source, CLOCK_MONOTONIC, 0, Accuracy, OnTime, &this->task),
         "create a timer");
     Disarm();
 }
@@ -37,8 +39,11 @@ LoopTimer::~LoopTimer()
 
 void LoopTimer::Arm(std::chrono::microseconds delay)
 {
-    const auto count = static_cast<std::uint64_t>(std::max(delay.count(), std::chrono::microseconds::rep{0}));
-    CheckSystemCall(sd_event_source_set_time_relative(source, count), "set a timer");
+    // Not relative to the loop's own time, which is that of its last turn: it would end too early.
+    const auto end = std::chrono::steady_clock::now() + std::max(delay, std::chrono::microseconds(0));
+    const auto time = std::chrono::ceil<std::chrono::microseconds>(end.time_since_epoch());
+    CheckSystemCall(sd_event_source_set_time(source, static_cast<std::uint64_t>(time.count())),
+                    "set a timer");
     CheckSystemCall(sd_event_source_set_enabled(source, SD_EVENT_ONESHOT), "start a timer");
 }
 

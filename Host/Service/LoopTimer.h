@@ -7,8 +7,8 @@
 namespace Zel::Host::Service
 {
 
-/// Calls a task once, on the loop's thread, some time after it was armed. Used on that thread only; the loop
-/// outlives it.
+/// Calls a task once, on the loop's thread, some time of the steady clock after it was armed. Used on that
+/// thread only; the loop outlives it.
 class LoopTimer
 {
 public:
