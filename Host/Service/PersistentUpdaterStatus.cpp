@@ -207,14 +207,7 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
 {
     const bool stored =
         TryStore("WriteProperty",
-                 [&]
-                 {
-                     store->WriteProperty(componentId, propertyName, persistent ? value : String());
-                     if (propertyName == StatusStore::InstallerSlotProperty)
-                     {
-                         store->SetPrepared(componentId);
-                     }
-                 });
+                 [&] { store->WriteProperty(componentId, propertyName, persistent ? value : String()); });
     if (stored)
     {
         const std::lock_guard lock(mutex);

@@ -171,28 +171,28 @@ bool StatusStore::Resume(const String& componentId)
     return change.Bind(GetComponentKey(componentId)).Run() == 1;
 }
 
-void StatusStore::SetPrepared(const String& componentId)
-{
-    const std::lock_guard lock(mutex);
-    Database::Statement change =
-        database->Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1");
-    change.Bind(GetComponentKey(componentId)).Run();
-}
-
 void StatusStore::WriteProperty(const String& componentId, const String& name, const String& value)
 {
     const std::lock_guard lock(mutex);
+    Database::Transaction transaction(*database);
     const std::int64_t key = GetComponentKey(componentId);
     if (value.empty())
     {
         database->Prepare("DELETE FROM property WHERE component = ? AND name = ?").Bind(key).Bind(name).Run();
-        return;
     }
-    database->Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)")
-        .Bind(key)
-        .Bind(name)
-        .Bind(value)
-        .Run();
+    else
+    {
+        database->Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)")
+            .Bind(key)
+            .Bind(name)
+            .Bind(value)
+            .Run();
+    }
+    if (name == InstallerSlotProperty)
+    {
+        database->Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1").Bind(key).Run();
+    }
+    transaction.Commit();
 }
 
 String StatusStore::ReadProperty(const String& componentId, const String& name)

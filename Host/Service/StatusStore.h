@@ -67,10 +67,8 @@ public:
     /// Suspends an installation that waits for its time; false, nothing changed, when none does.
     [[nodiscard]] bool Suspend(const String& componentId);
 
-    /// Marks what is running as prepared; does nothing in any other state.
-    void SetPrepared(const String& componentId);
-
-    /// An empty value deletes the property.
+    /// An empty value deletes the property. Whatever the value of `InstallerSlotProperty`, it marks what is
+    /// running as prepared.
     void WriteProperty(const String& componentId, const String& name, const String& value);
     /// Returns an empty text for a property that is not set.
     [[nodiscard]] String ReadProperty(const String& componentId, const String& name);

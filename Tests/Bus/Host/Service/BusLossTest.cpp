@@ -55,8 +55,7 @@ TEST_F(BusLossTest, DuringAnInstallationTheServiceLeavesAndItsStateStays)
     {
         StatusStore store(folder / "state");
         ASSERT_TRUE(store.Begin(Id, {true, "this-boot", "A", 0, Api::Kind::Install, "", "", ""}));
-        store.WriteProperty(Id, "InstallerSlotName", "rootfs.0");
-        store.SetPrepared(Id);
+        store.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.0");
     }
     // Without RAUC it cannot be told how far the installation came, so it goes on running.
     auto run = NewRun();

@@ -100,6 +100,16 @@ TEST_F(PersistentUpdaterStatusTest, TheSlotTellsADeviceThatSwitchedBack)
     }
 }
 
+TEST_F(PersistentUpdaterStatusTest, ASlotThatCannotBeMarkedAsRecordedIsNotRecorded)
+{
+    const String slot = StatusStore::InstallerSlotProperty;
+    ASSERT_TRUE(status->BeginInstallation(Id, true));
+    Database(folder / StatusStore::FileName)
+        .Execute("CREATE TRIGGER refuse BEFORE UPDATE ON component BEGIN SELECT RAISE(ABORT, 'full'); END");
+    EXPECT_FALSE(status->WriteProperty(Id, slot, "rootfs.0", true));
+    EXPECT_EQ(Read(slot), "");
+}
+
 TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
 {
     const Tests::Support::TmpfsMount mount(std::size_t{256} * 1024);

@@ -99,7 +99,7 @@ TEST_F(StatusStoreTest, EverythingIsThereAfterReopening)
         store.AddStep(Id, "Behind the end");
         ASSERT_TRUE(Resume(store));
         ASSERT_TRUE(store.Begin(Id, {true, "boot-2", "A", 123456, Api::Kind::Fallback, "", "", ""}));
-        store.SetPrepared(Id);
+        store.WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.0");
     }
     StatusStore store(folder.GetPath());
     // Letter case does not count.
