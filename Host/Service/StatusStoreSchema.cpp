@@ -11,7 +11,7 @@ namespace Zel::Host::Service
 namespace
 {
 
-constexpr const char* FirstEdition = R"(
+constexpr const char* FirstSchema = R"(
 CREATE TABLE component
 (
     key INTEGER PRIMARY KEY,
@@ -51,7 +51,7 @@ CREATE TABLE notification
 )";
 
 /// The history takes the place of the verdicts.
-constexpr const char* SecondEdition = R"(
+constexpr const char* SecondSchema = R"(
 ALTER TABLE component ADD COLUMN prepared INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE component ADD COLUMN boot_slot TEXT NOT NULL DEFAULT '';
 UPDATE component SET prepared = phase >= 2;
@@ -85,14 +85,14 @@ INSERT INTO history (component, kind, caller, from_version, to_version, begun, e
 DROP TABLE verdict;
 )";
 
-constexpr const char* ThirdEdition = R"(
+constexpr const char* ThirdSchema = R"(
 ALTER TABLE component ADD COLUMN restart_ordered INTEGER NOT NULL DEFAULT 0;
 )";
 
-/// The slots of a device share one file, and after a switch back an older service meets a newer one's: from
-/// the third edition on an edition only adds what has a default, so that services of the oldest readable
-/// edition and later go on with the file.
-constexpr std::array Editions = {FirstEdition, SecondEdition, ThirdEdition};
+/// One schema version each. The slots of a device share one file, and after a switch back an older service
+/// meets a newer one's: from version 3 on a version only adds what has a default, so that services that know
+/// the oldest readable version, or a later one, go on with the file.
+constexpr std::array Versions = {FirstSchema, SecondSchema, ThirdSchema};
 constexpr std::int64_t OldestReader = 3;
 
 std::int64_t Read(Database& database, const char* pragma)
@@ -106,23 +106,24 @@ std::int64_t Read(Database& database, const char* pragma)
 void StatusStoreSchema::Prepare(Database& database)
 {
     Database::Transaction transaction(database);
-    std::int64_t edition = Read(database, "PRAGMA user_version");
-    const auto present = static_cast<std::int64_t>(Editions.size());
+    std::int64_t version = Read(database, "PRAGMA user_version");
+    const auto present = static_cast<std::int64_t>(Versions.size());
+    // The oldest schema version whose services can read the file; 0 where the file was written before 3.
     const std::int64_t oldestReader = Read(database, "PRAGMA application_id");
-    if (edition > present && (oldestReader == 0 || oldestReader > present))
+    if (version > present && (oldestReader == 0 || oldestReader > present))
     {
         throw UnusableDatabaseException(System::Core::Format(
             "The status store was written by a newer service: its schema is {0}, this service knows {1}",
-            edition, present));
+            version, present));
     }
-    if (edition >= present)
+    if (version >= present)
     {
         // Not even a full file system keeps a service from its store.
         return;
     }
-    for (; edition < present; ++edition)
+    for (; version < present; ++version)
     {
-        database.Execute(Editions.at(static_cast<std::size_t>(edition)));
+        database.Execute(Versions.at(static_cast<std::size_t>(version)));
     }
     database.Execute(
         System::Core::Format("PRAGMA user_version = {0}; PRAGMA application_id = {1}", present, OldestReader)

@@ -5,11 +5,11 @@
 namespace Zel::Host::Service
 {
 
-/// The tables of the status store, in numbered editions.
+/// The tables of the status store, in numbered schema versions.
 class StatusStoreSchema
 {
 public:
-    /// Creates the tables in an empty database, and brings those of an earlier edition up to the present one,
+    /// Creates the tables in an empty database, and brings those of an earlier version up to the present one,
     /// all or nothing. What a newer service wrote stays as it is. Throws `UnusableDatabaseException` where
     /// this one cannot go on with that, and `DatabaseException`.
     static void Prepare(Database& database);

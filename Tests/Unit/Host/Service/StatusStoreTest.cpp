@@ -155,7 +155,7 @@ TEST_F(StatusStoreTest, ADamagedFileIsSetAsideAndTheStoreBeginsEmpty)
     EXPECT_EQ(StatusStore(folder.GetPath()).GetDamage(), "");
 }
 
-TEST_F(StatusStoreTest, AFileOfTheFirstEditionIsBroughtUpToDate)
+TEST_F(StatusStoreTest, AFileOfTheFirstSchemaVersionIsBroughtUpToDate)
 {
     Database(folder / StatusStore::FileName).Execute(R"(
 CREATE TABLE component (key INTEGER PRIMARY KEY, id TEXT NOT NULL UNIQUE, state INTEGER NOT NULL DEFAULT 0,
