@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <type_traits>
 
 struct sqlite3;
 struct sqlite3_stmt;
@@ -39,6 +40,13 @@ public:
         /// Sets the next parameter.
         Statement& Bind(std::int64_t value);
         Statement& Bind(std::string_view value);
+
+        template <typename Enumerator>
+
+        requires std::is_enum_v<Enumerator> Statement& Bind(Enumerator value)
+        {
+            return Bind(static_cast<std::int64_t>(value));
+        }
 
         /// Goes to the next row; false behind the last one.
         [[nodiscard]] bool Step();

@@ -109,13 +109,14 @@ bool StatusStore::Begin(const String& componentId, const Beginning& beginning)
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
     Database::Statement change =
-        database->Prepare("UPDATE component SET state = 1, begun_as_installation = ?, prepared = ?, "
+        database->Prepare("UPDATE component SET state = ?, begun_as_installation = ?, prepared = ?, "
                           "boot_id = ?, boot_slot = ?, due_time = ?, restart_ordered = 0 "
-                          "WHERE key = ? AND state = 0");
+                          "WHERE key = ? AND state = ?");
+    change.Bind(InstallationState::Installing);
     change.Bind(std::int64_t{beginning.installation}).Bind(std::int64_t{!beginning.installation});
     change.Bind(beginning.bootId).Bind(beginning.bootSlot);
-    const bool changed =
-        change.Bind(beginning.installation ? beginning.dueTime : 0).Bind(component).Run() == 1;
+    change.Bind(beginning.installation ? beginning.dueTime : 0).Bind(component);
+    const bool changed = change.Bind(InstallationState::Idle).Run() == 1;
     if (changed)
     {
         BeginEntry(component, beginning);
@@ -133,9 +134,9 @@ bool StatusStore::Finish(const String& componentId, InstallationState state, con
     // What was called off changed nothing that could be reverted.
     Database::Statement change = database->Prepare(
         "UPDATE component SET state = ?, revertible = revertible OR (begun_as_installation AND ?), "
-        "prepared = 0, due_time = 0 WHERE key = ? AND (state = 1 OR (state = 0 AND due_time <> 0))");
-    change.Bind(static_cast<std::int64_t>(state)).Bind(std::int64_t{result != Api::Result::CalledOff});
-    const bool changed = change.Bind(component).Run() == 1;
+        "prepared = 0, due_time = 0 WHERE key = ? AND (state = ? OR (state = ? AND due_time <> 0))");
+    change.Bind(state).Bind(std::int64_t{result != Api::Result::CalledOff}).Bind(component);
+    const bool changed = change.Bind(InstallationState::Installing).Bind(InstallationState::Idle).Run() == 1;
     if (changed)
     {
         EndEntry(component, result, reason);
@@ -159,16 +160,18 @@ bool StatusStore::Suspend(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change = database->Prepare(
-        "UPDATE component SET state = 0, prepared = 0 WHERE key = ? AND state = 1 AND due_time <> 0");
-    return change.Bind(GetComponentKey(componentId)).Run() == 1;
+        "UPDATE component SET state = ?, prepared = 0 WHERE key = ? AND state = ? AND due_time <> 0");
+    change.Bind(InstallationState::Idle).Bind(GetComponentKey(componentId));
+    return change.Bind(InstallationState::Installing).Run() == 1;
 }
 
 bool StatusStore::Resume(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Statement change =
-        database->Prepare("UPDATE component SET state = 0 WHERE key = ? AND state = 2");
-    return change.Bind(GetComponentKey(componentId)).Run() == 1;
+        database->Prepare("UPDATE component SET state = ? WHERE key = ? AND state = ?");
+    change.Bind(InstallationState::Idle).Bind(GetComponentKey(componentId));
+    return change.Bind(InstallationState::Failed).Run() == 1;
 }
 
 void StatusStore::WriteProperty(const String& componentId, const String& name, const String& value)
@@ -190,7 +193,9 @@ void StatusStore::WriteProperty(const String& componentId, const String& name, c
     }
     if (name == InstallerSlotProperty)
     {
-        database->Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = 1").Bind(key).Run();
+        Database::Statement change =
+            database->Prepare("UPDATE component SET prepared = 1 WHERE key = ? AND state = ?");
+        change.Bind(key).Bind(InstallationState::Installing).Run();
     }
     transaction.Commit();
 }
@@ -210,7 +215,7 @@ void StatusStore::AddNotification(const Notification& notification)
     Database::Statement insertion = database->Prepare(
         "INSERT INTO notification (name, sender, severity, time, message) VALUES (?, ?, ?, ?, ?)");
     insertion.Bind(notification.name).Bind(notification.sender);
-    insertion.Bind(static_cast<std::int64_t>(notification.severity)).Bind(ToUnixTime(notification.timestamp));
+    insertion.Bind(notification.severity).Bind(ToUnixTime(notification.timestamp));
     insertion.Bind(notification.message).Run();
     database->Prepare("DELETE FROM notification WHERE key <= (SELECT max(key) FROM notification) - ?")
         .Bind(MaximumNotifications)

@@ -4,6 +4,8 @@
 namespace Zel::Host::Service
 {
 
+using Services::SoftwareUpdate::InstallationState;
+
 void StatusStore::BeginEntry(std::int64_t component, const Beginning& beginning)
 {
     // A suspended installation goes on.
@@ -49,10 +51,13 @@ void StatusStore::AddStep(const String& componentId, const String& text, bool wa
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
     InsertStep(component, text);
-    database->Prepare("UPDATE component SET due_time = due_time * ? WHERE key = ? AND state = 1")
-        .Bind(std::int64_t{waits})
-        .Bind(component)
-        .Run();
+    if (!waits)
+    {
+        database->Prepare("UPDATE component SET due_time = 0 WHERE key = ? AND state = ?")
+            .Bind(component)
+            .Bind(InstallationState::Installing)
+            .Run();
+    }
     transaction.Commit();
 }
 
@@ -62,12 +67,14 @@ void StatusStore::AddRestart(const String& componentId, bool waits)
     Database::Transaction transaction(*database);
     const std::int64_t component = GetComponentKey(componentId);
     InsertStep(component, Api::RestartOrderedStep);
-    database
-        ->Prepare("UPDATE component SET due_time = due_time * ?1, restart_ordered = NOT ?1 "
-                  "WHERE key = ?2 AND state = 1")
-        .Bind(std::int64_t{waits})
-        .Bind(component)
-        .Run();
+    if (!waits)
+    {
+        database
+            ->Prepare("UPDATE component SET due_time = 0, restart_ordered = 1 WHERE key = ? AND state = ?")
+            .Bind(component)
+            .Bind(InstallationState::Installing)
+            .Run();
+    }
     transaction.Commit();
 }
 
