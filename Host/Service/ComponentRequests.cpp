@@ -82,15 +82,8 @@ void Component::SetUpcoming(const InstallRequest& installRequest, std::int64_t d
 
 String Component::FindEarlierVersion() const
 {
-    for (const HistoryEntry& entry : environment.status->GetHistory(id, StatusStore::MaximumEntries))
-    {
-        // What was reverted, failed or called off did not bring the running version.
-        if (entry.result == Api::Result::Succeeded && entry.to == GetSnapshot().currentVersion)
-        {
-            return entry.from;
-        }
-    }
-    return GetSnapshot().fallbackVersion;
+    const auto version = environment.status->FindEarlierVersion(id, GetSnapshot().currentVersion);
+    return version.value_or(GetSnapshot().fallbackVersion);
 }
 
 void Component::Revert(const String& caller, const Completion& completion)

@@ -281,6 +281,15 @@ std::vector<HistoryEntry> PersistentUpdaterStatus::GetHistory(const String& comp
     return entries;
 }
 
+std::optional<String> PersistentUpdaterStatus::FindEarlierVersion(const String& componentId,
+                                                                  const String& runningVersion)
+{
+    std::optional<String> version;
+    static_cast<void>(TryStore("FindEarlierVersion",
+                               [&] { version = store->FindEarlierVersion(componentId, runningVersion); }));
+    return version;
+}
+
 bool PersistentUpdaterStatus::CallOff(const String& componentId, const String& reason)
 {
     bool calledOff = false;

@@ -91,6 +91,10 @@ public:
     /// Returns the latest entries, the newest one first; none (logged) when they cannot be read.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::uint32_t limit);
 
+    /// As the store's; nothing (logged) as well when that cannot be asked.
+    [[nodiscard]] std::optional<String> FindEarlierVersion(const String& componentId,
+                                                           const String& runningVersion);
+
     /// Takes the state from installing to idle without a verdict, for an installation that RAUC was not asked
     /// for; false from any other state, and where the store fails.
     [[nodiscard]] bool CallOff(const String& componentId, const String& reason);

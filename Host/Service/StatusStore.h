@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 namespace Zel::Host::Service
@@ -86,6 +87,10 @@ public:
     /// Returns the latest entries, the newest one first.
     [[nodiscard]] std::vector<HistoryEntry> GetHistory(const String& componentId, std::int64_t limit);
     [[nodiscard]] Verdict GetLastVerdict(const String& componentId);
+    /// Returns what the last installation that brought `runningVersion` was made from; nothing where the
+    /// history knows of none.
+    [[nodiscard]] std::optional<String> FindEarlierVersion(const String& componentId,
+                                                           const String& runningVersion);
 
 private:
     [[nodiscard]] static std::unique_ptr<Database> Open(const String& path, String& damage);
@@ -96,7 +101,6 @@ private:
     void InsertStep(std::int64_t component, const String& text);
     void BeginEntry(std::int64_t component, const Beginning& beginning);
     void EndEntry(std::int64_t component, const String& result, const String& reason);
-    [[nodiscard]] std::vector<HistoryEntry::Step> GetSteps(std::int64_t entry);
 
     String damage;
     std::mutex mutex;

@@ -81,30 +81,46 @@ void StatusStore::AddRestart(const String& componentId, bool waits)
 std::vector<HistoryEntry> StatusStore::GetHistory(const String& componentId, std::int64_t limit)
 {
     const std::lock_guard lock(mutex);
+    const std::int64_t component = GetComponentKey(componentId);
     Database::Statement query = database->Prepare(
         "SELECT kind, caller, from_version, to_version, slot, begun, ended, result, reason, key "
         "FROM history WHERE component = ? ORDER BY key DESC LIMIT ?");
-    query.Bind(GetComponentKey(componentId)).Bind(limit);
+    query.Bind(component).Bind(limit);
     std::vector<HistoryEntry> entries;
+    std::vector<std::int64_t> keys;
     while (query.Step())
     {
         entries.push_back({query.GetText(0), query.GetText(1), query.GetText(2), query.GetText(3),
                            query.GetText(4), query.GetInteger(5), query.GetInteger(6),
-                           GetSteps(query.GetInteger(9)), query.GetText(7), query.GetText(8)});
+                           std::vector<HistoryEntry::Step>(), query.GetText(7), query.GetText(8)});
+        keys.push_back(query.GetInteger(9));
+    }
+    Database::Statement steps = database->Prepare(
+        "SELECT entry, time, text FROM step WHERE entry IN "
+        "(SELECT key FROM history WHERE component = ? ORDER BY key DESC LIMIT ?) ORDER BY entry DESC, key");
+    steps.Bind(component).Bind(limit);
+    // In the entries' order, so that one pass finds them all.
+    std::size_t at = 0;
+    while (steps.Step())
+    {
+        while (keys.at(at) != steps.GetInteger(0))
+        {
+            ++at;
+        }
+        entries.at(at).steps.push_back({steps.GetInteger(1), steps.GetText(2)});
     }
     return entries;
 }
 
-std::vector<HistoryEntry::Step> StatusStore::GetSteps(std::int64_t entry)
+std::optional<String> StatusStore::FindEarlierVersion(const String& componentId, const String& runningVersion)
 {
-    Database::Statement query = database->Prepare("SELECT time, text FROM step WHERE entry = ? ORDER BY key");
-    query.Bind(entry);
-    std::vector<HistoryEntry::Step> steps;
-    while (query.Step())
-    {
-        steps.push_back({query.GetInteger(0), query.GetText(1)});
-    }
-    return steps;
+    const std::lock_guard lock(mutex);
+    // What was reverted, failed or called off did not bring the running version.
+    Database::Statement query =
+        database->Prepare("SELECT from_version FROM history "
+                          "WHERE component = ? AND result = ? AND to_version = ? ORDER BY key DESC LIMIT 1");
+    query.Bind(GetComponentKey(componentId)).Bind(Api::Result::Succeeded).Bind(runningVersion);
+    return query.Step() ? std::optional(query.GetText(0)) : std::nullopt;
 }
 
 Verdict StatusStore::GetLastVerdict(const String& componentId)

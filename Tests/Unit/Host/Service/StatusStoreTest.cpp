@@ -121,6 +121,40 @@ TEST_F(StatusStoreTest, EverythingIsThereAfterReopening)
     EXPECT_TRUE(notification.severity == System::Nm::Severity::Error && notification.timestamp == moment);
 }
 
+TEST_F(StatusStoreTest, TheHistoryGivesEachEntryItsStepsAndTellsWhereTheRunningVersionCameFrom)
+{
+    StatusStore store(folder.GetPath());
+    using Row = std::tuple<const char*, const char*, const char*, int>;
+    for (const auto& [from, to, result, steps] :
+         {Row{"0.8", "1.0", "succeeded", 2}, Row{"0.9", "1.0", "succeeded", 0},
+          Row{"1.0", "2.0", "failed", 1}, Row{"2.0", "1.0", "switched-back", 3}})
+    {
+        ASSERT_TRUE(store.Begin(Id, {true, "", "", 0, Api::Kind::Install, "", from, to}));
+        // Another one's are not taken for it.
+        static_cast<void>(store.Begin("Other", {}));
+        for (int step = 0; step < steps; ++step)
+        {
+            store.AddStep(Id, from + std::to_string(step));
+            store.AddStep("Other", "Step");
+        }
+        ASSERT_TRUE(store.End(Id, true, result, ""));
+        static_cast<void>(store.End("Other", true, result, ""));
+    }
+    String told;
+    for (const HistoryEntry& entry : store.GetHistory(Id, 3))
+    {
+        told += entry.from;
+        for (const auto& step : entry.steps)
+        {
+            told += "," + step.text;
+        }
+        told += ";";
+    }
+    EXPECT_EQ(told, "2.0,2.00,2.01,2.02;1.0,1.00;0.9;");
+    EXPECT_EQ(store.FindEarlierVersion(Id, "1.0"), "0.9");
+    EXPECT_EQ(store.FindEarlierVersion(Id, "2.0"), std::nullopt);
+}
+
 TEST_F(StatusStoreTest, ItsFilesAreClosedToOthers)
 {
     std::filesystem::create_directory(folder / "state");
