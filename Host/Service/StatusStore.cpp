@@ -2,45 +2,16 @@
 
 #include "Service/Clock.h"
 #include "Service/OwnFolder.h"
+#include "Service/SetAsideFiles.h"
 #include "Service/StatusStoreSchema.h"
 
-#include "Zel/System/Commons/IoException.h"
 #include "Zel/System/Core/Format.h"
-
-#include <array>
-#include <filesystem>
-#include <system_error>
 
 namespace Zel::Host::Service
 {
 
 using Services::SoftwareUpdate::InstallationState;
-using System::Commons::IoException;
 using System::Core::Format;
-
-namespace
-{
-
-constexpr std::array SideFiles = {"", "-wal", "-shm"};
-
-/// Returns the name under which a damaged file stays. What lies beside it goes along: parts of it may be
-/// there.
-String SetAside(const String& path)
-{
-    String aside = path + ".damaged-" + std::to_string(GetUnixTime());
-    for (const char* side : SideFiles)
-    {
-        std::error_code error;
-        std::filesystem::rename(path + side, aside + side, error);
-        if (error && error != std::errc::no_such_file_or_directory)
-        {
-            throw IoException("rename", path + side, error.value());
-        }
-    }
-    return aside;
-}
-
-} // namespace
 
 StatusStore::StatusStore(const String& folder)
     : database(Open(PrepareOwnFolder(folder) + "/" + FileName, damage))
@@ -55,16 +26,24 @@ std::unique_ptr<Database> StatusStore::Open(const String& path, String& damage)
         StatusStoreSchema::Prepare(*opened);
         return opened;
     };
+    const auto setAside = [&](const DatabaseException& exception, const char* kind)
+    {
+        damage = Format("{0}. It is kept as '{1}', and an empty one took its place.", exception.GetMessage(),
+                        SetAsideFiles::Add(path, kind));
+    };
     try
     {
         return open();
     }
+    catch (const NewerSchemaException& exception)
+    {
+        setAside(exception, "newer");
+    }
     catch (const UnusableDatabaseException& exception)
     {
-        damage = Format("{0}. It is kept as '{1}', and an empty one took its place.", exception.GetMessage(),
-                        SetAside(path));
-        return open();
+        setAside(exception, "damaged");
     }
+    return open();
 }
 
 std::int64_t StatusStore::GetComponentKey(const String& componentId)

@@ -40,7 +40,8 @@ public:
 
     /// Opens or creates the file in `folder`, which is created with mode 0700, and given that mode, if need
     /// be. A file that is damaged, or that a newer service wrote in a way that this one cannot read, is
-    /// renamed, and the store begins empty. Throws `IoException` where the folder cannot be had.
+    /// set aside as one of that kind ("damaged", "newer"), and the store begins empty. Throws `IoException`
+    /// where the folder cannot be had.
     explicit StatusStore(const String& folder);
 
     /// Says why a file was set aside and where it is now; empty where none was.

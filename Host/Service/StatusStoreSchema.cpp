@@ -112,7 +112,7 @@ void StatusStoreSchema::Prepare(Database& database)
     const std::int64_t oldestReader = Read(database, "PRAGMA application_id");
     if (version > present && (oldestReader == 0 || oldestReader > present))
     {
-        throw UnusableDatabaseException(System::Core::Format(
+        throw NewerSchemaException(System::Core::Format(
             "The status store was written by a newer service: its schema is {0}, this service knows {1}",
             version, present));
     }

@@ -225,6 +225,26 @@ TEST_F(StatusStoreTest, AFileOfANewerServiceIsReadIfItMayBeAndSetAsideIfNot)
         EXPECT_THAT(store.GetDamage(), HasSubstr(damage));
         EXPECT_EQ(store.GetComponent(Id).state, state);
     }
+    EXPECT_THAT(folder.GetNames(), Contains(StartsWith("status.sqlite.newer-")));
+}
+
+TEST(StatusStoreTest, OnlyTheLatestFilesOfAKindAreKeptWhateverTheClockSays)
+{
+    const TemporaryFolder folder;
+    const String path = folder / StatusStore::FileName;
+    // One was set aside when the clock was far ahead.
+    for (const char* const name : {".newer-7", ".damaged-7", ".damaged-7-wal", ".damaged-8", ".damaged-9-wal",
+                                   ".damaged-9000000000000000"})
+    {
+        folder.Write(StatusStore::FileName + name, "");
+    }
+    folder.Write(StatusStore::FileName, "This is no database.");
+    const String damage = StatusStore(folder.GetPath()).GetDamage();
+    const String aside = damage.substr(damage.find(path + ".damaged-")).substr(path.size());
+    EXPECT_THAT(folder.GetNames(),
+                UnorderedElementsAre(StatusStore::FileName, "status.sqlite.newer-7",
+                                     "status.sqlite.damaged-9-wal", "status.sqlite.damaged-9000000000000000",
+                                     StatusStore::FileName + aside.substr(0, aside.find('\''))));
 }
 
 } // namespace Zel::Host::Service
