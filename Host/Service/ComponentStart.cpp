@@ -57,7 +57,8 @@ bool ComponentStart::IsInstalling() const
 StartGuard::Decision ComponentStart::Decide(const RaucAnswer& answer)
 {
     const auto status = environment.status->GetComponentStatus(componentId);
-    if (!status)
+    const auto slot = environment.status->FindProperty(componentId, StatusStore::InstallerSlotProperty);
+    if (!status || !slot)
     {
         return {StartAction::Wait, "The status store has to tell whether an installation is running."};
     }
@@ -69,7 +70,7 @@ StartGuard::Decision ComponentStart::Decide(const RaucAnswer& answer)
     StartFacts facts;
     facts.record = status->record;
     facts.bootId = environment.status->GetBootId();
-    environment.status->ReadProperty(componentId, StatusStore::InstallerSlotProperty, facts.installerSlot);
+    facts.installerSlot = *slot;
     facts.rauc = answer;
     facts.waitedLong = std::chrono::steady_clock::now() >= deadline;
     facts.now = GetUnixTime();

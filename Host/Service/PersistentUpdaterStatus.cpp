@@ -32,6 +32,37 @@ bool PersistentUpdaterStatus::TryStore(const char* what, const Operation& operat
     }
 }
 
+template <typename Operation>
+bool PersistentUpdaterStatus::TryChange(const char* what, const String& componentId,
+                                        const Operation& operation)
+{
+    const std::lock_guard order(changing);
+    const bool changed = TryStore(what, operation);
+    if (changed)
+    {
+        Learn(what, componentId);
+    }
+    return changed;
+}
+
+void PersistentUpdaterStatus::Learn(const char* what, const String& componentId)
+{
+    std::optional<Kept> kept;
+    const auto read = [&] {
+        kept = Kept{store->GetComponent(componentId), store->GetLastVerdict(componentId)};
+    };
+    static_cast<void>(TryStore(what, read));
+    const std::lock_guard lock(mutex);
+    if (kept)
+    {
+        keptComponents[ToLower(componentId)] = std::move(*kept);
+    }
+    else
+    {
+        keptComponents.erase(ToLower(componentId));
+    }
+}
+
 PersistentUpdaterStatus::Transient& PersistentUpdaterStatus::GetTransient(const String& componentId)
 {
     return components[ToLower(componentId)];
@@ -53,17 +84,15 @@ void PersistentUpdaterStatus::NotifyChange(const String& componentId) const
 
 bool PersistentUpdaterStatus::GetStatus(const String& componentId, SoftwareUpdateStatus& status)
 {
-    ComponentRecord record;
-    if (!TryStore("GetStatus", [&] { record = store->GetComponent(componentId); }))
+    const auto known = GetComponentStatus(componentId);
+    if (!known)
     {
         return false;
     }
-    const std::lock_guard lock(mutex);
-    const Transient& shown = GetTransient(componentId);
-    status.message = shown.message;
-    status.state = record.state;
-    status.revertible = record.revertible;
-    status.progress = shown.progress;
+    status.message = known->message;
+    status.state = known->record.state;
+    status.revertible = known->record.revertible;
+    status.progress = known->progress;
     status.confirmationTimeout = confirmationTimeout;
     return true;
 }
@@ -128,7 +157,8 @@ bool PersistentUpdaterStatus::BeginInstallation(const String& componentId, bool 
 {
     const Beginning beginning = MakeBeginning(componentId, installation);
     bool begun = false;
-    const bool stored = TryStore("BeginInstallation", [&] { begun = store->Begin(componentId, beginning); });
+    const bool stored =
+        TryChange("BeginInstallation", componentId, [&] { begun = store->Begin(componentId, beginning); });
     if (stored && begun)
     {
         {
@@ -174,14 +204,14 @@ void PersistentUpdaterStatus::RetryEnd(const String& componentId)
 void PersistentUpdaterStatus::End(const String& componentId, const Ending& ending)
 {
     bool ended = false;
-    const bool stored = TryStore("EndInstallation",
-                                 [&]
-                                 {
-                                     const String result =
-                                         ending.success ? Api::Result::Succeeded
-                                                        : JudgeFailure(store->GetComponent(componentId));
-                                     ended = store->End(componentId, ending.success, result, ending.reason);
-                                 });
+    const bool stored = TryChange("EndInstallation", componentId,
+                                  [&]
+                                  {
+                                      const String result =
+                                          ending.success ? Api::Result::Succeeded
+                                                         : JudgeFailure(store->GetComponent(componentId));
+                                      ended = store->End(componentId, ending.success, result, ending.reason);
+                                  });
     if (stored && !ended)
     {
         Log(LogLevel::Warning, "No installation of '{0}' is running that could end.", componentId);
@@ -197,7 +227,8 @@ void PersistentUpdaterStatus::End(const String& componentId, const Ending& endin
 bool PersistentUpdaterStatus::ResumeInstallation(const String& componentId)
 {
     bool resumed = false;
-    const bool stored = TryStore("ResumeInstallation", [&] { resumed = store->Resume(componentId); });
+    const bool stored =
+        TryChange("ResumeInstallation", componentId, [&] { resumed = store->Resume(componentId); });
     NotifyChange(componentId);
     return stored && resumed;
 }
@@ -206,8 +237,8 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
                                             const String& value, bool persistent)
 {
     const bool stored =
-        TryStore("WriteProperty",
-                 [&] { store->WriteProperty(componentId, propertyName, persistent ? value : String()); });
+        TryChange("WriteProperty", componentId,
+                  [&] { store->WriteProperty(componentId, propertyName, persistent ? value : String()); });
     if (stored)
     {
         const std::lock_guard lock(mutex);
@@ -224,18 +255,24 @@ bool PersistentUpdaterStatus::WriteProperty(const String& componentId, const Str
 void PersistentUpdaterStatus::ReadProperty(const String& componentId, const String& propertyName,
                                            String& value)
 {
-    value.clear();
+    value = FindProperty(componentId, propertyName).value_or(String());
+}
+
+std::optional<String> PersistentUpdaterStatus::FindProperty(const String& componentId,
+                                                            const String& propertyName)
+{
     {
         const std::lock_guard lock(mutex);
         const auto& properties = GetTransient(componentId).properties;
         if (const auto found = properties.find(propertyName); found != properties.end())
         {
-            value = found->second;
-            return;
+            return found->second;
         }
     }
+    std::optional<String> value;
     static_cast<void>(
         TryStore("ReadProperty", [&] { value = store->ReadProperty(componentId, propertyName); }));
+    return value;
 }
 
 std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*componentId*/)
@@ -258,7 +295,7 @@ void PersistentUpdaterStatus::SetBootSlot(const String& name)
 void PersistentUpdaterStatus::AddStep(const String& componentId, const String& text)
 {
     const bool waits = Waits(componentId);
-    static_cast<void>(TryStore("AddStep", [&] { store->AddStep(componentId, text, waits); }));
+    static_cast<void>(TryChange("AddStep", componentId, [&] { store->AddStep(componentId, text, waits); }));
 }
 
 bool PersistentUpdaterStatus::Waits(const String& componentId)
@@ -270,7 +307,7 @@ bool PersistentUpdaterStatus::Waits(const String& componentId)
 void PersistentUpdaterStatus::AddRestart(const String& componentId)
 {
     const bool waits = Waits(componentId);
-    static_cast<void>(TryStore("AddRestart", [&] { store->AddRestart(componentId, waits); }));
+    static_cast<void>(TryChange("AddRestart", componentId, [&] { store->AddRestart(componentId, waits); }));
     NotifyChange(componentId);
 }
 
@@ -293,7 +330,8 @@ std::optional<String> PersistentUpdaterStatus::FindEarlierVersion(const String& 
 bool PersistentUpdaterStatus::CallOff(const String& componentId, const String& reason)
 {
     bool calledOff = false;
-    const bool stored = TryStore("CallOff", [&] { calledOff = store->CallOff(componentId, reason); });
+    const bool stored =
+        TryChange("CallOff", componentId, [&] { calledOff = store->CallOff(componentId, reason); });
     NotifyChange(componentId);
     return stored && calledOff;
 }
@@ -301,23 +339,34 @@ bool PersistentUpdaterStatus::CallOff(const String& componentId, const String& r
 bool PersistentUpdaterStatus::Suspend(const String& componentId)
 {
     bool suspended = false;
-    return TryStore("Suspend", [&] { suspended = store->Suspend(componentId); }) && suspended;
+    return TryChange("Suspend", componentId, [&] { suspended = store->Suspend(componentId); }) && suspended;
 }
 
 std::optional<ComponentStatus> PersistentUpdaterStatus::GetComponentStatus(const String& componentId)
 {
-    ComponentStatus status;
-    if (!TryStore("GetComponentStatus",
-                  [&]
-                  {
-                      status.record = store->GetComponent(componentId);
-                      status.lastVerdict = store->GetLastVerdict(componentId);
-                  }))
+    if (auto known = Recall(componentId))
+    {
+        return known;
+    }
+    {
+        const std::lock_guard order(changing);
+        Learn("GetComponentStatus", componentId);
+    }
+    return Recall(componentId);
+}
+
+std::optional<ComponentStatus> PersistentUpdaterStatus::Recall(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    const auto kept = keptComponents.find(ToLower(componentId));
+    if (kept == keptComponents.end())
     {
         return std::nullopt;
     }
-    const std::lock_guard lock(mutex);
     const Transient& shown = GetTransient(componentId);
+    ComponentStatus status;
+    status.record = kept->second.record;
+    status.lastVerdict = kept->second.lastVerdict;
     status.message = shown.message;
     status.progress = shown.progress;
     status.progressText = shown.progressText;

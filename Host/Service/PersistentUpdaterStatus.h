@@ -32,8 +32,10 @@ struct ComponentStatus
 };
 
 /// The status store as the modules see it: state and properties in the store, messages, progress and
-/// properties that need not persist in memory. Thread-safe; a failure of the database is logged at error
-/// level and gives false, or nothing changed.
+/// properties that need not persist in memory. A component's record and last verdict are in memory as well,
+/// as soon as they could be read once, and always as the store has taken them: asking for them does not wait
+/// for a writer, whose sync may take seconds. Thread-safe; a failure of the database is logged at error level
+/// and gives false, or nothing changed.
 class PersistentUpdaterStatus
     : public Services::SoftwareUpdate::IUpdaterStatus,
       private System::Commons::Diagnostics::Logging::Loggable<PersistentUpdaterStatus>
@@ -105,8 +107,11 @@ public:
     /// Ends what is running, when the store could not keep its end.
     void RetryEnd(const String& componentId);
 
-    /// Returns what is shown; nothing (logged) when the record cannot be read.
+    /// Returns what is shown, from memory; nothing (logged) while the store has not told the record.
     [[nodiscard]] std::optional<ComponentStatus> GetComponentStatus(const String& componentId);
+
+    /// Returns a property, empty when it is not set; nothing (logged) when it cannot be read.
+    [[nodiscard]] std::optional<String> FindProperty(const String& componentId, const String& propertyName);
 
     [[nodiscard]] const String& GetBootId() const noexcept { return bootId; }
 
@@ -116,6 +121,13 @@ private:
         bool success = false;
         /// Why not.
         String reason;
+    };
+
+    /// What the store has taken.
+    struct Kept
+    {
+        ComponentRecord record;
+        Verdict lastVerdict;
     };
 
     /// What is known of a component in memory only.
@@ -136,6 +148,12 @@ private:
     /// Runs `operation` on the store; false when that failed, which was logged with the name `what`.
     template <typename Operation>
     [[nodiscard]] bool TryStore(const char* what, const Operation& operation) const;
+    /// The same for one that changes the component, which is in memory then, too.
+    template <typename Operation>
+    [[nodiscard]] bool TryChange(const char* what, const String& componentId, const Operation& operation);
+    /// Reads into memory what the store has; the caller holds `changing`.
+    void Learn(const char* what, const String& componentId);
+    [[nodiscard]] std::optional<ComponentStatus> Recall(const String& componentId);
     [[nodiscard]] Transient& GetTransient(const String& componentId);
     [[nodiscard]] String GetMessage(const String& componentId);
     [[nodiscard]] Beginning MakeBeginning(const String& componentId, bool installation);
@@ -149,7 +167,12 @@ private:
     const String bootId;
     const std::uint32_t confirmationTimeout;
     const ChangeHandler changeHandler;
+    /// Held from a change in the store until it is in memory, so that changes come there in their order;
+    /// locked before the store's own lock and before `mutex`, which are never held together.
+    std::mutex changing;
     std::mutex mutex;
+    /// None while the store has not told.
+    std::map<String, Kept> keptComponents;
     std::map<String, Transient> components;
     String bootSlot;
 };

@@ -71,6 +71,9 @@ struct FakeDevice : LoopRunner
         ASSERT_EQ(Begin(*status, "2.0.0.0", 0), ResultCode::Ok);
     }
 
+    /// Has the status learn what was written to the store past it; any change does.
+    void Reread() { EXPECT_TRUE(status->WriteProperty(Id, "None", "", true)); }
+
     /// Returns "ERROR: text", or nothing for a success.
     static String ToText(const RequestResult& result)
     {

@@ -48,6 +48,7 @@ const Deed SwitchesBack = [](Device& device)
     device.status->SetMessage(Device::Id, "", false);
     EXPECT_TRUE(
         device.store->End(Device::Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
+    device.Reread();
     device.Announce();
 };
 
@@ -130,6 +131,7 @@ TEST(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
         SwitchesBack(device);
         device.records.Execute("UPDATE history SET begun = 1005807600000000, ended = 1005807660000000;"
                                "UPDATE step SET time = 1005807600000000");
+        device.Reread();
         device.Announce();
     };
     Check("status", 0,

@@ -146,6 +146,7 @@ TEST_F(ComponentStartTest, WhatWaitedSinceAnEarlierBootAndIsRefusedIsNotified)
     PersistentUpdaterStatus earlier(store, "old boot", 0, {});
     earlier.SetUpcoming(Id, {"A", false, "1.0.0.0", "2.0.0.0", GetUnixTime() + 60'000'000, {}});
     ASSERT_EQ(Begin(earlier, "2.0.0.0", 0), ResultCode::Ok);
+    Reread();
     script->install = [](auto&, auto&, auto) { return ResultCode::NotFound; };
     EXPECT_EQ(Start(), "");
     ASSERT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
@@ -197,8 +198,17 @@ TEST_F(ComponentStartTest, AStoreThatCannotBeReadOrWrittenKeepsTheModuleAway)
 {
     BeginInThisBoot();
     records.Execute("ALTER TABLE component RENAME TO lost");
+    {
+        // As after a start of the service, when nothing is known from before.
+        ComponentEnvironment environment = MakeEnvironment();
+        environment.status = std::make_shared<PersistentUpdaterStatus>(store, "boot", 0, nullptr);
+        Component unknown(Id, environment);
+        unknown.Start();
+        ASSERT_TRUE(RunUntil([this] { return startDelays == 1; }));
+    }
     component.Start();
-    ASSERT_TRUE(RunUntil([this] { return startDelays > 0; }));
+    ASSERT_TRUE(RunUntil([this] { return startDelays == 2; }));
+    EXPECT_EQ(Now().state, InstallationState::Installing);
     records.Execute("CREATE TRIGGER refuse BEFORE UPDATE ON lost BEGIN SELECT RAISE(ABORT, 'refused'); END");
     records.Execute("ALTER TABLE lost RENAME TO component");
     ASSERT_TRUE(RunUntil([this] { return Now().message.find("interrupted") != String::npos; }));

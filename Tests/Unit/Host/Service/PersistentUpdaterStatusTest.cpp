@@ -6,11 +6,14 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
+#include <future>
+#include <thread>
 
 namespace Zel::Host::Service
 {
 
 using namespace testing;
+using Services::SoftwareUpdate::InstallationState;
 using Tests::Support::TemporaryFolder;
 
 struct PersistentUpdaterStatusTest : Test
@@ -108,6 +111,51 @@ TEST_F(PersistentUpdaterStatusTest, ASlotThatCannotBeMarkedAsRecordedIsNotRecord
         .Execute("CREATE TRIGGER refuse BEFORE UPDATE ON component BEGIN SELECT RAISE(ABORT, 'full'); END");
     EXPECT_FALSE(status->WriteProperty(Id, slot, "rootfs.0", true));
     EXPECT_EQ(Read(slot), "");
+}
+
+TEST_F(PersistentUpdaterStatusTest, AStoreThatDoesNotTellIsAskedAgainAndARefusedChangeIsNotShown)
+{
+    const auto run = [this](auto* text) { Database(folder / StatusStore::FileName).Execute(text); };
+    run("ALTER TABLE component RENAME TO lost");
+    PersistentUpdaterStatus::SoftwareUpdateStatus read;
+    EXPECT_FALSE(status->GetStatus(Id, read));
+    EXPECT_FALSE(status->GetComponentStatus(Id) || status->FindProperty(Id, "Name"));
+    run("ALTER TABLE lost RENAME TO component");
+    EXPECT_EQ(Get().record.state, InstallationState::Idle);
+    run("CREATE TRIGGER refuse BEFORE UPDATE ON component BEGIN SELECT RAISE(ABORT, 'full'); END");
+    EXPECT_FALSE(status->BeginInstallation(Id, true));
+    EXPECT_EQ(Get().record.state, InstallationState::Idle);
+    run("DROP TRIGGER refuse");
+    EXPECT_TRUE(status->BeginInstallation(Id, true));
+    EXPECT_EQ(Get().record.state, InstallationState::Installing);
+}
+
+TEST_F(PersistentUpdaterStatusTest, WhatIsKnownIsToldWhileAnotherThreadWritesToTheStore)
+{
+    const auto store = std::make_shared<StatusStore>(folder / "own");
+    status = std::make_unique<PersistentUpdaterStatus>(store, "boot-1", 60, nullptr);
+    status->SetUpcoming(Id, {"", false, "", "", 1000});
+    ASSERT_TRUE(status->BeginInstallation(Id, true));
+    Database other(folder / "own/status.sqlite");
+    std::optional<Database::Transaction> held(std::in_place, other);
+    std::atomic<bool> written = false;
+    std::thread writer(
+        [&]
+        {
+            status->AddStep(Id, "Copying");
+            written = true;
+        });
+    // It is in the store as soon as that has no answer for others.
+    std::future<void> probe;
+    do
+    {
+        probe = std::async(std::launch::async, [&] { static_cast<void>(store->GetNotifications(1)); });
+    } while (!written && probe.wait_for(std::chrono::milliseconds(10)) == std::future_status::ready);
+    EXPECT_EQ(Get().record.dueTime, 1000);
+    EXPECT_FALSE(written);
+    held.reset();
+    writer.join();
+    EXPECT_EQ(Get().record.dueTime, 0);
 }
 
 TEST_F(PersistentUpdaterStatusTest, AFullFileSystemGivesFalseAndIsLogged)
