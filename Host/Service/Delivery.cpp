@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -35,6 +36,15 @@ constexpr std::uint64_t PieceSize = std::uint64_t{8} * 1024 * 1024; // bytes bet
 /// What a bundle leaves free, in bytes: the status store needs it to keep how the installation ends.
 constexpr std::uint64_t Reserve = std::uint64_t{4} * 1024 * 1024;
 constexpr std::size_t BufferSize = std::size_t{1024} * 1024; // bytes
+
+constexpr std::string_view Prefix = "bundle-";
+
+/// Whether a delivery gives such names; what else lies in its folder is somebody else's.
+bool IsOwnName(const String& name)
+{
+    return name.size() > Prefix.size() && name.starts_with(Prefix) &&
+           name.find_first_not_of("0123456789", Prefix.size()) == String::npos;
+}
 
 [[noreturn]] void Refuse(const char* reason)
 {
@@ -129,8 +139,11 @@ Delivery::Delivery(const String& folder) : folder(PrepareOwnFolder(folder))
     std::error_code error;
     for (const auto& entry : std::filesystem::directory_iterator(this->folder, error))
     {
-        Log(LogLevel::Info, "Removing the unfinished delivery '{0}'.", entry.path().string());
-        Discard(entry.path().string());
+        if (IsOwnName(entry.path().filename().string()))
+        {
+            Log(LogLevel::Info, "Removing the unfinished delivery '{0}'.", entry.path().string());
+            Discard(entry.path().string());
+        }
     }
 }
 
@@ -141,7 +154,8 @@ std::unique_ptr<DeliveredFile> Delivery::Take(const FileDescriptor& source,
     CheckSource(source, before);
     const auto size = static_cast<std::uint64_t>(before.st_size);
     CheckRoom(size);
-    auto target = std::make_unique<DeliveredFile>(*this, folder + "/bundle-" + std::to_string(++lastNumber));
+    auto target =
+        std::make_unique<DeliveredFile>(*this, folder + "/" + String(Prefix) + std::to_string(++lastNumber));
     try
     {
         CopyTo(source, target->GetPath(), size, progress);

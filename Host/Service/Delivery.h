@@ -37,8 +37,8 @@ class Delivery : private System::Commons::Diagnostics::Logging::Loggable<Deliver
 public:
     using FileDescriptor = System::Commons::Io::FileDescriptor;
 
-    /// Uses `folder`, creates it with mode 0700 and removes what an earlier run left in it. Throws
-    /// `IoException`.
+    /// Uses `folder`, creates it with mode 0700 and removes the deliveries that an earlier run left in it.
+    /// Throws `IoException`.
     explicit Delivery(const String& folder);
 
     /// Copies the whole file, whatever the descriptor's position, to a new one of mode 0640 and syncs it.

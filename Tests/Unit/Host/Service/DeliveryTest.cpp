@@ -109,12 +109,19 @@ TEST_F(DeliveryTest, WithoutRoomNothingIsLeft)
     EXPECT_TRUE(std::filesystem::is_empty(mount / "delivery"));
 }
 
-TEST_F(DeliveryTest, WhatAnEarlierRunLeftIsRemoved)
+TEST_F(DeliveryTest, WhatAnEarlierRunLeftIsRemovedAndNothingElse)
 {
     ASSERT_EQ(chmod(target.c_str(), 0755), 0);
-    folder.Write("delivery/bundle-7", "half");
+    folder.Write("delivery/bundle-17", "half");
+    // A settings document may put pending bundles here.
+    for (const char* const other : {"bundle-", "bundle-7.raucb", "pending"})
+    {
+        folder.Write(String("delivery/") + other, "whole");
+    }
     const Delivery next(target);
-    EXPECT_TRUE(std::filesystem::is_empty(target));
+    EXPECT_FALSE(std::filesystem::exists(target + "/bundle-17"));
+    const auto left = std::filesystem::directory_iterator(target);
+    EXPECT_EQ(std::distance(begin(left), end(left)), 3);
     EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms::owner_all);
 }
 
