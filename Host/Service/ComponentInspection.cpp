@@ -54,6 +54,7 @@ void Component::LookAt(const std::shared_ptr<DeliveredFile>& file, const Request
             environment.inspect(file ? file->GetPath() : String(), facts,
                                 [this, file, inspection](const InspectionFacts& known)
                                 {
+                                    module.Remove(file);
                                     const RaucBundle bundle = known.bundle.value_or(RaucBundle());
                                     inspection->version = bundle.version;
                                     inspection->compatible = bundle.compatible;

@@ -131,6 +131,11 @@ DeliveredFile::DeliveredFile(const Delivery& delivery, String path)
 
 DeliveredFile::~DeliveredFile()
 {
+    Remove();
+}
+
+void DeliveredFile::Remove() const noexcept
+{
     delivery.Discard(path);
 }
 

@@ -23,6 +23,9 @@ public:
     DeliveredFile(const DeliveredFile&) = delete;
     DeliveredFile& operator=(const DeliveredFile&) = delete;
 
+    /// Removes it before that.
+    void Remove() const noexcept;
+
     [[nodiscard]] const String& GetPath() const noexcept { return path; }
 
 private:

@@ -150,6 +150,14 @@ RequestResult ModuleWorker::TakeBundle(const Delivery::FileDescriptor& bundle,
     }
 }
 
+void ModuleWorker::Remove(const std::shared_ptr<DeliveredFile>& file)
+{
+    if (file)
+    {
+        worker.Post([file] { file->Remove(); });
+    }
+}
+
 void ModuleWorker::Stop()
 {
     worker.Stop();

@@ -51,6 +51,8 @@ public:
     void Read(const Question& question, std::function<void(const ModuleVersions& versions)> done);
     /// Copies a bundle into a file of the service's own; that is null where it failed.
     void Deliver(const std::shared_ptr<Delivery::FileDescriptor>& bundle, DeliveryCompletion done);
+    /// Removes such a file, which takes long for a large one; nobody is told when that is done.
+    void Remove(const std::shared_ptr<DeliveredFile>& file);
 
     /// Destroys the module; returns when that is done. What has no end by then gets none.
     void Stop();
