@@ -228,9 +228,8 @@ TEST_F(StatusStoreTest, AFileOfANewerServiceIsReadIfItMayBeAndSetAsideIfNot)
     EXPECT_THAT(folder.GetNames(), Contains(StartsWith("status.sqlite.newer-")));
 }
 
-TEST(StatusStoreTest, OnlyTheLatestFilesOfAKindAreKeptWhateverTheClockSays)
+TEST_F(StatusStoreTest, OnlyTheLatestFilesOfAKindAreKeptWhateverTheClockSays)
 {
-    const TemporaryFolder folder;
     const String path = folder / StatusStore::FileName;
     // One was set aside when the clock was far ahead.
     for (const char* const name : {".newer-7", ".damaged-7", ".damaged-7-wal", ".damaged-8", ".damaged-9-wal",
