@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -20,6 +21,9 @@ using System::Core::Format;
 
 namespace
 {
+
+/// Whole seconds, which do not overflow for any date that can be written; the clock's own time does.
+using Seconds = std::chrono::time_point<std::chrono::system_clock, std::chrono::seconds>;
 
 struct Unit
 {
@@ -42,11 +46,15 @@ std::uint64_t FindUnit(std::string_view name)
     return 0;
 }
 
-/// Returns the moment of a local date and time, whose fields may exceed their ranges.
-std::chrono::system_clock::time_point ToMoment(std::tm local)
+/// Returns the moment of a local date and time, whose day may exceed the month; nothing where the clock skips
+/// it. `dst` is as `tm_isdst` and chooses where the clock shows it twice.
+std::optional<Seconds> ToMoment(std::tm local, int dst)
 {
-    local.tm_isdst = -1;
-    return std::chrono::system_clock::from_time_t(std::mktime(&local));
+    const int minutes = local.tm_hour * 60 + local.tm_min;
+    local.tm_isdst = dst;
+    const std::time_t moment = std::mktime(&local);
+    const bool isShown = local.tm_hour * 60 + local.tm_min == minutes;
+    return isShown ? std::optional(Seconds(std::chrono::seconds(moment))) : std::nullopt;
 }
 
 bool IsClockTime(const String& text)
@@ -56,8 +64,8 @@ bool IsClockTime(const String& text)
            text.substr(0, 2) < "24" && text[3] < '6';
 }
 
-std::chrono::system_clock::time_point GetNext(const String& clockTime,
-                                              std::chrono::system_clock::time_point now)
+/// Returns the next moment at which the clock shows a time.
+std::optional<Seconds> GetNext(const String& clockTime, std::chrono::system_clock::time_point now)
 {
     const std::time_t seconds = std::chrono::system_clock::to_time_t(now);
     std::tm local{};
@@ -65,24 +73,31 @@ std::chrono::system_clock::time_point GetNext(const String& clockTime,
     local.tm_hour = std::stoi(clockTime.substr(0, 2));
     local.tm_min = std::stoi(clockTime.substr(3));
     local.tm_sec = 0;
-    if (ToMoment(local) <= now)
+    std::optional<Seconds> next;
+    // The clock may skip the time today, but not on two days.
+    for (int day = 0; day < 3 && !next; ++day)
     {
+        for (const int dst : {1, 0})
+        {
+            const auto moment = ToMoment(local, dst);
+            next = moment && *moment > now && (!next || *moment < *next) ? moment : next;
+        }
         ++local.tm_mday;
     }
-    return ToMoment(local);
+    return next;
 }
 
-std::chrono::system_clock::time_point ParseDate(const String& text)
+std::optional<Seconds> ParseDate(const String& text)
 {
     const DateTime parsed = DateTime::FromIso8601String(text);
     const std::time_t seconds = (parsed.GetTicks() - DateTime::UnixEpochTicks) / DateTime::TicksPerSecond;
     if (parsed.GetKind() == DateTimeKind::Utc)
     {
-        return std::chrono::system_clock::from_time_t(seconds);
+        return Seconds(std::chrono::seconds(seconds));
     }
     std::tm local{};
     gmtime_r(&seconds, &local);
-    return ToMoment(local);
+    return ToMoment(local, -1);
 }
 
 } // namespace
@@ -111,7 +126,7 @@ std::chrono::milliseconds ParseSpan(const String& text, const char* what)
 std::chrono::system_clock::time_point ParseStart(const String& text,
                                                  std::chrono::system_clock::time_point now)
 {
-    std::chrono::system_clock::time_point start;
+    std::optional<Seconds> start;
     try
     {
         start = IsClockTime(text) ? GetNext(text, now) : ParseDate(text);
@@ -123,17 +138,24 @@ std::chrono::system_clock::time_point ParseStart(const String& text,
             Format("'{0}' is no time: write HH:MM or a date and time, for example 2026-12-24T03:00:00",
                    text));
     }
-    if (start < now)
+    if (!start)
+    {
+        throw CommandError(ExitCode::Usage, Format("the clock skips the time '{0}'", text));
+    }
+    const auto thisSecond = std::chrono::floor<std::chrono::seconds>(now);
+    if (*start < thisSecond || (*start == thisSecond && thisSecond < now))
     {
         throw CommandError(ExitCode::Usage, Format("the time '{0}' has passed", text));
     }
-    if (start - now >= std::chrono::milliseconds(Api::DelayLimit))
+    // The first comparison keeps the second one from an overflow.
+    const std::chrono::milliseconds limit(Api::DelayLimit);
+    if (*start - thisSecond > limit || *start - now >= limit)
     {
         throw CommandError(
             ExitCode::Usage,
             Format("the time '{0}' is too far away: it must be within 2^32 ms (49 days 17 hours)", text));
     }
-    return start;
+    return *start;
 }
 
 } // namespace Zel::Host::Cli

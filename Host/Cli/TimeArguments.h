@@ -15,7 +15,8 @@ namespace Zel::Host::Cli
 
 /// Returns the moment that `text` stands for: "HH:MM", the next time that the clock shows it, or a date and
 /// time as ISO 8601; both are local time unless an offset or "Z" is there. Throws `CommandError` (usage) for
-/// everything else and for what is before `now` or 2^32 ms or more after it.
+/// everything else, for a local date and time that the clock skips, and for what is before `now` or 2^32 ms
+/// or more after it.
 [[nodiscard]] std::chrono::system_clock::time_point ParseStart(const String& text,
                                                                std::chrono::system_clock::time_point now);
 

@@ -104,10 +104,20 @@ TEST(TimeArgumentsTest, AStartIsLocalUnlessItSaysOtherwiseAndAheadWithinTheLimit
         EXPECT_EQ(ParseStart(text, now) - now, std::chrono::seconds(seconds)) << text;
     }
     for (const char* const text :
-         {"2026-11-21T06:59:59Z", "2027-01-10T00:02:48Z", "24:00", "9:01", "09:60", "soon", ""})
+         {"2026-11-21T06:59:59Z", "2027-01-10T00:02:48Z", "2611-06-13T17:05:30Z", "9999-12-31T23:59:59Z",
+          "0001-01-01T00:00:00Z", "24:00", "9:01", "09:60", "soon", ""})
     {
         EXPECT_THAT([&] { return ParseStart(text, now); }, Refuses(ExitCode::Usage, text));
     }
+    // It is 03:05, 01:05:00Z; the clock went from 02:00 to 03:00.
+    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    const auto spring = std::chrono::system_clock::from_time_t(1'774'746'300);
+    EXPECT_EQ(ParseStart("02:30", spring) - spring, std::chrono::minutes(23 * 60 + 25));
+    EXPECT_EQ(GetExitCode("2026-03-29T02:30:00", [&] { return ParseStart("2026-03-29T02:30:00", spring); }),
+              2);
+    // It is 02:45 for the first time, 00:45:00Z; the clock shows 02:30 once more.
+    const auto autumn = std::chrono::system_clock::from_time_t(1'792'888'200 + 900);
+    EXPECT_EQ(ParseStart("02:30", autumn) - autumn, std::chrono::minutes(45));
 }
 
 } // namespace Zel::Host::Cli
