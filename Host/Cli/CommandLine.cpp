@@ -190,7 +190,7 @@ String Explain(const CLI::App& program, const CLI::ParseError& error)
     {
         return "there is no verb '" + unexpected.front() + "'";
     }
-    if (program.get_subcommands().empty() && error.get_name() == "RequiredError")
+    if (program.get_subcommands().empty() && unexpected.empty() && error.get_name() == "RequiredError")
     {
         return "a verb is missing";
     }

@@ -19,6 +19,7 @@ TEST(CommandLineTest, AWrongCallGivesOneLineOnStandardErrorAndExitCodeTwo)
     const std::vector<std::pair<std::vector<String>, String>> calls = {
         {{}, "a verb is missing" + help},
         {{"--quiet"}, "a verb is missing" + help},
+        {{"--bogus"}, "'--bogus' was not expected" + help},
         {{"foo\x1B[2J"}, "there is no verb 'foo\\x1B[2J'" + help},
         {{"--nope", "status"}, "'--nope' was not expected" + help},
         {{"status", "revert"}, "'revert' was not expected" + help},
