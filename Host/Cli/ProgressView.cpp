@@ -17,6 +17,8 @@ namespace
 
 const String ToLineStart = "\r";
 const String ClearToLineEnd = "\x1B[K";
+/// What RAUC says at the end of an installation, all that is announced of a quick one.
+const String InstallationDone = "Installing done.";
 
 } // namespace
 
@@ -65,7 +67,7 @@ void ProgressView::Advance(const ComponentState& state)
     // RAUC first looks at the bundle, which it says is done at 100 %, and then begins to install at 0 %. A
     // message without a percentage comes from the updater, when RAUC is done.
     const bool isLook = !state.IsThrough() && state.progressPercent >= 100 && percent == 0 &&
-                        state.message == state.progressText;
+                        state.message == state.progressText && state.progressText != InstallationDone;
     percent = isLook ? 0 : std::max(percent, state.GetShownPercent());
 }
 

@@ -58,10 +58,12 @@ TEST(ProgressViewTest, ThePercentageNeverFallsNorCountsTheLookAtTheBundle)
         view.Show(state);
     }
     // Nothing but the end of a quick installation was announced.
+    ProgressView(out, Terminal(), false).Show(state);
     state.message = "The device is going to reboot.";
     ProgressView(out, Terminal(), false).Show(state);
     EXPECT_EQ(out.str(), "  0 % Checking bundle done. (0:00)\n  0 % Installing (0:00)\n 46 % Copying (0:00)\n"
                          " 46 % Copying more (0:00)\n 99 % Installing done. (0:00)\n"
+                         " 99 % Installing done. (0:00)\n"
                          " 99 % The device is going to reboot. (0:00)\n");
 }
 
