@@ -118,18 +118,23 @@ int main(int argumentCount, char** arguments)
         String settingsPath = "/etc/zel-updated/settings.xml";
         app.add_option("--settings", settingsPath, "The settings document")->capture_default_str();
         String checkedPath;
-        app.add_option("--check-config", checkedPath,
-                       "Check a settings document, say what is wrong, and end");
+        const CLI::Option* const check = app.add_option(
+            "--check-config", checkedPath, "Check a settings document, say what is wrong, and end");
         app.set_version_flag("--version", Version);
         try
         {
             app.parse(argumentCount, arguments);
+            // As from an unset variable of a script.
+            if (check->count() > 0 && checkedPath.empty())
+            {
+                throw CLI::ValidationError("--check-config", "the name of the document is empty");
+            }
         }
         catch (const CLI::ParseError& error)
         {
             return app.exit(error) == 0 ? EXIT_SUCCESS : UsageError;
         }
-        return checkedPath.empty() ? Daemon::Run(settingsPath) : Daemon::Check(checkedPath);
+        return check->count() == 0 ? Daemon::Run(settingsPath) : Daemon::Check(checkedPath);
     }
     catch (const std::exception& exception)
     {
