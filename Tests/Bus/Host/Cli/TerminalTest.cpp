@@ -145,6 +145,13 @@ TEST_F(TerminalTest, AWatchShowsEachChangeAcrossTheServicesRestart)
     }
 }
 
+TEST_F(TerminalTest, AClosedStandardInputIsNoBundleAndNoWait)
+{
+    auto run = Call("stage -", ProgramRun::Output::Pipes, {"sh", "-c", "exec \"$@\" <&-", "sh"});
+    EXPECT_EQ(run.Finish(), 1);
+    EXPECT_THAT(run.GetErr(), HasSubstr("standard input"));
+}
+
 TEST_F(TerminalTest, WithoutServiceOrBusTheExitCodeIsSeven)
 {
     Vanish();
