@@ -37,7 +37,7 @@ struct ComponentState
     std::int32_t progressPercent = 0;
     String progressText;
     bool revertible = false;
-    /// "" where there is none.
+    /// "" where there is none, or where it was not read yet.
     String currentVersion;
     String pendingVersion;
     String fallbackVersion;
@@ -53,6 +53,9 @@ struct ComponentState
 
     /// Whether the updater is through, and nothing but the device's restart is missing.
     [[nodiscard]] bool IsThrough() const;
+
+    /// Whether the service has read the versions: one that is empty then is one that there is not.
+    [[nodiscard]] bool KnowsVersions() const noexcept { return versionsTime != 0; }
 
     /// Percent, 0 to 100. While an installation runs at most 99; 100 as soon as the updater is through: RAUC
     /// also reports 100 for an installation that fails.

@@ -3,6 +3,8 @@
 #include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
 
+#include <utility>
+
 namespace Zel::Host::Cli
 {
 
@@ -52,12 +54,19 @@ Fact OfProgress(const ComponentState& state)
              {"/progress/text", Facts::TextOrNone(state.progressText)}}};
 }
 
+/// Before the versions were read nothing is known of one that is missing.
 void AddVersions(std::vector<Fact>& facts, const ComponentState& state)
 {
-    facts.push_back(Facts::Text("Running version", "/versions/current", state.currentVersion));
-    facts.push_back(Facts::Text("Pending version", "/versions/pending", state.pendingVersion));
-    facts.push_back(Facts::Text("Fallback version", "/versions/fallback", state.fallbackVersion));
-    facts.push_back(Facts::Text("Versions as of", "/versions/time", ToTimeText(state.versionsTime)));
+    const auto add = [&](const char* label, const char* pointer, const String& text)
+    {
+        Fact fact = Facts::Text(label, pointer, text);
+        fact.text = text.empty() && !state.KnowsVersions() ? "unknown" : text;
+        facts.push_back(std::move(fact));
+    };
+    add("Running version", "/versions/current", state.currentVersion);
+    add("Pending version", "/versions/pending", state.pendingVersion);
+    add("Fallback version", "/versions/fallback", state.fallbackVersion);
+    add("Versions as of", "/versions/time", ToTimeText(state.versionsTime));
 }
 
 } // namespace

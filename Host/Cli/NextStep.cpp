@@ -39,6 +39,10 @@ const std::array ActivityRows = {
 /// What can be installed: not without a word what has just failed.
 String DescribeInstallation(const ComponentState& state)
 {
+    if (state.pendingVersion.empty() && !state.KnowsVersions())
+    {
+        return "The versions are read as soon as RAUC answers; 'systemctl status rauc' shows whether it runs";
+    }
     if (state.pendingVersion.empty())
     {
         return "'zelupdate install FILE' installs a bundle";
@@ -57,6 +61,11 @@ String DescribeInstallation(const ComponentState& state)
 
 String DescribeNextStep(const ComponentState& state)
 {
+    // Also while the service gets ready again.
+    if (state.state == ComponentState::Failed)
+    {
+        return "'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
+    }
     if (state.IsWaiting())
     {
         return Format("The installation starts by itself at {0}; 'zelupdate cancel' calls it off.",
@@ -71,10 +80,6 @@ String DescribeNextStep(const ComponentState& state)
         {
             return row.next;
         }
-    }
-    if (state.state == Api::State::Failed)
-    {
-        return "'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
     }
     const char* const revert = "; 'zelupdate revert' goes back to the earlier version.";
     return DescribeInstallation(state) + (state.revertible ? revert : ".");

@@ -170,7 +170,8 @@ TEST(ZelUpdateTest, WhatReadsShowsTheComponentAndItsPast)
     };
     Check("components", 0, "\nController 750  idle   1.0.0.0\nDisplay/\u00e4       idle   -\nNext: ", "",
           {.before = twice});
-    Check("versions --component DISPLAY/\u00e4", 0, "Component:         Display/\u00e4\n", "",
+    Check("versions --component DISPLAY/\u00e4", 0,
+          "Component:         Display/\u00e4\nRunning version:   unknown\nPending version:   unknown\n", "",
           {.before = twice});
     Check("status", 2, "",
           "there are several components: choose one with --component: 'Controller 750', 'Display/\u00e4'",
