@@ -166,7 +166,7 @@ struct FakeDevice : LoopRunner
                 {
                     facts.rauc = goes ? RaucState::Absent : facts.rauc;
                     facts.bundle = bundle;
-                    facts.refusal = bundle ? "" : "rauc info error";
+                    facts.refusal = bundle || rauc.state != RaucState::Resting ? "" : "rauc info error";
                     facts.deviceCompatible = "Controller";
                     handler(facts);
                 },

@@ -18,10 +18,10 @@ void TellHandover(Session& session, const FileDescriptor& bundle)
     session.GetOutput().WriteLine(Format("Handing over {0} ...", bundle.GetPath()));
 }
 
-/// Whether a check is about the bundle alone.
+/// Whether a check is about the bundle alone. That of the version fails for one that is too long.
 bool IsOfBundle(const BundleCheck& check)
 {
-    return check.name == "signature" || check.name == "compatible";
+    return check.name == "signature" || check.name == "compatible" || check.name == "version";
 }
 
 } // namespace
@@ -51,6 +51,12 @@ BundleInspection InspectBundle(Session& session)
     BusClient& client = session.Connect();
     TellHandover(session, bundle);
     return client.Inspect(bundle.Get());
+}
+
+const BundleCheck* FindRejection(const std::vector<BundleCheck>& checks)
+{
+    const BundleCheck* const failure = FindFailure(checks);
+    return failure != nullptr && IsOfBundle(*failure) ? failure : nullptr;
 }
 
 const BundleCheck* FindFailure(const std::vector<BundleCheck>& checks)

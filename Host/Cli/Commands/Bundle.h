@@ -28,6 +28,9 @@ namespace Zel::Host::Cli
 /// before others; null where none failed.
 [[nodiscard]] const BundleCheck* FindFailure(const std::vector<BundleCheck>& checks);
 
+/// Returns the failed check of the bundle itself; null where none failed.
+[[nodiscard]] const BundleCheck* FindRejection(const std::vector<BundleCheck>& checks);
+
 /// Sets that the bundle is rejected, or cannot be installed now, because of a failed check.
 void SetFailure(const BundleCheck& check, Report& report);
 

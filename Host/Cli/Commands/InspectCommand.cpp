@@ -13,16 +13,17 @@ using System::Core::Format;
 namespace
 {
 
-/// A failed check that does not tell what the bundle is for is none of this command's.
-void Judge(const BundleInspection& bundle, Report& report)
+/// Checks that are not about the bundle itself are none of this command's. `rejection` is the failed one that
+/// is, or null.
+void Judge(const BundleInspection& bundle, const BundleCheck* rejection, Report& report)
 {
     if (bundle.fits)
     {
         report.next = "'zelupdate check FILE' shows whether it could be installed now.";
     }
-    else if (const BundleCheck* const failure = FindFailure(bundle.checks))
+    else if (rejection != nullptr)
     {
-        SetFailure(*failure, report);
+        SetFailure(*rejection, report);
     }
     else
     {
@@ -31,6 +32,13 @@ void Judge(const BundleInspection& bundle, Report& report)
         report.summary = "RAUC does not tell whether the bundle fits this device";
         report.next = "'systemctl status rauc' shows whether it runs; then look again.";
     }
+}
+
+/// Without a check of the bundle that fails, one that does not fit is one that nothing is known about.
+Fact OfFit(const BundleInspection& bundle, const BundleCheck* rejection)
+{
+    return bundle.fits || rejection != nullptr ? Facts::YesOrNo("Fits", "/fits", bundle.fits)
+                                               : Fact{"Fits", "unknown", {{"/fits", {}}}};
 }
 
 Fact OfSize(std::uint64_t bytes)
@@ -46,12 +54,13 @@ Fact OfSize(std::uint64_t bytes)
 Report RunInspect(Session& session)
 {
     const BundleInspection bundle = InspectBundle(session);
+    const BundleCheck* const rejection = FindRejection(bundle.checks);
     Report report = MakeReport(session.GetClient().GetState(), "shown", "");
     report.facts = {Facts::Text("Version", "/version", bundle.version),
                     Facts::Text("Compatible", "/compatible", bundle.compatible),
                     Facts::Text("This device", "/deviceCompatible", bundle.deviceCompatible),
-                    Facts::YesOrNo("Fits", "/fits", bundle.fits), OfSize(bundle.size)};
-    Judge(bundle, report);
+                    OfFit(bundle, rejection), OfSize(bundle.size)};
+    Judge(bundle, rejection, report);
     return report;
 }
 

@@ -22,7 +22,8 @@ const std::vector<Verb>& GetVerbs()
          "Show every reason why an installation now would fail or need care; changes nothing",
          {VerbOption::File},
          &RunCheck,
-         "Exit code 0 when no check fails, 6 when signature or compatible fails, 5 when another one does."},
+         "Exit code 0 when no check fails, 6 when signature, compatible or version fails, 5 when another one "
+         "does."},
         {"stage",
          "Hand a bundle over: it is verified and pending then, and nothing is installed",
          {VerbOption::File},

@@ -204,6 +204,17 @@ TEST(ZelUpdateTest, BundlesAreLookedAtAndStaged)
           "the bundle would be rejected: The bundle is for 'Display', this device is 'Controller'. Use a "
           "bundle for it.\nNext: Get another bundle.",
           holds("Display", Resting));
+    Check("inspect FILE", 5,
+          "Compatible:        none\nThis device:       Controller\nFits:              unknown\n",
+          "RAUC does not tell whether the bundle fits this device\nNext: 'systemctl status rauc' shows "
+          "whether it runs; then look again.",
+          {.before = [](Device& device) { device.rauc.state = Absent; }});
+    Check("check FILE", 6, "\nversion      fail    The version has 600 characters, at most 511 are possible.",
+          "the bundle would be rejected: The version has 600 characters, at most 511 are possible. Build the "
+          "bundle with a shorter one.",
+          {.before = [](Device& device) {
+              device.bundle = Host::Service::RaucBundle{String(600, '1'), "Controller"};
+          }});
     const String checks = "Version:           1.2.0.0\nCheck        Result  What to do\n";
     Check("check -", 0, checks + "signature    pass    -\ncompatible   pass    -\n", "",
           holds("Controller", Resting));
