@@ -21,6 +21,8 @@ public:
     inline static const String Timeout = "org.freedesktop.DBus.Error.Timeout";
     /// An answer that does not have the shape of the service's interface.
     inline static const String InvalidAnswer = "org.freedesktop.DBus.Error.InvalidSignature";
+    /// The service does not take a value.
+    inline static const String InvalidArgument = "zel.SoftwareUpdate1.Error.InvalidArgument";
 
     /// `name` is the D-Bus error's name, `reason` its text as received.
     BusError(String name, const String& reason);

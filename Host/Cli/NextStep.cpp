@@ -62,7 +62,7 @@ String DescribeInstallation(const ComponentState& state)
 String DescribeNextStep(const ComponentState& state)
 {
     // Also while the service gets ready again.
-    if (state.state == ComponentState::Failed)
+    if (state.state == Api::State::Failed)
     {
         return "'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
     }

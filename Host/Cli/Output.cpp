@@ -177,7 +177,7 @@ void Output::WriteLines(const Report& report)
     for (const Fact& fact : report.facts)
     {
         const String shown = fact.text.empty() ? "none" : Printable(fact.text);
-        out << Format("{0:<19}{1}\n", fact.label + ":", shown);
+        out << (fact.label.empty() ? "" : Format("{0:<19}{1}\n", fact.label + ":", shown));
     }
     for (const Table& table : report.tables)
     {

@@ -24,6 +24,7 @@ struct NamedValue
 /// One fact for people, and the same for scripts.
 struct Fact
 {
+    /// Empty where the summary tells the fact.
     String label;
     /// Empty where there is none.
     String text;

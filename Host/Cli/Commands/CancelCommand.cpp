@@ -2,6 +2,8 @@
 
 #include "Cli/BusError.h"
 #include "Cli/Commands/ComponentReport.h"
+#include "Cli/Commands/Following.h"
+#include "Cli/Commands/InstallationReport.h"
 
 namespace Zel::Host::Cli
 {
@@ -29,7 +31,10 @@ Report RunCancel(Session& session)
                           "No installation waits: there is nothing to call off.");
     }
     client.Refresh();
-    return MakeReport(client.GetState(), "called-off", "The installation is called off.");
+    const std::vector<PastInstallation> past = ReadPast(client);
+    const Undertaking undertaking =
+        past.empty() ? Undertaking() : Undertaking{past.front().kind, past.front().to};
+    return InstallationReport(undertaking, false).ToCancelled(client.GetState());
 }
 
 } // namespace Zel::Host::Cli

@@ -13,22 +13,29 @@ namespace
 {
 
 constexpr std::uint32_t EntriesOfInterest = 20;
+constexpr std::chrono::seconds TimeToGetReady{5};
 
 InstallationClock ReadClock(BusClient& client, const String& kind)
 {
+    const std::vector<PastInstallation> history = ReadPast(client);
+    const bool underWay = kind.empty() && !history.empty() && history.front().result.empty();
+    InstallationClock clock(history, underWay ? history.front().kind : kind);
+    if (underWay && !history.front().steps.empty())
+    {
+        const std::uint64_t begin = history.front().steps.front().time;
+        const std::uint64_t now = std::max(GetTimeNow(), begin);
+        clock.Start(std::chrono::duration_cast<std::chrono::seconds>(std::chrono::microseconds(now - begin)));
+    }
+    return clock;
+}
+
+} // namespace
+
+std::vector<PastInstallation> ReadPast(BusClient& client)
+{
     try
     {
-        const std::vector<PastInstallation> history = client.ReadHistory(EntriesOfInterest);
-        const bool underWay = kind.empty() && !history.empty() && history.front().result.empty();
-        InstallationClock clock(history, underWay ? history.front().kind : kind);
-        if (underWay && !history.front().steps.empty())
-        {
-            const std::uint64_t begin = history.front().steps.front().time;
-            const std::uint64_t now = std::max(GetTimeNow(), begin);
-            clock.Start(
-                std::chrono::duration_cast<std::chrono::seconds>(std::chrono::microseconds(now - begin)));
-        }
-        return clock;
+        return client.ReadHistory(EntriesOfInterest);
     }
     catch (const BusError& error)
     {
@@ -39,8 +46,6 @@ InstallationClock ReadClock(BusClient& client, const String& kind)
         return {};
     }
 }
-
-} // namespace
 
 ProgressView MakeView(Session& session, BusClient& client, const String& kind)
 {
@@ -64,6 +69,39 @@ bool WaitAndShow(BusClient& client, ProgressView& view, BusClient::Clock::time_p
         }
         view.Show(client.GetState());
     }
+}
+
+void AwaitReadiness(BusClient& client)
+{
+    const auto deadline = BusClient::Clock::now() + TimeToGetReady;
+    try
+    {
+        client.Refresh();
+        while (client.GetState().activity == Activity::Starting && client.WaitForMessage(deadline))
+        {
+        }
+    }
+    catch (const BusError&)
+    {
+        return;
+    }
+    catch (const Interrupted&)
+    {
+        return;
+    }
+}
+
+BusClient::Clock::time_point RestartLimit::GetDeadline(InstallationStage stage)
+{
+    if (stage != InstallationStage::Restarting)
+    {
+        deadline = ClientConnection::Forever;
+    }
+    else if (deadline == ClientConnection::Forever)
+    {
+        deadline = BusClient::Clock::now() + Length;
+    }
+    return deadline;
 }
 
 } // namespace Zel::Host::Cli

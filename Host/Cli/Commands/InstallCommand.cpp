@@ -52,14 +52,15 @@ Report ToInterrupted(const Interrupted& interrupted)
     return report;
 }
 
-/// Whether the operator wants it, where one is to be asked.
-bool Confirm(Session& session, const ComponentState& state, const String& target)
+/// Whether the operator wants it, where one is to be asked. The service refuses a version that there is not.
+bool Confirm(Session& session, const ComponentState& state, const Undertaking& undertaking)
 {
-    const String version = Installation::Describe(target, session.GetArguments().fallback);
-    return session.Confirm(
-        state.currentVersion.empty()
-            ? Format("Install {0} and restart the device?", version)
-            : Format("Install {0} in place of {1} and restart the device?", version, state.currentVersion));
+    const bool possible = !undertaking.version.empty() || !state.KnowsVersions();
+    const String version = undertaking.DescribeVersion();
+    return !possible || session.Confirm(state.currentVersion.empty()
+                                            ? Format("Install {0} and restart the device?", version)
+                                            : Format("Install {0} in place of {1} and restart the device?",
+                                                     version, state.currentVersion));
 }
 
 } // namespace
@@ -78,15 +79,17 @@ Report RunInstall(Session& session)
     BusClient& client = session.Connect();
     const ComponentState& state = client.GetState();
     RefuseAfterFailure(state);
-    String target = session.GetArguments().fallback ? state.fallbackVersion : state.pendingVersion;
+    Undertaking undertaking = session.GetArguments().fallback
+                                  ? Undertaking{Undertaking::Fallback, state.fallbackVersion}
+                                  : Undertaking{Undertaking::Install, state.pendingVersion};
     try
     {
         if (bundle)
         {
-            target = StageBundle(session, client, *bundle);
+            undertaking.version = StageBundle(session, client, *bundle);
             bundle.reset();
         }
-        if (!Confirm(session, state, target))
+        if (!Confirm(session, state, undertaking))
         {
             return MakeReport(state, "declined", "not installed, as answered", ExitCode::Failed);
         }
@@ -95,7 +98,7 @@ Report RunInstall(Session& session)
     {
         return ToInterrupted(interrupted);
     }
-    return Installation(session, client, target).Run();
+    return Installation(session, client, undertaking).Run();
 }
 
 } // namespace Zel::Host::Cli

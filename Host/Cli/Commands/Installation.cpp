@@ -1,8 +1,8 @@
 #include "Cli/Commands/Installation.h"
 
+#include "Cli/BusError.h"
 #include "Cli/Commands/ComponentReport.h"
 #include "Cli/Commands/Following.h"
-#include "Cli/TimeText.h"
 #include "Zel/System/Core/Format.h"
 
 #include <algorithm>
@@ -15,9 +15,6 @@ using System::Core::Format;
 
 namespace
 {
-
-/// A device that was told to restart stops its services long before that.
-constexpr std::chrono::minutes RestartLimit{3};
 
 /// Returns what is left now of the time that the arguments ask to wait for.
 std::chrono::milliseconds GetDelay(const Arguments& arguments)
@@ -32,17 +29,10 @@ std::chrono::milliseconds GetDelay(const Arguments& arguments)
 
 } // namespace
 
-String Installation::Describe(const String& target, bool fallback)
-{
-    return target.empty() ? (fallback ? "the fallback version" : "the pending version") : "version " + target;
-}
-
-Installation::Installation(Session& session, BusClient& client, const String& target)
-    : session(session), client(client), target(target),
-      version(Describe(target, session.GetArguments().fallback)),
-      reports(version, session.GetArguments().restartExitCode), watch(client.GetState()),
-      view(MakeView(session, client,
-                    session.GetArguments().fallback ? Api::Kind::Fallback : Api::Kind::Install))
+Installation::Installation(Session& session, BusClient& client, const Undertaking& undertaking)
+    : session(session), client(client), undertaking(undertaking),
+      earlierVerdict(client.GetState().lastVerdict), watch(client.GetState()),
+      view(MakeView(session, client, undertaking.kind))
 {
     client.SetChangeHandler([this](const ComponentState& state) { OnChange(state); });
 }
@@ -57,25 +47,31 @@ Report Installation::Run()
     try
     {
         Start();
+        if (IsVoid())
+        {
+            return MakeReport(client.GetState(), "nothing-to-do",
+                              "There is no installation to go back from.");
+        }
         if (session.GetArguments().noWait)
         {
-            return ToAccepted();
+            return GetReports().ToAccepted(client.GetState());
         }
         const bool ended = Follow();
         view.Finish();
-        return ended ? reports.ToEnd(watch, client.GetState()) : reports.ToNotRestarted(client.GetState());
+        return ended ? GetReports().ToEnd(watch, client.GetState())
+                     : GetReports().ToNotRestarted(client.GetState());
     }
     catch (const Interrupted& interrupted)
     {
         view.Finish();
-        return reports.ToInterrupted(watch, client.GetState(), interrupted);
+        return GetReports().ToInterrupted(watch, client.GetState(), interrupted);
     }
     catch (const BusError& error)
     {
         view.Finish();
         if (error.GetExitCode() == ExitCode::ServiceUnreachable)
         {
-            return ToLost(error);
+            return GetReports().ToLost(watch, client.GetState(), error);
         }
         throw;
     }
@@ -89,55 +85,57 @@ void Installation::OnChange(const ComponentState& state)
 
 void Installation::Start()
 {
-    const Arguments& arguments = session.GetArguments();
-    session.GetOutput().WriteLine(Format("Installing {0} ...", version));
-    client.Install(target, arguments.fallback, GetDelay(arguments));
+    session.GetOutput().WriteLine(Format("{0} {1} ...",
+                                         undertaking.IsRevert() ? "Reverting to" : "Installing",
+                                         undertaking.DescribeVersion()));
+    Order();
     accepted = true;
+    // Only the service knows what a revert goes back to.
+    const auto past = undertaking.IsRevert() ? ReadPast(client) : std::vector<PastInstallation>();
+    if (!past.empty() && past.front().kind == undertaking.kind)
+    {
+        undertaking.version = past.front().to;
+    }
     client.Refresh();
+}
+
+void Installation::Order()
+{
+    if (undertaking.IsRevert())
+    {
+        client.Revert();
+        return;
+    }
+    const bool fallback = undertaking.kind == Undertaking::Fallback;
+    client.Install(undertaking.version, fallback, GetDelay(session.GetArguments()));
+}
+
+bool Installation::IsVoid() const
+{
+    const ComponentState& state = client.GetState();
+    return undertaking.IsRevert() && state.state != Api::State::Installing &&
+           state.lastVerdict == earlierVerdict;
 }
 
 bool Installation::Follow()
 {
-    auto deadline = ClientConnection::Forever;
+    RestartLimit limit;
     while (watch.IsOpen())
     {
-        const bool restarting = watch.GetStage() == InstallationStage::Restarting;
-        if (restarting && deadline == ClientConnection::Forever)
-        {
-            deadline = BusClient::Clock::now() + RestartLimit;
-        }
-        if (!WaitAndShow(client, view, deadline))
+        if (!WaitAndShow(client, view, limit.GetDeadline(watch.GetStage())))
         {
             return false;
         }
     }
-    client.Refresh();
+    // What comes after the end is no part of it.
+    client.SetChangeHandler({});
+    AwaitReadiness(client);
     return true;
 }
 
-Report Installation::ToAccepted() const
+InstallationReport Installation::GetReports() const
 {
-    const ComponentState& state = client.GetState();
-    const String summary = state.IsWaiting()
-                               ? Format("The installation of {0} is accepted and waits until {1}.", version,
-                                        ToTimeText(state.nextStart))
-                               : Format("The installation of {0} is accepted.", version);
-    return MakeReport(state, "accepted", summary);
-}
-
-Report Installation::ToLost(const BusError& error) const
-{
-    if (watch.GetStage() == InstallationStage::Restarting)
-    {
-        return reports.ToRestarting(client.GetState());
-    }
-    Report report = MakeReport(client.GetState(), "lost",
-                               Format("{0} while {1} was being installed", error.GetMessage(), version),
-                               error.GetExitCode());
-    report.next =
-        "'zelupdate wait' waits for the service to come back, and tells how the installation stands.";
-    report.errorName = error.GetShortName();
-    return report;
+    return {undertaking, session.GetArguments().restartExitCode};
 }
 
 } // namespace Zel::Host::Cli

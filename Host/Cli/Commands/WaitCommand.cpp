@@ -36,11 +36,14 @@ public:
                 BusClient& client = session.Await(deadline);
                 do
                 {
-                    Follow(client);
+                    if (!Follow(client))
+                    {
+                        return ToUnended(client.GetState());
+                    }
                     client.Refresh();
                     Observe(client.GetState());
                 } while (watch && watch->IsOpen());
-                return ToReport(client.GetState());
+                return ToReport(client);
             }
             catch (const BusError& error)
             {
@@ -61,7 +64,7 @@ public:
                 {
                     throw;
                 }
-                return MakeReports(last).ToInterrupted(*watch, last, interrupted);
+                return GetReports().ToInterrupted(*watch, last, interrupted);
             }
         }
     }
@@ -80,52 +83,75 @@ private:
         }
     }
 
-    void Follow(BusClient& client)
+    /// Returns false when the time is over before the end, or the device does not restart.
+    [[nodiscard]] bool Follow(BusClient& client)
     {
         Observe(client.GetState());
         if (!watch || !watch->IsOpen())
         {
-            return;
+            return true;
         }
+        ReadUndertaking(client);
         ProgressView view = MakeView(session, client, "");
         // Reading the history may have brought a change.
         Observe(client.GetState());
         while (watch->IsOpen())
         {
             view.Show(client.GetState());
-            if (!WaitAndShow(client, view, deadline))
+            if (!WaitAndShow(client, view, std::min(deadline, limit.GetDeadline(watch->GetStage()))))
             {
-                throw CommandError(ExitCode::TimedOut,
-                                   "the time to wait is over, and the installation goes on",
-                                   "'zelupdate wait' waits again.");
+                return false;
             }
             Observe(client.GetState());
         }
+        return true;
     }
 
-    [[nodiscard]] Report ToReport(const ComponentState& state) const
+    /// Takes kind and version from the history: of the newest entry, or without an installation that was
+    /// watched of the one that brought the last verdict.
+    void ReadUndertaking(BusClient& client)
     {
+        for (const PastInstallation& entry : ReadPast(client))
+        {
+            if (watch || (!entry.result.empty() && entry.result != Api::Result::CalledOff))
+            {
+                undertaking = {entry.kind, entry.to};
+                return;
+            }
+        }
+        undertaking = {"", watch ? "" : client.GetState().lastVerdict.version};
+    }
+
+    [[nodiscard]] Report ToUnended(const ComponentState& state) const
+    {
+        return Clock::now() < deadline ? GetReports().ToNotRestarted(state) : GetReports().ToTimedOut(state);
+    }
+
+    [[nodiscard]] Report ToReport(BusClient& client)
+    {
+        ReadUndertaking(client);
         if (watch)
         {
-            return MakeReports(state).ToEnd(*watch, state);
+            AwaitReadiness(client);
+            return GetReports().ToEnd(*watch, client.GetState());
         }
+        const ComponentState& state = client.GetState();
         const LastVerdict& verdict = state.lastVerdict;
         return verdict.result.empty() ? MakeReport(state, "nothing-to-do",
                                                    "Nothing is being installed, and there is no verdict.")
-                                      : MakeReports(state).ToVerdict(verdict.result, verdict.reason, state);
+                                      : GetReports().ToVerdict(verdict.result, verdict.reason, state);
     }
 
-    [[nodiscard]] InstallationReport MakeReports(const ComponentState& state) const
+    [[nodiscard]] InstallationReport GetReports() const
     {
-        const String& version = state.lastVerdict.version;
-        const bool installing = state.state == Api::State::Installing;
-        return {installing || version.empty() ? "the new version" : "version " + version,
-                session.GetArguments().restartExitCode};
+        return {undertaking, session.GetArguments().restartExitCode};
     }
 
     Session& session;
     const Clock::time_point deadline;
     std::optional<InstallationWatch> watch;
+    Undertaking undertaking;
+    RestartLimit limit;
     ComponentState last;
 };
 

@@ -161,7 +161,9 @@ private:
     {
         do
         {
-            const bool toTell = hasShown && Now().activity == Host::Service::Activity::Installing;
+            const bool goesOn = Now().activity == Host::Service::Activity::Installing ||
+                                Now().activity == Host::Service::Activity::Reverting;
+            const bool toTell = hasShown && goesOn;
             const auto next = toTell ? std::exchange(story, {}) : nullptr;
             next ? next() : void();
         } while (sd_event_run(loop.Get(), 0) > 0);

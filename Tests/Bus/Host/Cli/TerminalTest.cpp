@@ -43,6 +43,9 @@ TEST_F(TerminalTest, AsksBeforeItInstallsAndDrawsABarWithTheTimeThatIsLeft)
 
 TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
 {
+    // So that there is something to go back from.
+    Copy();
+    End(true);
     for (const auto& [keys, status] : {std::pair{"\n", 1}, {"no\n", 1}, {"\x04", 1}, {"\x03", 130}})
     {
         for (const char* const verb : {"install", "revert"})

@@ -33,6 +33,8 @@ const String StageOrder = "SetSoftwarePackage a bundle";
 const String InstallNext = "\nNext: 'zelupdate install' installs version 1.1.0.0.\n";
 const String ResumeNext =
     "\nNext: 'zelupdate resume' leaves the failed state; then 'zelupdate install' can begin again.";
+const String SwitchedBack =
+    "the device switched back after the installation of version 1.1.0.0: not confirmed";
 const String Progress = "Installing version 1.1.0.0 ...\n  0 % Installing\n 46 % Copying image\n";
 
 /// Has an installation fail.
@@ -41,6 +43,25 @@ const Deed Fails = [](Device& device)
     device.Copy();
     device.End(false, "no \x1B[2Jspace");
 };
+
+const Deed IsCalledOff = [](Device& device)
+{
+    device.status->SetMessage(Device::Id, "called off by user 0", true);
+    EXPECT_TRUE(device.status->CallOff(Device::Id, ""));
+    device.Announce();
+};
+
+/// The restart that is ordered does not come.
+const Deed Stays = [](Device& device)
+{
+    device.OrderRestart();
+    device.component.OnRestartFailed("Nobody answers.");
+    device.Announce();
+};
+
+const String ByHand = "the device does not restart: Failed to reboot device. The restart must be triggered "
+                      "manually. Nobody answers.\nNext: Restart the device by hand; after that 'zelupdate "
+                      "status' tells the verdict.";
 
 const Deed SwitchesBack = [](Device& device)
 {
@@ -102,15 +123,15 @@ void Check(const String& call, int status, const String& out, const String& err 
     std::set<String> about = {"/schema", "/command", "/exitCode", "/outcome", "/error", "/component"};
     if (call.ends_with("--quiet") && err.empty())
     {
-        about.insert({"/summary", "/next"});
+        about.insert({"/summary", "/next", "/kind", "/version"});
     }
+    const String words = ToLower(texts[0] + texts[1]);
     object = object.flatten();
     for (const auto& [path, fact] : object.items())
     {
         const bool isText = fact.is_string() || fact.is_number();
-        const String text = fact.is_string() ? Host::Cli::Printable(fact) : fact.dump();
-        EXPECT_TRUE(!isText || about.contains(path) || (texts[0] + texts[1]).find(text) != String::npos)
-            << path;
+        const String text = ToLower(fact.is_string() ? Host::Cli::Printable(fact) : fact.dump());
+        EXPECT_TRUE(!isText || about.contains(path) || words.find(text) != String::npos) << path;
     }
 }
 
@@ -258,7 +279,7 @@ TEST(ZelUpdateTest, AnInstallationIsFollowedUntilTheRestart)
            .orders = StageOrder + "; " + InstallOrder,
            .facts = {{"outcome", "restarting"}}});
     Check("install --restart-exit-code", 4, restart, "", {.story = &Device::Restart, .orders = InstallOrder});
-    Check("install --fallback", 0, "The device restarts into version 0.9.0.0.\n" + next, "",
+    Check("install --fallback", 0, "The device restarts into the fallback version 0.9.0.0.\n" + next, "",
           {.before = LosesAnswer, .orders = "InstallSoftwarePackage 0.9.0.0"});
     Check("install --delay 90s --no-wait", 0,
           "The installation of version 1.1.0.0 is accepted and waits until NOW.\nNext: ", "",
@@ -273,26 +294,14 @@ TEST(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
     const auto installs = [](const Deed& end) -> World { return {.story = end, .orders = InstallOrder}; };
     Check("install --quiet", 1, "",
           "the installation of version 1.1.0.0 failed: no \\x1B[2Jspace" + ResumeNext, installs(Fails));
-    Check("install", 8, Progress, "the device switched back: not confirmed" + ResumeNext,
-          installs(SwitchesBack));
-    const auto isCalledOff = [](Device& device)
-    {
-        device.status->SetMessage(Device::Id, "called off by user 0", true);
-        EXPECT_TRUE(device.status->CallOff(Device::Id, ""));
-    };
+    Check("install", 8, Progress, SwitchedBack + ResumeNext, installs(SwitchesBack));
     Check("install", 1, Progress, "the installation of version 1.1.0.0 was called off: called off by user 0",
-          installs(isCalledOff));
-    const auto stays = [](Device& device)
-    {
-        device.OrderRestart();
-        device.component.OnRestartFailed("Nobody answers.");
-        device.Announce();
-    };
-    const String byHand =
-        "\nNext: Restart the device by hand; after that 'zelupdate status' tells the verdict.";
-    Check("install", 1, "Nobody answers.\n",
-          "version 1.1.0.0 is in place, but the device could not be restarted" + byHand, installs(stays));
-    Check("install", 7, Progress, "the update service has gone while version 1.1.0.0 was being installed",
+          installs(IsCalledOff));
+    Check("install", 1, "Nobody answers.\n", "version 1.1.0.0 is installed, but " + ByHand, installs(Stays));
+    Check("install", 7, Progress,
+          "the update service has gone during the installation of version 1.1.0.0\nNext: 'zelupdate wait' "
+          "waits "
+          "for the service to come back, and tells how the installation stands.",
           installs(&Device::Vanish));
     Check("install FILE", 5, "", "refused: the last installation has failed: not confirmed" + ResumeNext,
           {.before = SwitchesBack});
@@ -306,7 +315,7 @@ TEST(ZelUpdateTest, AnInstallationThatDoesNotGetThereSaysWhy)
 TEST(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
 {
     const auto waits = [](Device& device) { EXPECT_EQ(device.Install({"", false, 60000}), ""); };
-    Check("cancel", 0, "The installation is called off." + InstallNext, "",
+    Check("cancel", 0, "The installation of version 1.1.0.0 is called off." + InstallNext, "",
           {.before = waits, .orders = InstallOrder + " in 60000 ms"});
     Check("cancel", 0, "No installation waits: there is nothing to call off." + InstallNext);
     Check("cancel", 10, "", "No.", {.before = Forbids});
@@ -326,10 +335,15 @@ TEST(ZelUpdateTest, CancelResumeAndRevertAreCarriedOutOrNotNeeded)
         return {.before = [=](Device& device) { device.script->revert = [=](auto&) { return code; }; },
                 .orders = "RevertInstall"};
     };
-    const String restart = "The device goes back to the version that the last installation started from, and "
-                           "restarts.\nNext: ";
-    Check("revert", 0, restart, "", {.before = LosesAnswer, .orders = "RevertInstall"});
-    Check("revert --restart-exit-code", 4, restart, "", {.orders = "RevertInstall"});
+    const auto restart = [](const String& version)
+    { return "\nThe device goes back to " + version + " and restarts.\nNext: "; };
+    const String to = "version 0.9.0.0";
+    Check("revert", 0, restart("the earlier version"), "",
+          {.before = LosesAnswer, .orders = "RevertInstall"});
+    Check("revert --restart-exit-code", 4, restart(to), "",
+          {.story = &Device::Restart, .orders = "RevertInstall", .facts = {{"kind", "revert"}}});
+    Check("revert", 1, "Reverting to the earlier version ...\n",
+          "the revert to " + to + " is prepared, but " + ByHand, {.story = Stays, .orders = "RevertInstall"});
     const String nothing = "There is no installation to go back from.";
     Check("revert", 0, nothing, "", answers(Device::ResultCode::Ok));
     Check("revert", 0, nothing, "", answers(Device::ResultCode::InvalidState));
@@ -345,10 +359,31 @@ TEST(ZelUpdateTest, WaitEndsWithTheVerdictOrTheTime)
         device.End(true);
         device.Appear();
     };
-    Check("wait", 8, "", "the device switched back: not confirmed", {.before = SwitchesBack});
+    Check("wait", 8, "", SwitchedBack + ResumeNext, {.before = SwitchesBack});
     Check("wait", 0, "Nothing is being installed, and there is no verdict.");
+    // An earlier verdict was about another version.
+    const auto installsAfterAnother = [](Device& device)
+    {
+        device.status->SetUpcoming(Device::Id, {"user 0", false, "0.9.0.0", "1.0.0.0", 0});
+        EXPECT_EQ(device.script->install(*device.status, "1.0.0.0", 0), Device::ResultCode::Ok);
+        device.End(true);
+        device.Copy();
+    };
+    Check("wait", 1, "", "the installation of version 1.1.0.0 was called off: called off by user 0",
+          {.before = installsAfterAnother, .story = IsCalledOff});
+    const auto reverts = [](Device& device)
+    {
+        device.status->SetUpcoming(Device::Id, {"user 0", false, "1.1.0.0", "0.7.0.0", 0});
+        EXPECT_EQ(device.script->revert(*device.status), Device::ResultCode::Ok);
+        device.Announce();
+    };
+    Check("wait", 1, "", "the revert to version 0.7.0.0 failed: no \\x1B[2Jspace" + ResumeNext,
+          {.before = reverts, .story = Fails, .facts = {{"kind", "revert"}, {"version", "0.7.0.0"}}});
+    Check("wait", 1, "", "the revert to version 0.7.0.0 is prepared, but " + ByHand,
+          {.before = reverts, .story = Stays});
     Check("wait --timeout 0", 9, " 46 % Copying image\n",
-          "the time to wait is over, and the installation goes on", {.before = &Device::Copy});
+          "the time to wait is over, and the installation of version 1.1.0.0 goes on",
+          {.before = &Device::Copy});
     const auto hangs = [](Device& device) { device.refusals["GetAll"] = ""; };
     Check("wait --timeout 1", 9, "", "the time to wait is over, and the service does not answer",
           {.before = hangs});
