@@ -134,6 +134,21 @@ void BusClient::Install(const String& version, bool fallback, std::chrono::milli
     static_cast<void>(connection.Call(std::move(call), ClientConnection::Forever));
 }
 
+void BusClient::TryInstall()
+{
+    try
+    {
+        Install("", false, std::chrono::milliseconds::max());
+    }
+    catch (const BusError& error)
+    {
+        if (error.GetName() != BusError::InvalidArgument)
+        {
+            throw;
+        }
+    }
+}
+
 void BusClient::Cancel()
 {
     CallPlain("Cancel");

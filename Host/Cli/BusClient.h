@@ -63,6 +63,10 @@ public:
     /// `delay`. Returns when it was accepted.
     void Install(const String& version, bool fallback, std::chrono::milliseconds delay);
 
+    /// Asks for an installation whose delay the service takes in no state: throws what stands against any
+    /// installation by this caller now, and returns where nothing else does.
+    void TryInstall();
+
     /// Calls a waiting installation off.
     void Cancel();
 

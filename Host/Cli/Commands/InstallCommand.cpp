@@ -1,6 +1,7 @@
 #include "Cli/Commands/Verbs.h"
 
 #include "Cli/BundleFile.h"
+#include "Cli/BusError.h"
 #include "Cli/Commands/Bundle.h"
 #include "Cli/Commands/ComponentReport.h"
 #include "Cli/Commands/Installation.h"
@@ -18,25 +19,28 @@ using System::Core::Format;
 namespace
 {
 
-/// A bundle is not handed over for an installation that is going to be refused.
-void RefuseAfterFailure(const ComponentState& state)
+/// For an installation that is going to be refused no bundle is handed over, no standard input read to its
+/// end and nobody asked. It is the service that refuses: for want of rights before anything else.
+void RefuseByState(BusClient& client)
 {
-    if (state.state == Api::State::Failed)
+    const ComponentState& state = client.GetState();
+    if (state.state == Api::State::Idle && state.activity != Activity::Starting)
     {
+        return;
+    }
+    try
+    {
+        client.TryInstall();
+    }
+    catch (const BusError& error)
+    {
+        if (!error.IsStateRefused() || state.state != Api::State::Failed)
+        {
+            throw;
+        }
         // A service that was started since has no message any more.
         const String& reason = state.message.empty() ? state.lastVerdict.reason : state.message;
         throw CommandError(ExitCode::TryLater, "refused: the last installation has failed: " + reason,
-                           DescribeNextStep(state));
-    }
-}
-
-/// Nor is standard input read to its end for one.
-void RefuseByState(const ComponentState& state)
-{
-    RefuseAfterFailure(state);
-    if (state.state == Api::State::Installing)
-    {
-        throw CommandError(ExitCode::TryLater, "refused: an installation or a revert is under way",
                            DescribeNextStep(state));
     }
 }
@@ -69,7 +73,7 @@ Report RunInstall(Session& session)
 {
     if (session.GetArguments().file == StandardInput)
     {
-        RefuseByState(session.Connect().GetState());
+        RefuseByState(session.Connect());
     }
     std::optional<FileDescriptor> bundle;
     if (session.GetArguments().file)
@@ -78,7 +82,7 @@ Report RunInstall(Session& session)
     }
     BusClient& client = session.Connect();
     const ComponentState& state = client.GetState();
-    RefuseAfterFailure(state);
+    RefuseByState(client);
     Undertaking undertaking = session.GetArguments().fallback
                                   ? Undertaking{Undertaking::Fallback, state.fallbackVersion}
                                   : Undertaking{Undertaking::Install, state.pendingVersion};

@@ -59,6 +59,32 @@ TEST_F(TerminalTest, WithoutAYesNothingIsChanged)
     EXPECT_EQ(GetOrders(), "");
 }
 
+TEST_F(TerminalTest, WhatIsRefusedAnywayIsNotAskedAboutAndNotHandedOver)
+{
+    const auto refuses = [this](const char* call, const char* error, int status)
+    {
+        refusals =
+            error == nullptr ? std::map<String, String>() : std::map<String, String>{{"Install", error}};
+        auto run = Call(call, ProgramRun::Output::Terminal, {"TERM=xterm"});
+        EXPECT_EQ(run.Finish(), status) << run.GetOut();
+        EXPECT_THAT(run.GetOut(), Not(AnyOf(HasSubstr("[y/N]"), HasSubstr("Handing over")))) << call;
+    };
+    script->SetVersion(FileType::Fallback, "");
+    Copy();
+    End(true);
+    ASSERT_TRUE(RunUntil([this] { return Now().fallbackVersion.empty(); }));
+    refuses("install --fallback", "zel.SoftwareUpdate1.Error.NotFound", 3);
+    Copy();
+    refuses("install --delay 1h", nullptr, 5);
+    SwitchBack();
+    for (const char* const call : {"install", "install FILE"})
+    {
+        refuses(call, nullptr, 5);
+        refuses(call, SD_BUS_ERROR_ACCESS_DENIED, 10);
+    }
+    EXPECT_EQ(GetOrders(), "");
+}
+
 TEST_F(TerminalTest, AnInterruptLeavesTheUpdateRunningAndSaysSo)
 {
     const auto interrupt = [this](const char* call, const char* awaited, int signalNumber)
