@@ -127,11 +127,13 @@ String Authorizer::Judge(const BusAnswer& answer, const Caller& caller, const St
     if (answer.IsOk() && sd_bus_message_enter_container(answer.message, SD_BUS_TYPE_STRUCT, "bba{ss}") > 0 &&
         sd_bus_message_read(answer.message, "bb", &isAuthorized, &isChallenge) > 0)
     {
-        return isAuthorized != 0 ? String()
-                                 : Format("polkit does not allow user {0} the action '{1}{2}'. {3}",
-                                          caller.user, ActionPrefix, action,
-                                          isChallenge != 0 ? "Authenticate, or call as root."
-                                                           : "Ask for a polkit rule, or call as root.");
+        return isAuthorized != 0
+                   ? String()
+                   : Format("polkit does not allow user {0} the action '{1}{2}'. {3}", caller.user,
+                            ActionPrefix, action,
+                            isChallenge != 0 ? "Call as root, or from a session with a polkit agent "
+                                               "that asks for a password."
+                                             : "Ask for a polkit rule, or call as root.");
     }
     if (!IsAbsent(answer))
     {
