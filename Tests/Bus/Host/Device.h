@@ -161,8 +161,10 @@ private:
     {
         do
         {
-            const bool goesOn = Now().activity == Host::Service::Activity::Installing ||
-                                Now().activity == Host::Service::Activity::Reverting;
+            // The module's thread has the first word.
+            const bool goesOn = Now().activity == Host::Service::Activity::Installing
+                                    ? !Now().message.empty()
+                                    : Now().activity == Host::Service::Activity::Reverting;
             const bool toTell = hasShown && goesOn;
             const auto next = toTell ? std::exchange(story, {}) : nullptr;
             next ? next() : void();
