@@ -16,12 +16,12 @@ String Undertaking::DescribeVersion() const
 {
     if (version.empty())
     {
-        return kind == Install    ? "the pending version"
-               : kind == Fallback ? "the fallback version"
-               : kind == Revert   ? "the earlier version"
-                                  : "the new version";
+        return kind == Api::Kind::Install    ? "the pending version"
+               : kind == Api::Kind::Fallback ? "the fallback version"
+               : kind == Api::Kind::Revert   ? "the earlier version"
+                                             : "the new version";
     }
-    return (kind == Fallback ? "the fallback version " : "version ") + version;
+    return (kind == Api::Kind::Fallback ? "the fallback version " : "version ") + version;
 }
 
 String Undertaking::Describe() const

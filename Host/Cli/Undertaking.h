@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Api/SoftwareUpdate1.h"
+
 #include "Zel/String.h"
 
 namespace Zel::Host::Cli
@@ -8,16 +10,12 @@ namespace Zel::Host::Cli
 /// What a component is asked to do to itself, as the history names it, in words for people.
 struct Undertaking
 {
-    inline static const String Install = "install";
-    inline static const String Fallback = "fallback";
-    inline static const String Revert = "revert";
-
-    /// One of the three above; empty where it is not known.
+    /// One of `Api::Kind`; empty where it is not known.
     String kind;
     /// The version to be installed or gone back to; empty where it is not known.
     String version;
 
-    [[nodiscard]] bool IsRevert() const { return kind == Revert; }
+    [[nodiscard]] bool IsRevert() const { return kind == Api::Kind::Revert; }
 
     /// Returns "installation" or "revert".
     [[nodiscard]] String GetName() const;

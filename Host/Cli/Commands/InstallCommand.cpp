@@ -84,8 +84,8 @@ Report RunInstall(Session& session)
     const ComponentState& state = client.GetState();
     RefuseByState(client);
     Undertaking undertaking = session.GetArguments().fallback
-                                  ? Undertaking{Undertaking::Fallback, state.fallbackVersion}
-                                  : Undertaking{Undertaking::Install, state.pendingVersion};
+                                  ? Undertaking{Api::Kind::Fallback, state.fallbackVersion}
+                                  : Undertaking{Api::Kind::Install, state.pendingVersion};
     try
     {
         if (bundle)

@@ -106,7 +106,7 @@ void Installation::Order()
         client.Revert();
         return;
     }
-    const bool fallback = undertaking.kind == Undertaking::Fallback;
+    const bool fallback = undertaking.kind == Api::Kind::Fallback;
     client.Install(undertaking.version, fallback, GetDelay(session.GetArguments()));
 }
 

@@ -20,7 +20,7 @@ Report RunRevert(Session& session)
     }
     try
     {
-        return Installation(session, client, {Undertaking::Revert, ""}).Run();
+        return Installation(session, client, {Api::Kind::Revert, ""}).Run();
     }
     catch (const BusError& error)
     {

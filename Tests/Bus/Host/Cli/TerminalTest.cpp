@@ -76,7 +76,7 @@ TEST_F(TerminalTest, WhatIsRefusedAnywayIsNotAskedAboutAndNotHandedOver)
     refuses("install --fallback", "zel.SoftwareUpdate1.Error.NotFound", 3);
     Copy();
     refuses("install --delay 1h", nullptr, 5);
-    SwitchBack();
+    End(false);
     for (const char* const call : {"install", "install FILE"})
     {
         refuses(call, nullptr, 5);

@@ -67,8 +67,7 @@ const Deed SwitchesBack = [](Device& device)
 {
     device.Copy();
     device.status->SetMessage(Device::Id, "", false);
-    EXPECT_TRUE(
-        device.store->End(Device::Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
+    EXPECT_TRUE(device.store->End(Device::Id, false, Host::Api::Result::SwitchedBack, "not confirmed"));
     device.Reread();
     device.Announce();
 };
