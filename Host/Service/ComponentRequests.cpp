@@ -71,6 +71,7 @@ void Component::SetUpcoming(const InstallRequest& installRequest, std::int64_t d
     }
     if (dueTime == 0 && delay > 0)
     {
+        environment.status->KeepForCallOff(id);
         dueTime = GetUnixTime() + delay * MicrosecondsPerMillisecond;
     }
     const bool fallback = installRequest.fallback;

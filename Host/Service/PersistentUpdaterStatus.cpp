@@ -280,6 +280,11 @@ std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*co
     return confirmationTimeout;
 }
 
+void PersistentUpdaterStatus::KeepForCallOff(const String& componentId)
+{
+    static_cast<void>(TryChange("KeepForCallOff", componentId, [&] { store->KeepForCallOff(componentId); }));
+}
+
 void PersistentUpdaterStatus::SetUpcoming(const String& componentId, Upcoming upcoming)
 {
     const std::lock_guard lock(mutex);

@@ -13,6 +13,14 @@ namespace Zel::Host::Service
 using Services::SoftwareUpdate::InstallationState;
 using System::Core::Format;
 
+namespace
+{
+
+/// What the names of kept properties begin with.
+const String KeptPrefix = "Kept.";
+
+} // namespace
+
 StatusStore::StatusStore(const String& folder)
     : database(Open(PrepareOwnFolder(folder) + "/" + FileName, damage))
 {
@@ -120,6 +128,10 @@ bool StatusStore::Finish(const String& componentId, InstallationState state, con
     {
         EndEntry(component, result, reason);
     }
+    if (changed && result == Api::Result::CalledOff)
+    {
+        CopyRevertProperties(component, KeptPrefix, "");
+    }
     transaction.Commit();
     return changed;
 }
@@ -128,6 +140,33 @@ bool StatusStore::End(const String& componentId, bool succeeded, const String& r
 {
     return Finish(componentId, succeeded ? InstallationState::Idle : InstallationState::Failed, result,
                   reason);
+}
+
+void StatusStore::KeepForCallOff(const String& componentId)
+{
+    const std::lock_guard lock(mutex);
+    Database::Transaction transaction(*database);
+    CopyRevertProperties(GetComponentKey(componentId), "", KeptPrefix);
+    transaction.Commit();
+}
+
+void StatusStore::CopyRevertProperties(std::int64_t component, const String& fromPrefix,
+                                       const String& toPrefix)
+{
+    for (const String& name : {TargetVersionProperty, InstallerSlotProperty, RevertedToProperty})
+    {
+        database->Prepare("DELETE FROM property WHERE component = ? AND name = ?")
+            .Bind(component)
+            .Bind(toPrefix + name)
+            .Run();
+        database
+            ->Prepare("INSERT INTO property (component, name, value) "
+                      "SELECT component, ?, value FROM property WHERE component = ? AND name = ?")
+            .Bind(toPrefix + name)
+            .Bind(component)
+            .Bind(fromPrefix + name)
+            .Run();
+    }
 }
 
 bool StatusStore::CallOff(const String& componentId, const String& reason)

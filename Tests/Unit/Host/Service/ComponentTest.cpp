@@ -151,10 +151,14 @@ TEST_F(ComponentTest, OfABurstOfProgressFewAreAnnouncedAndTheLastOneIs)
 
 TEST_F(ComponentTest, AnInstallationIsCalledOffUntilRaucMayHaveBeenAskedForIt)
 {
+    ASSERT_TRUE(status->WriteProperty(Id, StatusStore::InstallerSlotProperty, "rootfs.1", true));
     StartWithPending();
     EXPECT_THAT(Cancel(), StartsWith("InvalidState: "));
     EXPECT_EQ(Install({"", false, 60000}), "");
     EXPECT_EQ(Cancel(), "");
+    // What a revert would have gone back to is the same again.
+    EXPECT_EQ(store->ReadProperty(Id, StatusStore::InstallerSlotProperty), "rootfs.1");
+    EXPECT_EQ(store->ReadProperty(Id, StatusStore::TargetVersionProperty), "");
     EXPECT_EQ(Now().message, "Called off by A.");
     EXPECT_EQ(component.GetHistory(1).at(0).result, "called-off");
     // There is a new module; what RAUC does it does for somebody else.
