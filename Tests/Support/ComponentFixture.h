@@ -20,11 +20,10 @@ struct LoopRunner
     template <typename Condition>
     [[nodiscard]] bool RunUntil(const Condition& condition)
     {
-        constexpr std::uint64_t Step = 10000; // microseconds
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
         while (!condition() && std::chrono::steady_clock::now() < deadline)
         {
-            sd_event_run(loop.Get(), Step);
+            sd_event_run(loop.Get(), 10'000); // microseconds
         }
         return condition();
     }
@@ -64,9 +63,12 @@ struct FakeDevice : LoopRunner
         return begun ? ResultCode::Ok : ResultCode::OperationFailed;
     }
 
-    /// Leaves an installation behind in the store that began in the present boot on rootfs.0.
+    /// Leaves an installation of the pending version behind in the store that began in the present boot on
+    /// rootfs.0.
     void BeginInThisBoot(std::int64_t dueTime = 0)
     {
+        script->SetVersion(FileType::Pending, "2.0.0.0");
+        script->install = Begin;
         status->SetUpcoming(Id, {"A", false, "1.0.0.0", "2.0.0.0", dueTime});
         ASSERT_EQ(Begin(*status, "2.0.0.0", 0), ResultCode::Ok);
     }

@@ -2,6 +2,7 @@
 
 #include "Support/ProgramRun.h"
 #include "Support/TemporaryFolder.h"
+#include "Support/Thrown.h"
 
 #include <iostream>
 
@@ -28,14 +29,8 @@ public:
     /// Stops and removes everything.
     ~DeviceFolder()
     {
-        try
-        {
-            Run("destroy");
-        }
-        catch (const Exception& exception)
-        {
-            std::cerr << exception.ToString() << "\n";
-        }
+        const String failure = GetThrown([this] { Run("destroy"); });
+        failure != "nothing" ? static_cast<void>(std::cerr << failure << "\n") : void();
     }
 
     /// Makes a bundle in a folder beside the device and returns its path.

@@ -42,12 +42,9 @@ Lines NothingBegun(const String& refusal)
 {
     const String error = "error DesktopBusMethod: Error: *" + refusal;
     const String reason = "Failed to get neither booted nor primary slot.";
-    return Begun("2.0.0.0", "", "", 7) + Lines{error,
-                                               error,
-                                               "error VersionManager: " + reason,
-                                               "SetMessage '" + reason + "'",
-                                               "WriteProperty InstallerSlotName=",
-                                               "EndInstallation failed"};
+    const Lines end = {"error VersionManager: " + reason, "SetMessage '" + reason + "'",
+                       "WriteProperty InstallerSlotName=", "EndInstallation failed"};
+    return Begun("2.0.0.0", "", "", 7) + Lines{error, error} + end;
 }
 
 std::vector<Journey> Forward()

@@ -105,10 +105,8 @@ void Check(const String& call, int status, const String& out, const String& err 
         EXPECT_EQ(run.GetErr().empty(), err.empty());
         EXPECT_THAT(device.GetOrders(), MatchesRegex(world.orders));
         EXPECT_TRUE(device.RunUntil([&device] { return device.IsDeliveryEmpty(); }));
-        for (const String& text : {run.GetOut(), run.GetErr()})
-        {
-            texts.push_back(device.ToSteady(text));
-        }
+        texts.push_back(device.ToSteady(run.GetOut()));
+        texts.push_back(device.ToSteady(run.GetErr()));
     }
     EXPECT_THAT(texts[0], HasSubstr(out));
     EXPECT_EQ(texts[0].empty(), out.empty());

@@ -19,14 +19,9 @@ TEST(PrintableTest, EscapesWhatSteersATerminalAndTakesNoBlanksFromTheEnd)
 TEST(OutputTest, NoTextFromOutsideReachesTheTerminalAsItIs)
 {
     const String hostile = "\x1B[31m\xC2\x9B 2J\r\n\xFF\xFE";
-    const Report report = {ExitCode::Done,
-                           "shown",
-                           hostile,
-                           hostile,
-                           hostile,
-                           hostile,
-                           {{"Fact", hostile, {{"/fact", hostile}}}},
-                           {{"rows", {{"Cell", "cell"}}, {{{hostile}, {}}}}}};
+    Report report = {ExitCode::Done, "shown", hostile, hostile, hostile, hostile, {}, {}};
+    report.facts = {{"Fact", hostile, {{"/fact", hostile}}}};
+    report.tables = {{"rows", {{"Cell", "cell"}}, {{{hostile}, {}}}}};
     for (const bool json : {false, true})
     {
         std::ostringstream out;

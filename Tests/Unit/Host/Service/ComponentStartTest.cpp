@@ -76,8 +76,6 @@ TEST_F(ComponentStartTest, AnInstallationThatWaitedIsAskedForAgainWithWhatRemain
 {
     const std::int64_t dueTime = GetUnixTime() + 60'000'000;
     BeginInThisBoot(dueTime);
-    script->SetVersion(FileType::Pending, "2.0.0.0");
-    script->install = Begin;
     EXPECT_EQ(Start(), "");
     EXPECT_EQ(Now().activity, Activity::Waiting);
     EXPECT_TRUE(RunUntil([this] { return store->GetComponent(Id).state == InstallationState::Installing; }));
@@ -97,8 +95,6 @@ TEST_F(ComponentStartTest, AnInstallationThatMissedItsTimeIsAskedForAtOnceWhenRa
     BeginInThisBoot(GetUnixTime() + 1000);
     ASSERT_TRUE(status->Suspend(Id));
     rauc.state = RaucState::Absent;
-    script->SetVersion(FileType::Pending, "2.0.0.0");
-    script->install = Begin;
     EXPECT_EQ(Start(), "");
     EXPECT_EQ(Now().activity, Activity::Waiting);
     EXPECT_EQ(Now().state, InstallationState::Installing);

@@ -71,9 +71,9 @@ TEST_F(ScheduledExecutorServiceTest, NoOrderOfOperationsRunsATaskThatWasReplaced
         std::atomic<int> running = 0;
         std::atomic<bool> isQuiet = false;
         executor.emplace();
-        const auto late = [] { ADD_FAILURE() << "a task ran too early"; };
-        const auto run = [&] { EXPECT_TRUE(++running == 1 && !isQuiet && --running == 0); };
-        const ScheduledExecutorService::Task tasks[] = {late, run};
+        const ScheduledExecutorService::Task tasks[] = {
+            [] { ADD_FAILURE() << "a task ran too early"; },
+            [&] { EXPECT_TRUE(++running == 1 && !isQuiet && --running == 0); }};
         for (int step = 0, rest = sequence; step < 6; ++step, rest /= 3)
         {
             isQuiet = false;
