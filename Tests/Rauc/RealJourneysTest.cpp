@@ -8,9 +8,8 @@ namespace Zel::Tests
 {
 
 /// A device in a folder with the real RAUC, for a component of the article "Controller".
-class RealDevice : public JourneyDevice
+struct RealDevice : JourneyDevice
 {
-public:
     RealDevice() { device.Run("boot"), device.Run("mark-good"); }
 
     [[nodiscard]] String MakeBundle(const String& version, const Lines& options) override
@@ -47,7 +46,7 @@ struct RealJourneyTest : testing::TestWithParam<Journey>
 TEST_P(RealJourneyTest, IsToldInOrder)
 {
     RealDevice device;
-    JourneyRun(device, GetParam()).Run();
+    JourneyRun{device, GetParam()}.Run();
 }
 
 INSTANTIATE_TEST_SUITE_P(Real, RealJourneyTest, testing::ValuesIn(CommonJourneys()),

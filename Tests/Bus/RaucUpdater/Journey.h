@@ -16,9 +16,8 @@ using FileType = Services::SoftwareUpdate::SoftwareVersionFileType;
 using Version = Services::SoftwareUpdate::IUpdaterModule::SoftwareVersionType;
 
 /// The device below a module, with commands and bundle options as those of the program `device`.
-class JourneyDevice
+struct JourneyDevice
 {
-public:
     virtual ~JourneyDevice() = default;
 
     /// Makes a bundle and returns its path.
@@ -28,7 +27,7 @@ public:
     virtual String Run(const String& command, const Lines& arguments) = 0;
 };
 
-class JourneyRun;
+struct JourneyRun;
 
 /// What the operator or the device does.
 using Step = std::function<void(JourneyRun&)>;
@@ -63,14 +62,8 @@ struct Journey
 };
 
 /// A device's life with a module on it. Everything is for one thread.
-class JourneyRun
+struct JourneyRun
 {
-public:
-    JourneyRun(JourneyDevice& usedDevice, const Journey& usedJourney)
-        : device(usedDevice), journey(usedJourney)
-    {
-    }
-
     /// Runs the steps and compares with the row.
     void Run();
 
@@ -88,17 +81,17 @@ public:
     /// lines come when the machine has time for them, is left out.
     [[nodiscard]] Lines GetStory() const;
 
-    JourneyDevice& device;
-    const Journey& journey;
-    Support::ModulePlatform platform;
-    Support::RecordingLog log;
-    std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule> module;
-
-private:
     /// Returns the version of the image that runs.
     [[nodiscard]] String GetRunning() { return device.Run("slot-version", {device.Run("booted", {})}); }
 
-    Lines story;
+    JourneyDevice& device;
+    const Journey& journey;
+    Support::ModulePlatform platform{};
+    Support::RecordingLog log{};
+    std::unique_ptr<Services::SoftwareUpdate::IUpdaterModule> module{};
+    /// Up to the last restart.
+    Lines story{};
+    /// How often it has settled.
     int markers = 0;
 };
 

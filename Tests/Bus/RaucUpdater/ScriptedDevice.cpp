@@ -61,7 +61,7 @@ String ScriptedDevice::Run(const String& command, const Lines& /*arguments*/)
 TEST_P(JourneyTest, IsToldInOrder)
 {
     ScriptedDevice device(GetParam().isNew);
-    JourneyRun(device, GetParam()).Run();
+    JourneyRun{device, GetParam()}.Run();
 }
 
 INSTANTIATE_TEST_SUITE_P(Common, JourneyTest, testing::ValuesIn(CommonJourneys()), JourneyTest::NameOf);

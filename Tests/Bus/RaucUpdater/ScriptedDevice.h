@@ -7,9 +7,8 @@ namespace Zel::Tests
 {
 
 /// A device with the scripted RAUC. Commands and bundle options that it has not are refused by an exception.
-class ScriptedDevice : public JourneyDevice
+struct ScriptedDevice : JourneyDevice
 {
-public:
     /// The slots of the scripted RAUC, or those of a device that RAUC never wrote.
     explicit ScriptedDevice(bool isNew = false);
 

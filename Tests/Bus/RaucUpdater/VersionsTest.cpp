@@ -11,8 +11,7 @@ namespace Zel::Tests
 {
 
 using System::Commons::Diagnostics::Logging::LogLevel;
-using testing::ElementsAre;
-using testing::StartsWith;
+using namespace testing;
 
 struct VersionsTest : ModuleTest
 {
@@ -201,7 +200,7 @@ TEST_F(VersionsTest, WhatCannotBeMovedOrDeletedIsRefusedAllTheSame)
     Stored(InstallationState::Installing)(run);
     Create();
     const String undeleted = "error: Failed to delete installed firmware file. ";
-    EXPECT_THAT(run.GetStory(), testing::Contains(StartsWith(undeleted)));
+    EXPECT_THAT(run.GetStory(), Contains(StartsWith(undeleted)));
 }
 
 } // namespace Zel::Tests

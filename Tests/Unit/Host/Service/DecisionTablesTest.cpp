@@ -13,18 +13,14 @@ using namespace testing;
 namespace
 {
 
-RaucSlot MakeSlot(const String& name, const char* state, const char* status)
-{
-    return {name, {{"state", state}, {"class", "rootfs"}, {"boot-status", status}}};
-}
-
 InspectionFacts GoodFacts()
 {
     InspectionFacts facts;
     facts.rauc = RaucState::Resting;
     facts.bundle = RaucBundle{"2.0.0.0", "Controller"};
     facts.deviceCompatible = "Controller";
-    facts.slots = {MakeSlot("rootfs.1", "inactive", "bad"), MakeSlot("rootfs.0", "booted", "good")};
+    facts.slots = {{"rootfs.1", {{"state", "inactive"}, {"class", "rootfs"}, {"boot-status", "bad"}}},
+                   {"rootfs.0", {{"state", "booted"}, {"class", "rootfs"}, {"boot-status", "good"}}}};
     facts.runningVersion = "1.0.0.0";
     facts.now = 1'800'000'000'000'000;
     return facts;

@@ -12,7 +12,6 @@ namespace Zel::Host::Service
 using namespace testing;
 using FileDescriptor = Delivery::FileDescriptor;
 using Tests::Support::TemporaryFolder;
-using Tests::Support::TmpfsMount;
 
 struct DeliveryTest : Test
 {
@@ -31,7 +30,7 @@ struct DeliveryTest : Test
 
 TEST_F(DeliveryTest, ARegularFileBecomesOneOfOurOwnAlsoFromAnotherFileSystem)
 {
-    const TmpfsMount mount(8 * MiB);
+    const Tests::Support::TmpfsMount mount(8 * MiB);
     const String content = String(3 * MiB, 'x') + "end";
     std::filesystem::create_symlink(mount.Write("bundle", content), folder / "link");
     for (const String& path : {folder.Write("bundle", content), folder / "link"})
@@ -94,7 +93,7 @@ TEST_F(DeliveryTest, AFileThatItsWriterChangesMeanwhileIsRefused)
 
 TEST_F(DeliveryTest, WithoutRoomNothingIsLeft)
 {
-    const TmpfsMount mount(8 * MiB);
+    const Tests::Support::TmpfsMount mount(8 * MiB);
     Delivery small(mount / "delivery");
     const String memory = "Zel::System::Commons::OutOfMemoryException: The bundle has ";
     std::filesystem::resize_file(folder.Write("bundle", ""), 3'221'225'472);

@@ -35,7 +35,7 @@ struct PersistentUpdaterStatusTest : Test
     [[nodiscard]] ComponentStatus Get() { return *status->GetComponentStatus(Id); }
 
     inline static const String Id = "Controller";
-    const TemporaryFolder folder;
+    const Tests::Support::TemporaryFolder folder;
     std::atomic<int> changes = 0;
     std::unique_ptr<PersistentUpdaterStatus> status = Open(folder.GetPath());
 };
@@ -91,7 +91,7 @@ TEST_F(PersistentUpdaterStatusTest, TheSlotTellsADeviceThatSwitchedBack)
           Row{true, "boot-1", "A", "failed"}, Row{true, "boot-2", "", "failed"},
           Row{false, "boot-2", "B", "switched-back"}, Row{false, "boot-2", "A", "failed"}})
     {
-        const TemporaryFolder own;
+        const Tests::Support::TemporaryFolder own;
         status = Open(own.GetPath());
         status->SetBootSlot("A");
         ASSERT_TRUE(status->BeginInstallation(Id, installation));

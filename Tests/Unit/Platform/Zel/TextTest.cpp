@@ -10,8 +10,6 @@
 namespace Zel
 {
 
-using Tests::Support::GetThrown;
-
 TEST(StringTest, TruncateNeverSplitsACharacterAndCutsMalformedTextAnywhere)
 {
     // Characters of one to four bytes, and where each size cuts them.
@@ -30,14 +28,14 @@ TEST(FixedTextTest, TakesOneCharacterLessThanItsSizeAndKeepsItsTextOtherwise)
     using System::Commons::FixedString;
     using System::Commons::FixedText;
     FixedText<512> text = String(511, 'x');
-    EXPECT_EQ(GetThrown([&] { text = String(512, 'y'); }),
+    EXPECT_EQ(Tests::Support::GetThrown([&] { text = String(512, 'y'); }),
               "Zel::System::Commons::ArgumentException: Input string is too long (argument 'arg')");
     EXPECT_EQ(text.ToString(), String(511, 'x'));
     text = "shorter";
     text = text.GetView().substr(2);
     EXPECT_EQ(text, "orter");
     EXPECT_EQ(FixedString<512>(String(512, 'x')).ToString(), String(512, 'x'));
-    EXPECT_EQ(GetThrown([] { FixedString<512>(String(513, 'x')); }),
+    EXPECT_EQ(Tests::Support::GetThrown([] { FixedString<512>(String(513, 'x')); }),
               "Zel::System::Commons::ArgumentException: Cannot copy string: argument string length 513 "
               "exceeds MaxStringSize 512 (argument 'arg')");
 }

@@ -35,20 +35,17 @@ struct DesktopBusManagerTest : RaucBusTest
     }
 
     /// Expects every operation to fail after so many calls that get `answer`, with this last error.
-    void ExpectFailures(const Answer& answer, int calls, const String& error)
+    void ExpectFailures(const Answer& answer, std::size_t calls, const String& error)
     {
         for (const auto& operation : operations)
         {
             const String member = operation.sent.substr(0, operation.sent.find(' '));
             rauc->answers[member] = answer;
-            String told = "false, before, before, before";
-            for (int call = 0; call < calls; ++call)
-            {
-                told += "; " + operation.sent;
-            }
+            Lines told(calls + 1, operation.sent);
+            told.front() = "false, before, before, before";
             // An installation has no answer that could be of another shape.
             const bool isRead = error == Unreadable && member == "InstallBundle";
-            EXPECT_EQ(Run(operation), isRead ? operation.success + "; " + operation.sent : told);
+            EXPECT_EQ(Run(operation), isRead ? operation.success + "; " + operation.sent : Join(told, "; "));
             EXPECT_EQ(isRead ? error : GetErrors().back(), error) << operation.sent;
             rauc->answers.clear();
         }

@@ -14,10 +14,6 @@ namespace Zel::System::Commons::Chrono
 {
 
 using std::chrono::steady_clock;
-using Tests::Support::RecordingLog;
-
-namespace
-{
 
 /// Returns whether the condition came true within 10 s.
 template <typename Condition>
@@ -54,8 +50,6 @@ struct Ticker
     // Last, so that nothing ticks any more when the others are destroyed.
     Timer timer;
 };
-
-} // namespace
 
 TEST(TimerTest, HandlerMayStopAndStartAgainButNotAgainstAStopThatWaitsForIt)
 {
@@ -123,7 +117,7 @@ TEST(TimerTest, NoHandlerRunsAfterStopHoweverShortThePeriod)
 
 TEST(TimerTest, TicksFirstAfterAWholePeriodAndGoesOnBehindAnExceptionWhichIsLogged)
 {
-    const RecordingLog log;
+    const Tests::Support::RecordingLog log;
     Ticker ticker(20'000, [](int) { throw Exception("ours"); });
     const auto begin = steady_clock::now();
     ASSERT_TRUE(ticker.timer.Start() && ticker.timer.Start());
@@ -138,7 +132,7 @@ TEST(TimerTest, RefusesAPeriodOutsideOfItsRangeAndAStartWithoutAThread)
 {
     EXPECT_THROW(Timer(0, "wrong"), ArgumentException);
     EXPECT_THROW(Timer(Timer::MaximumPeriod + 1, "wrong"), ArgumentException);
-    const RecordingLog log;
+    const Tests::Support::RecordingLog log;
     EXPECT_FALSE(Timer(Timer::MaximumPeriod, "stackless", 0, 1).Start());
     EXPECT_EQ(log.GetLines().size(), 1U);
 }

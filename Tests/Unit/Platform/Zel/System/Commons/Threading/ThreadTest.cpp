@@ -14,7 +14,6 @@ namespace Zel::System::Commons::Threading
 {
 
 using testing::ElementsAre;
-using Tests::Support::RecordingLog;
 
 TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
 {
@@ -27,7 +26,7 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
         EXPECT_EQ(pthread_getname_np(pthread_self(), name, sizeof(name)), 0);
         EXPECT_EQ(pthread_getschedparam(pthread_self(), &policy, &parameters), 0);
     };
-    const RecordingLog log;
+    const Tests::Support::RecordingLog log;
     Thread plain("fourteen bytes\u00e9", look, &plain);
     ASSERT_TRUE(plain.Start());
     EXPECT_FALSE(plain.IsCurrent());
@@ -47,7 +46,7 @@ TEST(ThreadTest, RunsItsEntryOnceWithNameAndPriorityOrIsNotStarted)
 
 TEST(ThreadTest, ExceptionsOfTheEntryAreLoggedAndPthreadExitIsNone)
 {
-    const RecordingLog log;
+    const Tests::Support::RecordingLog log;
     for (const Thread::Entry& entry :
          {Thread::Entry([](void*) { throw Exception("ours"); }), Thread::Entry([](void*) { throw 7; }),
           Thread::Entry([](void*) { throw std::runtime_error("theirs"); }), Thread::Entry(pthread_exit)})

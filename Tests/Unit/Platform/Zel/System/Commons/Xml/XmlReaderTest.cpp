@@ -10,8 +10,6 @@
 namespace Zel::System::Commons::Xml
 {
 
-using Tests::Support::GetThrown;
-
 namespace
 {
 
@@ -24,7 +22,7 @@ String Enter(XmlReader& reader)
 /// Reads a document to its end and returns what it refused.
 [[nodiscard]] String ReadAll(const String& document)
 {
-    return GetThrown(
+    return Tests::Support::GetThrown(
         [&]
         {
             XmlReader reader(document, "file.xml");
@@ -118,7 +116,7 @@ TEST(XmlSerializationContextTest, ResolvePathExpandsVariablesAndStartsAtTheDocum
         EXPECT_EQ(context.ResolvePath(path), resolved);
     }
     const auto refuse = [&](const char* path)
-    { return GetThrown([&] { static_cast<void>(context.ResolvePath(path)); }); };
+    { return Tests::Support::GetThrown([&] { static_cast<void>(context.ResolvePath(path)); }); };
     for (const char* const path : {"", "${EMPTY}", "${}", "${name}", "${STATE", "a${"})
     {
         EXPECT_THAT(refuse(path), testing::HasSubstr("XmlException")) << path;
