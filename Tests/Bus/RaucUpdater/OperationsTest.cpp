@@ -1,5 +1,4 @@
 #include "Bus/RaucUpdater/ScriptedDevice.h"
-#include "RaucUpdater/RaucUpdaterModule.h"
 #include "Support/PrivateBus.h"
 #include "Support/Thrown.h"
 #include "Zel/System/Commons/ArgumentException.h"
