@@ -94,6 +94,8 @@ void Component::Revert(const String& caller, const Completion& completion)
         WhenRaucRests(
             [this]
             {
+                // A module starts an installation with an empty message, but a revert with what was before.
+                environment.status->SetMessage(id, "", true);
                 environment.status->SetUpcoming(
                     id, {request->caller, false, GetSnapshot().currentVersion, FindEarlierVersion(), 0, {}});
                 CallModule([](const ModuleCalls& calls) { return calls.Revert(); },

@@ -174,7 +174,9 @@ TEST_F(ComponentTest, AnInstallationIsCalledOffUntilRaucMayHaveBeenAskedForIt)
 TEST_F(ComponentTest, ARevertThatIsNotNeededIsRefusedAndOneThatRaucDidNotDoEndsAsFailed)
 {
     StartWithPending();
+    status->SetMessage(Id, "What was before.", true);
     EXPECT_THAT(Revert(), StartsWith("InvalidState: The device runs from the slot"));
+    EXPECT_EQ(Now().message, "");
     script->revert = [](IUpdaterStatus& given)
     {
         EXPECT_TRUE(given.BeginInstallation(Id, false));
