@@ -63,8 +63,8 @@ public:
     /// `delay`. Returns when it was accepted.
     void Install(const String& version, bool fallback, std::chrono::milliseconds delay);
 
-    /// Asks for an installation whose delay the service takes in no state: throws what stands against any
-    /// installation by this caller now, and returns where nothing else does.
+    /// Asks for an installation whose delay the service takes in no state: throws what the caller's rights
+    /// and the component's state have against any installation now, and returns where they have nothing.
     void TryInstall();
 
     /// Calls a waiting installation off.

@@ -257,13 +257,14 @@ bool Component::IsInstalling() const
 
 void Component::UpdateStatus()
 {
+    const bool wasSuspended = record.IsSuspended();
     const ComponentView::Change change = ShowStatus();
-    if (change.verdict)
+    if (change.verdict && change.verdict->result == Api::Result::Failed)
     {
-        // After a restart of the device it is the module that notifies of what it decides, when it is
-        // initialized.
+        // Of an installation from before a restart of the device it is the module that notifies, which
+        // decides it; but it knows nothing of a suspended one.
         const bool sameBoot = record.bootId == environment.status->GetBootId();
-        if (change.verdict->result == Api::Result::Failed && (sameBoot || life == Life::Ready))
+        if (sameBoot || wasSuspended)
         {
             environment.failed(DescribeFailure(*change.verdict));
         }

@@ -51,7 +51,16 @@ void Component::Install(const InstallRequest& installRequest, const String& call
         Finish(RequestResult::Refused(ToString(ResultCode::InvalidArgument), fault));
         return;
     }
-    WhenRaucRests([this, installRequest] { AskToInstall(installRequest, 0); });
+    WhenRaucRests(
+        [this, installRequest]
+        {
+            if (installRequest.delay == 0 || environment.status->KeepForCallOff(id))
+            {
+                AskToInstall(installRequest, 0);
+                return;
+            }
+            Finish(RequestResult::FromCode(ResultCode::OperationFailed, "The status store takes nothing."));
+        });
 }
 
 void Component::AskToInstall(const InstallRequest& installRequest, std::int64_t dueTime)
@@ -71,7 +80,6 @@ void Component::SetUpcoming(const InstallRequest& installRequest, std::int64_t d
     }
     if (dueTime == 0 && delay > 0)
     {
-        environment.status->KeepForCallOff(id);
         dueTime = GetUnixTime() + delay * MicrosecondsPerMillisecond;
     }
     const bool fallback = installRequest.fallback;
@@ -298,10 +306,12 @@ void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
                             const String fault = InstallationChecks::FindVersionFault(version);
                             if (known.rauc != RaucState::Resting)
                             {
+                                module.Remove(file);
                                 RefuseUntilRaucRests(known.rauc);
                             }
                             else if (!fault.empty())
                             {
+                                module.Remove(file);
                                 Finish(
                                     RequestResult::Refused(ToString(ResultCode::InvalidArgument),
                                                            fault + " Build the bundle with a shorter one."));
@@ -316,8 +326,9 @@ void Component::HandOver(const std::shared_ptr<DeliveredFile>& file)
 void Component::CallStage(const std::shared_ptr<DeliveredFile>& file, bool trusted)
 {
     CallModule([file](const ModuleCalls& calls) { return calls.Stage(file->GetPath()); },
-               [this, trusted](const RequestResult& result)
+               [this, file, trusted](const RequestResult& result)
                {
+                   module.Remove(file);
                    if (result.error == ToString(ResultCode::InvalidArgument))
                    {
                        FinishRejection(result, trusted);

@@ -21,6 +21,7 @@ ComponentStart::ComponentStart(const String& componentId, const ComponentEnviron
 void ComponentStart::Begin()
 {
     underWay = true;
+    interruption.reset();
     deadline = std::chrono::steady_clock::now() + Patience;
     Check();
 }
@@ -122,6 +123,12 @@ void ComponentStart::EndAsFailed(const String& reason)
     const auto status = environment.status->GetComponentStatus(componentId);
     environment.status->SetMessage(componentId, reason, false);
     hasShown = false;
+    if (status)
+    {
+        interruption = status->record.begunAsInstallation
+                           ? Format("The installation of version '{0}' has failed. {1}", version, reason)
+                           : Format("The revert has failed. {0}", reason);
+    }
     environment.status->EndInstallation(componentId, false);
     if (!status || IsInstalling())
     {
@@ -137,9 +144,6 @@ void ComponentStart::EndAsFailed(const String& reason)
         static_cast<void>(
             environment.status->WriteProperty(componentId, StatusStore::RevertedToProperty, "", true));
     }
-    handlers.interrupted(status->record.begunAsInstallation
-                             ? Format("The installation of version '{0}' has failed. {1}", version, reason)
-                             : Format("The revert has failed. {0}", reason));
     Initialize();
 }
 
@@ -167,6 +171,10 @@ void ComponentStart::Initialize()
     if (std::exchange(hasShown, false))
     {
         environment.status->SetMessage(componentId, "", false);
+    }
+    if (const auto text = std::exchange(interruption, std::nullopt))
+    {
+        handlers.interrupted(*text);
     }
     underWay = false;
     handlers.initialize();

@@ -62,6 +62,8 @@ private:
     const Handlers handlers;
     bool underWay = false;
     bool hasShown = false;
+    /// What there is to be told of the end that was made instead of a module's.
+    std::optional<String> interruption;
     std::chrono::steady_clock::time_point deadline;
     LoopTimer checkTimer;
 };

@@ -78,6 +78,11 @@ std::optional<std::vector<std::uint64_t>> ToNumbers(const String& version)
         }
         begin = end + 1;
     }
+    // "2.0" is the same as "2.0.0".
+    while (!numbers.empty() && numbers.back() == 0)
+    {
+        numbers.pop_back();
+    }
     return numbers;
 }
 

@@ -12,11 +12,6 @@ using System::Commons::ArgumentException;
 using System::Commons::Diagnostics::Logging::LogLevel;
 using System::Core::Format;
 
-namespace
-{
-
-} // namespace
-
 template <typename Call>
 RequestResult ModuleCalls::Guard(const Call& call)
 {

@@ -280,9 +280,9 @@ std::uint32_t PersistentUpdaterStatus::GetConfirmationTimeout(const String& /*co
     return confirmationTimeout;
 }
 
-void PersistentUpdaterStatus::KeepForCallOff(const String& componentId)
+bool PersistentUpdaterStatus::KeepForCallOff(const String& componentId)
 {
-    static_cast<void>(TryChange("KeepForCallOff", componentId, [&] { store->KeepForCallOff(componentId); }));
+    return TryChange("KeepForCallOff", componentId, [&] { store->KeepForCallOff(componentId); });
 }
 
 void PersistentUpdaterStatus::SetUpcoming(const String& componentId, Upcoming upcoming)

@@ -80,8 +80,8 @@ public:
     void ReadProperty(const String& componentId, const String& propertyName, String& value) override;
     [[nodiscard]] std::uint32_t GetConfirmationTimeout(const String& componentId) override;
 
-    /// As `StatusStore` does; a failure is logged.
-    void KeepForCallOff(const String& componentId);
+    /// As `StatusStore` does.
+    [[nodiscard]] bool KeepForCallOff(const String& componentId);
 
     /// Says what is going to begin next.
     void SetUpcoming(const String& componentId, Upcoming upcoming);

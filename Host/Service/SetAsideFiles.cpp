@@ -27,13 +27,15 @@ std::set<std::int64_t> FindTimes(const String& prefix)
 {
     std::set<std::int64_t> times;
     std::error_code error;
-    std::filesystem::directory_iterator entry(std::filesystem::path(prefix).parent_path(), error);
+    const std::filesystem::path path(prefix);
+    const String wanted = path.filename();
+    std::filesystem::directory_iterator entry(path.parent_path(), error);
     for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error))
     {
-        const String name = entry->path().string();
+        const String name = entry->path().filename();
         std::int64_t time = 0;
-        if (name.starts_with(prefix) &&
-            std::from_chars(name.data() + prefix.size(), name.data() + name.size(), time).ec == std::errc())
+        if (name.starts_with(wanted) &&
+            std::from_chars(name.data() + wanted.size(), name.data() + name.size(), time).ec == std::errc())
         {
             times.insert(time);
         }

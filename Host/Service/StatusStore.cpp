@@ -7,6 +7,8 @@
 
 #include "Zel/System/Core/Format.h"
 
+#include <array>
+
 namespace Zel::Host::Service
 {
 
@@ -16,7 +18,11 @@ using System::Core::Format;
 namespace
 {
 
-/// What the names of kept properties begin with.
+/// By which a module knows what a revert would go back to.
+const std::array<String, 3> RevertProperties = {
+    StatusStore::TargetVersionProperty, StatusStore::InstallerSlotProperty, StatusStore::RevertedToProperty};
+/// The property that says that they are kept, under names that begin so.
+const String KeptMark = "Kept";
 const String KeptPrefix = "Kept.";
 
 } // namespace
@@ -127,10 +133,7 @@ bool StatusStore::Finish(const String& componentId, InstallationState state, con
     if (changed)
     {
         EndEntry(component, result, reason);
-    }
-    if (changed && result == Api::Result::CalledOff)
-    {
-        CopyRevertProperties(component, KeptPrefix, "");
+        ReleaseKept(component, result == Api::Result::CalledOff);
     }
     transaction.Commit();
     return changed;
@@ -146,27 +149,27 @@ void StatusStore::KeepForCallOff(const String& componentId)
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
-    CopyRevertProperties(GetComponentKey(componentId), "", KeptPrefix);
+    const std::int64_t component = GetComponentKey(componentId);
+    for (const String& name : RevertProperties)
+    {
+        SetProperty(component, KeptPrefix + name, GetProperty(component, name));
+    }
+    SetProperty(component, KeptMark, "yes");
     transaction.Commit();
 }
 
-void StatusStore::CopyRevertProperties(std::int64_t component, const String& fromPrefix,
-                                       const String& toPrefix)
+void StatusStore::ReleaseKept(std::int64_t component, bool restore)
 {
-    for (const String& name : {TargetVersionProperty, InstallerSlotProperty, RevertedToProperty})
+    const bool restores = restore && !GetProperty(component, KeptMark).empty();
+    for (const String& name : RevertProperties)
     {
-        database->Prepare("DELETE FROM property WHERE component = ? AND name = ?")
-            .Bind(component)
-            .Bind(toPrefix + name)
-            .Run();
-        database
-            ->Prepare("INSERT INTO property (component, name, value) "
-                      "SELECT component, ?, value FROM property WHERE component = ? AND name = ?")
-            .Bind(toPrefix + name)
-            .Bind(component)
-            .Bind(fromPrefix + name)
-            .Run();
+        if (restores)
+        {
+            SetProperty(component, name, GetProperty(component, KeptPrefix + name));
+        }
+        SetProperty(component, KeptPrefix + name, "");
     }
+    SetProperty(component, KeptMark, "");
 }
 
 bool StatusStore::CallOff(const String& componentId, const String& reason)
@@ -192,23 +195,26 @@ bool StatusStore::Resume(const String& componentId)
     return change.Bind(InstallationState::Failed).Run() == 1;
 }
 
+void StatusStore::SetProperty(std::int64_t component, const String& name, const String& value)
+{
+    if (value.empty())
+    {
+        Database::Statement deletion =
+            database->Prepare("DELETE FROM property WHERE component = ? AND name = ?");
+        deletion.Bind(component).Bind(name).Run();
+        return;
+    }
+    Database::Statement change =
+        database->Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)");
+    change.Bind(component).Bind(name).Bind(value).Run();
+}
+
 void StatusStore::WriteProperty(const String& componentId, const String& name, const String& value)
 {
     const std::lock_guard lock(mutex);
     Database::Transaction transaction(*database);
     const std::int64_t key = GetComponentKey(componentId);
-    if (value.empty())
-    {
-        database->Prepare("DELETE FROM property WHERE component = ? AND name = ?").Bind(key).Bind(name).Run();
-    }
-    else
-    {
-        database->Prepare("INSERT OR REPLACE INTO property (component, name, value) VALUES (?, ?, ?)")
-            .Bind(key)
-            .Bind(name)
-            .Bind(value)
-            .Run();
-    }
+    SetProperty(key, name, value);
     if (name == InstallerSlotProperty)
     {
         Database::Statement change =
@@ -221,9 +227,14 @@ void StatusStore::WriteProperty(const String& componentId, const String& name, c
 String StatusStore::ReadProperty(const String& componentId, const String& name)
 {
     const std::lock_guard lock(mutex);
+    return GetProperty(GetComponentKey(componentId), name);
+}
+
+String StatusStore::GetProperty(std::int64_t component, const String& name)
+{
     Database::Statement query =
         database->Prepare("SELECT value FROM property WHERE component = ? AND name = ?");
-    return query.Bind(GetComponentKey(componentId)).Bind(name).Step() ? query.GetText(0) : String();
+    return query.Bind(component).Bind(name).Step() ? query.GetText(0) : String();
 }
 
 void StatusStore::AddNotification(const Notification& notification)

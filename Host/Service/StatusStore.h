@@ -62,12 +62,13 @@ public:
     /// Takes the state from failed to idle; false, nothing changed, from any other state.
     [[nodiscard]] bool Resume(const String& componentId);
 
-    /// Keeps what a revert would go back to now, for `CallOff`: a module forgets it when it is asked for an
-    /// installation.
+    /// Keeps what a revert would go back to now for `CallOff`, until an installation ends: a module forgets
+    /// it when it is asked for one.
     void KeepForCallOff(const String& componentId);
 
     /// Takes the state from installing, or suspended, to idle without a verdict, for what RAUC was not asked
-    /// for; a revert goes back to what was kept. False, nothing changed, from any other state.
+    /// for; a revert goes back to what was kept, where something was. False, nothing changed, from any other
+    /// state.
     [[nodiscard]] bool CallOff(const String& componentId, const String& reason);
 
     /// Suspends an installation that waits for its time; false, nothing changed, when none does.
@@ -100,14 +101,16 @@ public:
 private:
     [[nodiscard]] static std::unique_ptr<Database> Open(const String& path, String& damage);
     [[nodiscard]] std::int64_t GetComponentKey(const String& componentId);
-    /// Copies the properties by which a module reverts from one kind of names to another.
-    void CopyRevertProperties(std::int64_t component, const String& fromPrefix, const String& toPrefix);
     [[nodiscard]] bool Finish(const String& componentId, ComponentRecord::State state, const String& result,
                               const String& reason);
     /// The following belong to a transaction of the caller's.
     void InsertStep(std::int64_t component, const String& text);
     void BeginEntry(std::int64_t component, const Beginning& beginning);
     void EndEntry(std::int64_t component, const String& result, const String& reason);
+    [[nodiscard]] String GetProperty(std::int64_t component, const String& name);
+    void SetProperty(std::int64_t component, const String& name, const String& value);
+    /// Forgets what `KeepForCallOff` has kept, and has a revert go back to it first with `restore`.
+    void ReleaseKept(std::int64_t component, bool restore);
 
     String damage;
     std::mutex mutex;

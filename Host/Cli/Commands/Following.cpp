@@ -71,9 +71,10 @@ bool WaitAndShow(BusClient& client, ProgressView& view, BusClient::Clock::time_p
     }
 }
 
-void AwaitReadiness(BusClient& client)
+void AwaitReadiness(BusClient& client, BusClient::Clock::time_point limit)
 {
-    const auto deadline = BusClient::Clock::now() + TimeToGetReady;
+    const auto deadline =
+        std::min<BusClient::Clock::time_point>(limit, BusClient::Clock::now() + TimeToGetReady);
     try
     {
         client.Refresh();

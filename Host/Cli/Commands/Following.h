@@ -26,7 +26,7 @@ namespace Zel::Host::Cli
 
 /// After the end of an installation: gives the service a few seconds to get ready for what comes next, and
 /// reads the component anew. Ends early and says nothing when the service goes or a signal arrives.
-void AwaitReadiness(BusClient& client);
+void AwaitReadiness(BusClient& client, BusClient::Clock::time_point limit = ClientConnection::Forever);
 
 /// The time within which an ordered restart has to come: a device that was told to restart stops its services
 /// long before its end.

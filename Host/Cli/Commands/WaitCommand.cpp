@@ -132,7 +132,7 @@ private:
         ReadUndertaking(client);
         if (watch)
         {
-            AwaitReadiness(client);
+            AwaitReadiness(client, deadline);
             return GetReports().ToEnd(*watch, client.GetState());
         }
         const ComponentState& state = client.GetState();

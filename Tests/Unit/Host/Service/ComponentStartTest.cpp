@@ -149,6 +149,27 @@ TEST_F(ComponentStartTest, WhatWaitedSinceAnEarlierBootAndIsRefusedIsNotified)
     EXPECT_THAT(failures, ElementsAre(HasSubstr("could not be resumed. ")));
 }
 
+TEST_F(ComponentStartTest, WhatTheModuleDecidedAfterARestartIsItsOwnToNotifyWheneverTheStoreTakesIt)
+{
+    {
+        PersistentUpdaterStatus earlier(store, "old boot", 0, {});
+        earlier.SetBootSlot("B");
+        ASSERT_EQ(Begin(earlier, "2.0.0.0", 0), ResultCode::Ok);
+        earlier.AddRestart(Id);
+    }
+    Database other(folder / "state/status.sqlite");
+    script->initialize = [&](IUpdaterStatus& given)
+    {
+        other.Execute(
+            "CREATE TRIGGER refuse BEFORE UPDATE ON component BEGIN SELECT RAISE(ABORT, 'full'); END");
+        given.EndInstallation(Id, false);
+    };
+    EXPECT_EQ(Start(), "");
+    other.Execute("DROP TRIGGER refuse");
+    ASSERT_TRUE(RunUntil([this] { return Now().state == InstallationState::Failed; }));
+    EXPECT_THAT(failures, IsEmpty());
+}
+
 TEST_F(ComponentStartTest, WhatFailsWhileItsModuleIsDroppedIsNotified)
 {
     StartWithPending(InstallRequest());
