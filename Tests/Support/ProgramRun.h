@@ -38,9 +38,11 @@ public:
         std::function<void()> serve = [] {})
         : serve(std::move(serve))
     {
-        arguments.insert(arguments.begin(), "/usr/bin/env");
-        std::vector<char*> words(arguments.size() + 1);
-        std::ranges::transform(arguments, words.begin(), [](String& word) { return word.data(); });
+        String program = "/usr/bin/env";
+        std::vector<char*> words = {program.data()};
+        std::ranges::transform(arguments, std::back_inserter(words),
+                               [](String& word) { return word.data(); });
+        words.push_back(nullptr);
         std::array<std::array<int, 2>, 3> pipes{};
         std::ranges::for_each(pipes, [](auto& ends) { Check(pipe2(ends.data(), O_CLOEXEC), "make a pipe"); });
         const winsize size{24, 60, 0, 0};
