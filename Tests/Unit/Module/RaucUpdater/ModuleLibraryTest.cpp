@@ -1,6 +1,7 @@
 #include "Support/ModulePlatform.h"
 #include "Support/ProgramRun.h"
 #include "Support/RecordingLog.h"
+#include "Support/Thrown.h"
 #include "Zel/Services/SoftwareUpdate/IUpdaterModule.h"
 #include "Zel/System/Commons/ArgumentException.h"
 #include "Zel/System/Commons/Extensibility/ModuleLibraryBase.h"
@@ -60,6 +61,22 @@ TEST_F(ModuleLibraryTest, TheEntryReturnsOneObjectThatOffersOneModuleUnderItsExa
     EXPECT_NE(Create(), nullptr);
     platform.appDomain.SetSingleton<System::Nm::INotificationManager>(nullptr);
     EXPECT_THROW(static_cast<void>(Create()), Exception) << "it needs a notification manager";
+}
+
+TEST(ModuleFactoryTest, TakesEachNameOnceWithItsFunction)
+{
+    using Factory = System::Commons::Extensibility::ModuleFactory<int>;
+    Factory factory;
+    const auto add = [&](const String& name, const Factory::FactoryFunction& function)
+    { return Tests::Support::GetThrown([&] { factory.AddFactoryFunction(name, function); }); };
+    const auto create = [] { return std::make_unique<int>(); };
+    const String thrown = "Zel::System::Commons::ArgumentException: ";
+    EXPECT_EQ(add("A", create), "nothing");
+    EXPECT_EQ(add("a", create), "nothing");
+    EXPECT_EQ(add("A", create), thrown + "Duplicate module name (argument 'moduleName')");
+    EXPECT_EQ(add("A", nullptr), thrown + "Invalid factory function. (argument 'function')");
+    EXPECT_EQ(add("", nullptr), thrown + "Invalid module name (argument 'moduleName')");
+    EXPECT_THAT(factory.GetModuleNames(), testing::ElementsAre("A", "a"));
 }
 
 TEST_F(ModuleLibraryTest, SharesSingletonsAndLogWithTheProcess)
