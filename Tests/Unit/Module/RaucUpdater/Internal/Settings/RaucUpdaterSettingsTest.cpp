@@ -1,5 +1,6 @@
 #include "RaucUpdater/Internal/Settings/RaucUpdaterSettings.h"
 
+#include "Support/RecordingLog.h"
 #include "Support/TemporaryFolder.h"
 #include "Support/Thrown.h"
 #include "Zel/System/Commons/Xml/XmlConfigDocument.h"
@@ -37,6 +38,7 @@ struct RaucUpdaterSettingsTest : testing::Test
     }
 
     const Tests::Support::TemporaryFolder folder;
+    const Tests::Support::RecordingLog log;
 };
 
 TEST_F(RaucUpdaterSettingsTest, ReadsElementsInAnyOrderAndTheLastOfRepeatedOnes)
@@ -51,6 +53,9 @@ TEST_F(RaucUpdaterSettingsTest, ReadsElementsInAnyOrderAndTheLastOfRepeatedOnes)
              "<PendingUpdatePath>first</PendingUpdatePath><PendingUpdatePath>/second</PendingUpdatePath>"
              "<ValidateCompatible>-0</ValidateCompatible>"),
         "/second; ; https://corvane.example; https://corvane.example/{0}");
+    EXPECT_THAT(log.GetLines(),
+                testing::ElementsAre("warning XmlSerializationContext: " + (folder / "settings.xml") +
+                                     ":1: unknown element 'FallbackOnPrimary' is skipped"));
 }
 
 TEST_F(RaucUpdaterSettingsTest, RefusesDocumentsThatItCannotUse)
