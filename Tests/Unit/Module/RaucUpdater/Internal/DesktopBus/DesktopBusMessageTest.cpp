@@ -1,6 +1,7 @@
 #include "RaucUpdater/Internal/DesktopBus/DesktopBusMessage.h"
 
 #include "FieldBuilders.h"
+#include "RaucUpdater/Internal/DesktopBus/DesktopBusError.h"
 #include "Support/RecordingLog.h"
 
 #include <dbus/dbus.h>
@@ -50,10 +51,9 @@ struct DesktopBusMessageTest : testing::Test, FieldBuilders
         {
             text = dbus_message_get_signature(message.Get()) + String(":") + Flatten(message.ReadFields());
         }
-        for (const auto& line :
-             log.GetLinesOf("DesktopBusMessage", Tests::Support::RecordingLog::LogLevel::Warning))
+        for (auto line : log.GetLinesOf("DesktopBusMessage", Tests::Support::RecordingLog::LogLevel::Warning))
         {
-            text += "; " + line.substr(line.find(": ") + 2);
+            text += "; " + line.erase(line.find(" DesktopBusMessage:"), 19);
         }
         return text;
     }
@@ -162,17 +162,17 @@ TEST_F(DesktopBusMessageTest, WritesFieldsAndLeavesOutTheUnsupportedOnesBehindAW
 {
     const auto options = Array({Entry("ignore-compatible", Boolean(true), "b")}, "{sv}");
     const auto arrays = Array({Array({Text("a")}, "s"), Array({}, "s")}, "as");
-    const String number = "; Not supported DBUS data type 105.";
+    const String number = "; warning Not supported DBUS data type 105.";
     EXPECT_EQ(Write({}), ":");
     EXPECT_EQ(Write({Text("/b"), options}), "sa{sv}: /b ignore-compatible true");
     EXPECT_EQ(Write({arrays, Array({}, "{sv}")}), "aasa{sv}: a");
     EXPECT_EQ(Write({Variant(Variant(Text("a"), "s"), "v")}), "v: a");
     EXPECT_EQ(Write({Text("x"), Number(1), Text("y")}), "ss: x y" + number);
-    EXPECT_EQ(Write({Text("x"), Struct({})}), "s: x; Not supported DBUS data type 114.");
+    EXPECT_EQ(Write({Text("x"), Struct({})}), "s: x; warning Not supported DBUS data type 114.");
     EXPECT_EQ(Write({Array({Text("x"), Number(1)}, "s")}), "as: x" + number);
-    EXPECT_EQ(Write({Text("x"), F()}), "s: x; Unable to write unknown DBUS data type -1.");
+    EXPECT_EQ(Write({Text("x"), F()}), "s: x; warning Unable to write unknown DBUS data type -1.");
 
-    const String unset = "refused; Signature is not set for DBUS data type ";
+    const String unset = "refused; error Signature is not set for DBUS data type ";
     EXPECT_EQ(Write({Number(1)}), "refused" + number);
     EXPECT_EQ(Write({Array({Number(1)}, "i")}), "refused" + number);
     EXPECT_EQ(Write({Variant(Number(1), "i")}), "refused" + number);
@@ -181,7 +181,11 @@ TEST_F(DesktopBusMessageTest, WritesFieldsAndLeavesOutTheUnsupportedOnesBehindAW
     EXPECT_EQ(Write({Variant(Text("a"), "")}), unset + "variant.");
 
     auto message = Request();
-    ASSERT_TRUE(message.WriteFields({options, arrays}));
+    log.Clear();
+    ASSERT_TRUE(message.WriteFields({options}));
+    const String type = "debug DesktopBusMessage: DBUS_TYPE_";
+    EXPECT_EQ(log.GetLines(), (Lines{type + "ARRAY", type + "DICT_ENTRY", type + "VARIANT"}));
+    ASSERT_TRUE(message.WriteFields({arrays}));
     EXPECT_EQ(F::ToString(message.ReadFields()), F::ToString(Fields{options, arrays}));
 }
 
@@ -234,6 +238,20 @@ TEST_F(DesktopBusMessageTest, ACallWithAnInvalidNameAndAMovedMessageAreUnsetAndT
                      !message.ReadFields().empty());
     }
     EXPECT_TRUE(taken.IsSet());
+}
+
+TEST_F(DesktopBusMessageTest, AnErrorIsReplacedByThatOfAnotherErrorMessageOnly)
+{
+    const auto make = [](const char* name)
+    {
+        DesktopBusMessage message(dbus_message_new(DBUS_MESSAGE_TYPE_ERROR));
+        EXPECT_TRUE(dbus_message_set_error_name(message.Get(), name));
+        return message;
+    };
+    DesktopBusError error(make("a.First"));
+    EXPECT_TRUE(error.Set(make("a.Second")));
+    EXPECT_FALSE(error.Set(Request()));
+    EXPECT_EQ(error.GetName(), "a.Second");
 }
 
 TEST_F(DesktopBusMessageTest, AVariantGivesItsContentAlsoIntoItself)

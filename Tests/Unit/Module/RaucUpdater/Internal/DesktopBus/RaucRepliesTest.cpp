@@ -9,6 +9,7 @@
 #include "RaucUpdater/Internal/DesktopBus/RaucInstallMethod.h"
 #include "RaucUpdater/Internal/DesktopBus/RaucMarkMethod.h"
 #include "Support/RecordingLog.h"
+#include "Zel/System/Commons/Delegate.h"
 #include "Zel/TypeName.h"
 
 #include <dbus/dbus.h>
@@ -213,13 +214,21 @@ struct RaucSignalsTest : testing::Test, FieldBuilders
         return Notify<RaucCompletedSignal>(message);
     }
 
+    void Handle(const RaucOperationProperty& operation) { isIdle = operation.IsIdle(); }
+
     inline static const String Rauc = "de.pengutronix.rauc.Installer";
+    bool isIdle = false;
 };
 
 TEST_F(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreadable)
 {
+    const auto handler =
+        System::Commons::Delegate<const RaucOperationProperty&>::Bind<&RaucSignalsTest::Handle>(this);
+    PropertiesChangedSignal::OnOperationChanged.Add(handler);
     EXPECT_EQ(Changed({{"LastError", "x"}, {"Operation", "idle"}}),
               "true; debug RaucLastErrorProperty: Message=x; debug RaucOperationProperty: operation=idle");
+    PropertiesChangedSignal::OnOperationChanged.Remove(handler);
+    EXPECT_TRUE(isIdle);
     EXPECT_EQ(Changed({{"BootSlot", "A"}, {"LastError", "x"}}),
               "false; debug PropertiesChangedSignal: Unsupported property: BootSlot");
     EXPECT_EQ(Changed({{"Progress", "40"}, {"LastError", "x"}}),
@@ -228,7 +237,11 @@ TEST_F(RaucSignalsTest, AreReadInOrderUpToTheFirstPropertyThatIsUnknownOrUnreada
               "value=\"40\"]}]]}]");
     EXPECT_EQ(Changed({{"Operation", "x"}}, "a.b"),
               "false; trace PropertiesChangedSignal: Unsupported interface name: a.b");
-    EXPECT_EQ(Changed({Text(Rauc), Array({}, "{sv}")}), "true; ");
+    const auto unnamed = Entry({Boolean(true), Text("x")});
+    for (const F& skipped : {Array({}, "{sv}"), Array({Text("x")}, "s"), Array({unnamed}, "{bs}")})
+    {
+        EXPECT_EQ(Changed({Text(Rauc), skipped}), "true; ");
+    }
     EXPECT_EQ(Changed({Boolean(true)}) + Changed({Text(Rauc), Text("x")}), "false; false; ");
     EXPECT_EQ(Completed(DBUS_TYPE_INT32, -5), "true; debug RaucCompletedSignal: returnCode=-5");
     EXPECT_EQ(Completed(DBUS_TYPE_UINT32, 0), "false; ");
