@@ -103,6 +103,33 @@ TEST_F(DesktopBusConnectionTest, NothingUnsetAndNoBadNameReachesLibdbus)
     EXPECT_TRUE(CallOnce() && connection.SendMessageAsync(GetPrimary()));
     EXPECT_TRUE(RaucInstallMethod("/bundle").SendMessage(connection, false));
     EXPECT_TRUE(rauc.WaitForCall("GetPrimary") && rauc.WaitForCall("Install"));
+    const String trace = "; trace RaucInstallMethod: ";
+    EXPECT_EQ(Join(log.GetLinesOf("RaucInstallMethod"), "; "),
+              "debug RaucInstallMethod: Send message." + trace + "Add rauc bundle argument." + trace +
+                  "Write info arguments." + trace + "Queue rauc install message." + trace +
+                  "Get rauc install reply.");
+}
+
+TEST_F(DesktopBusConnectionTest, OpeningAndClosingAreLoggedAndTheSecondTimeThatNothingIsToBeDone)
+{
+    connection.Close();
+    log.Clear();
+    EXPECT_TRUE(connection.Open() && connection.Open());
+    connection.Close();
+    connection.Close();
+    Lines lines = log.GetLinesOf("DesktopBusConnection");
+    std::erase(lines, "trace DesktopBusConnection: There is no available signal.");
+    const String debug = "debug DesktopBusConnection: ";
+    const String listening = "trace DesktopBusConnection: Listen on DBUS signal ";
+    const String properties = "org.freedesktop.DBus.Properties";
+    EXPECT_EQ(
+        lines,
+        (Lines{debug + "Open", debug + "StartListenForSignals", debug + "ListenForSignal: " + rauc.Interface,
+               listening + rauc.Interface, debug + "ListenForSignal: " + properties, listening + properties,
+               debug + "Already listening for DBUS signals.", debug + "Close",
+               debug + "UnlistenForSignal: " + properties, debug + "Unlisten on DBUS signal " + properties,
+               debug + "UnlistenForSignal: " + rauc.Interface,
+               debug + "Unlisten on DBUS signal " + rauc.Interface, debug + "StopListenForSignals"}));
 }
 
 TEST_F(DesktopBusConnectionTest, AThreadHasTheBusUntilEachOfItsRepliesWasTakenOnceOrDropped)

@@ -71,6 +71,23 @@ struct DesktopBusManagerTest : RaucBusTest
         {[](auto& m, auto&) { return m.SwitchSlot("rootfs.1"); }, Done, "Mark ss active, rootfs.1"},
         {[](auto& m, auto&) { return m.Install("/bundle"); }, Done,
          "InstallBundle sa{sv} /bundle, ignore-compatible, false"}};
+    /// In the order of the operations: the class of the call and what it traces up to the reply. That "Mark"
+    /// has a text of "Info" is meant.
+    const std::vector<Lines> traces = {
+        {"RaucInfoMethod", "Add rauc bundle argument.", "Write info arguments.", "Queue rauc info message.",
+         "Get rauc info reply."},
+        {"RaucGetPrimaryMethod", "Queue rauc GetPrimary message.", "Get rauc GetPrimary reply."},
+        {"RaucGetSlotStatusMethod", "Queue rauc GetSlotStatus message.", "Get rauc GetSlotStatus reply."},
+        {"RaucGetSlotStatusMethod"},
+        {"PropertyGetMethod", "Add property get interface argument.", "Add property get name argument.",
+         "Write property get arguments.", "Queue property message.", "Get property reply."},
+        {"PropertyGetMethod"},
+        {"RaucMarkMethod", "Add rauc state argument.", "Add rauc slotIdentifier argument.",
+         "Write info arguments.", "Queue rauc Mark message.", "Get rauc Mark reply."},
+        {"RaucInstallBundleMethod", "Add rauc installBundle argument.", "Add array.", "Add dict.",
+         "Add ignore-compatible.", "Add dict key of type string.", "Add variant.",
+         "Add ignore-compatible value.", "Write installBundle arguments.",
+         "Queue rauc installBundle message.", "Get rauc installBundle reply."}};
     DesktopBusManager manager;
 };
 
@@ -78,11 +95,22 @@ TEST_F(DesktopBusManagerTest, EveryOperationSendsWhatRaucExpectsAndGivesWhatItAn
 {
     rauc->bundles["/bundle"] = {"Controller", "3.1.4.0"};
     ASSERT_TRUE(manager.Open());
-    for (const auto& operation : operations)
+    for (std::size_t i = 0; i < operations.size(); ++i)
     {
+        const auto& operation = operations[i];
         EXPECT_EQ(Run(operation), operation.success + "; " + operation.sent);
+        const String& logger = traces[i].front();
+        const String told = "debug " + logger + ": Send message." +
+                            Join(traces[i], "; trace " + logger + ": ").substr(logger.size());
+        EXPECT_EQ(Join(log.GetLinesOf(logger), "; ").substr(0, told.size()), told);
         EXPECT_EQ(GetErrors(), Lines());
     }
+    log.Clear();
+    String name = "before";
+    RaucSlotStatus status;
+    EXPECT_FALSE(manager.GetSlot([](auto&) { return false; }, name, status));
+    EXPECT_EQ(name + status.GetState(), "before");
+    EXPECT_EQ(log.GetLinesOf("DesktopBusManager"), Lines());
 }
 
 TEST_F(DesktopBusManagerTest, AFailureIsLoggedAndLeavesTheOutParametersAlone)
