@@ -72,6 +72,9 @@ TEST_F(VersionsTest, TakesItsFactsFromTheSettingsAndTheRestFromTheDevice)
     const String vendor = "CORVANE SYSTEMS GmbH & Co. KG; ";
     EXPECT_EQ(describe("<ChangeLogReference>{0}/l</ChangeLogReference>"), vendor + "1234567/l");
     EXPECT_EQ(describe("<ChangeLogReference>{0}{1}</ChangeLogReference>"), vendor);
+    EXPECT_EQ(describe("<Manufacturer>Corvane Systems</Manufacturer>"), "Corvane Systems; ");
+    SetFact("VendorName", "Other");
+    EXPECT_EQ(describe(""), "Other; ");
     EXPECT_EQ(describe("<Manufacturer>M</Manufacturer>", {"VendorName", "ArticleNumber"}), "M; ");
     EXPECT_EQ(describe("<ChangeLogReference>{0}</ChangeLogReference>", {"ArticleName"}, ""),
               "; {0}error Failed to get ArticleName from IDeviceInfoService; error Failed to get VendorName "
@@ -80,6 +83,12 @@ TEST_F(VersionsTest, TakesItsFactsFromTheSettingsAndTheRestFromTheDevice)
 
 TEST_F(VersionsTest, ReadsTheCurrentVersionAtMostFiveTimesAndNeverAgainOnceKnown)
 {
+    Create();
+    for (const char* source : {"the device", "the cache"})
+    {
+        EXPECT_EQ(Read(FileType::Current), "1.0.0.0");
+        EXPECT_EQ(version.releaseDate, DateTime::FromIso8601String("2026-11-21T06:59:33")) << source;
+    }
     Create();
     SetFact("Firmware.BuildTime", "soon");
     EXPECT_EQ(Read(FileType::Current), "1.0.0.0");
@@ -185,10 +194,15 @@ TEST_F(VersionsTest, WhatCannotBeMovedOrDeletedIsRefusedAllTheSame)
     Create("<PendingUpdatePath>" + (small / "pending") + "</PendingUpdatePath>");
     const String large = platform.folder.Write("large", String(1'000'000, 'x'));
     const String failed = "Failed to transfer software package for verification.";
-    EXPECT_EQ(Deliver(large), "OutOfMemory: " + failed + " There is not enough memory available.");
+    const String full = failed + " There is not enough memory available.";
+    EXPECT_EQ(Deliver(large), "OutOfMemory: " + full);
+    EXPECT_THAT(TakeLog(LogLevel::Error),
+                ElementsAre(StartsWith("error " + full + " Zel::System::Commons::OutOfMemoryException: ")));
     Create();
     std::filesystem::create_directory(pending + ".part");
+    TakeLog();
     EXPECT_EQ(Deliver(large), "OperationFailed: " + failed);
+    EXPECT_THAT(TakeLog(LogLevel::Error).front(), StartsWith("error " + failed + " Zel::"));
     EXPECT_THAT(small.GetNames(), ElementsAre());
     EXPECT_EQ(std::filesystem::file_size(large.c_str()), 1'000'000U);
 
