@@ -38,7 +38,7 @@ struct OperationsTest : ModuleTest
 
     ResultCode GetBehavior(const String& uri, const String& revision, const Lines& patches = {})
     {
-        behavior = UpdateBehavior::None;
+        behavior = UpdateBehavior::WillReboot;
         return run.module->GetUpdateBehavior("Controller", uri, revision, patches, behavior);
     }
 
@@ -100,6 +100,14 @@ TEST_F(OperationsTest, EachKnowsItsComponentWhateverTheLetterCase)
         EXPECT_EQ(operation.call(*run.module, "cONTROLLER"), operation.atRest);
     }
     EXPECT_EQ(run.module->SetUpdateKey("Controllers", {}), NotSupported);
+    String message = "left over";
+    EXPECT_EQ(run.module->SetSoftwarePackage("Controllers", FileType::Pending, "/x", message),
+              InvalidArgument);
+    EXPECT_EQ(message, "");
+    EXPECT_EQ(run.module->GetUpdateBehavior("Controllers", uri, "1.0.0.0", {}, behavior), InvalidArgument);
+    EXPECT_EQ(behavior, UpdateBehavior::None);
+    Stored(InstallationState::Installing)(run);
+    EXPECT_EQ(run.module->GetSoftwarePackage("Controller", FileType::Pending, "/x"), InvalidState);
 }
 
 TEST_F(OperationsTest, TwoCallersAtEach)
@@ -204,6 +212,10 @@ TEST_F(OperationsTest, TheBehaviorIsKnownOfPendingAndFallbackVersionAndTextsOf51
     Create();
     const String longest(511, '4');
     const String tooLong(512, '4');
+    NoAnswerTo("GetSlotStatus")(run);
+    EXPECT_EQ(GetBehavior(uri, "1.0.0.0"), NotFound) << "as of the pending version";
+    EXPECT_EQ(behavior, UpdateBehavior::None);
+    device.rauc->answers.clear();
     Stage(longest)(run);
     for (const auto& known : {longest, String("1.0.0.0")})
     {
