@@ -4,6 +4,7 @@
 #include "Bus/RaucUpdater/Stories.h"
 
 #include <limits>
+#include <pthread.h>
 #include <stdexcept>
 
 namespace Zel::Tests
@@ -47,6 +48,20 @@ Journey Failed(const String& name, const Lines& begun, const Step& install, cons
                  begun + story + Ended, State::Failed);
 }
 
+/// Takes a step while the process gets no new thread, as each would need more stack than there is memory.
+Step WithoutThreads(const Step& step)
+{
+    return [=](auto& run)
+    {
+        pthread_attr_t usual;
+        EXPECT_EQ(pthread_getattr_default_np(&usual), 0);
+        pthread_attr_t huge = usual;
+        EXPECT_EQ(pthread_attr_setstacksize(&huge, SIZE_MAX / 2) + pthread_setattr_default_np(&huge), 0);
+        step(run);
+        EXPECT_EQ(pthread_setattr_default_np(&usual), 0);
+    };
+}
+
 std::vector<Journey> RaucRefuses()
 {
     const auto error = [](const String& text) {
@@ -54,19 +69,26 @@ std::vector<Journey> RaucRefuses()
     };
     const auto oneSlot = [](auto& rauc) { rauc->slots = {{"rootfs.0", "booted", "2.0.0.0"}}; };
     const auto busy = error(NoStart + " Invalid RAUC state.");
+    const Lines later = BegunLater("3.0.0.0", "2.0.0.0", "Pending");
+    const String noThread = "error Thread: Failed to start thread ";
     const Lines back = Begun("1.0.0.0", "2.0.0.0", "rootfs.0") + FallingBack;
-    return {
-        Failed("RaucIsBusyAfterTheDelay", BegunLater("3.0.0.0", "2.0.0.0", "Pending"),
-               Install("3.0.0.0", Ok, 1), Rauc([](auto& rauc) { rauc.EmitOperation("installing"); }), busy),
-        Failed("RaucDoesNotTellWhetherItIsBusy", BegunTo(), Install("3.0.0.0", InvalidState, -1),
-               NoAnswerTo("Operation"), Lines{NoAnswer} + busy),
-        Failed("RaucDoesNotInstall", BegunTo(), Install("3.0.0.0", OperationFailed),
-               NoAnswerTo("InstallBundle"), Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"}),
-        Failed("NoOtherSlotAnyMore", back, Install("1.0.0.0", OperationFailed), Rauc(oneSlot),
-               error("Failed to determine fallback version.")),
-        Failed("RaucDoesNotSwitchAfterTheDelay", BegunLater("1.0.0.0", "2.0.0.0", "Fallback") + FallingBack,
-               Install("1.0.0.0", Ok, 1), NoAnswerTo("Mark"),
-               Lines{NoAnswer} + error("Failed to switch slot to fallback version."))};
+    const Journey noTimer = Failed("NoThreadForTheDelay", Lines(later.begin(), later.end() - 2),
+                                   WithoutThreads(Install("3.0.0.0", OperationFailed, 1)), Rauc([](auto&) {}),
+                                   {noThread + "'RaucUpdateStatus': *", noThread + "'RaucDelayInstall': *",
+                                    "error: Failed to start RaucDelayInstall timer."});
+    return {noTimer,
+            Failed("RaucIsBusyAfterTheDelay", later, Install("3.0.0.0", Ok, 1),
+                   Rauc([](auto& rauc) { rauc.EmitOperation("installing"); }), busy),
+            Failed("RaucDoesNotTellWhetherItIsBusy", BegunTo(), Install("3.0.0.0", InvalidState, -1),
+                   NoAnswerTo("Operation"), Lines{NoAnswer} + busy),
+            Failed("RaucDoesNotInstall", BegunTo(), Install("3.0.0.0", OperationFailed),
+                   NoAnswerTo("InstallBundle"), Pending + Lines{NoAnswer, "SetMessage '" + NoStart + "'"}),
+            Failed("NoOtherSlotAnyMore", back, Install("1.0.0.0", OperationFailed), Rauc(oneSlot),
+                   error("Failed to determine fallback version.")),
+            Failed("RaucDoesNotSwitchAfterTheDelay",
+                   BegunLater("1.0.0.0", "2.0.0.0", "Fallback") + FallingBack, Install("1.0.0.0", Ok, 1),
+                   NoAnswerTo("Mark"),
+                   Lines{NoAnswer} + error("Failed to switch slot to fallback version."))};
 }
 
 std::vector<Journey> NotBegun()
@@ -124,10 +146,19 @@ std::vector<Journey> WithoutSlot()
     };
     const auto begun = [](const String& version)
     { return Lines{Begun(version, "2.0.0.0", "").back()} + Pending + Lines{"SetMessage ''"}; };
-    return {install("3.0.0.0", 60, BootedSlotUnavailable,
-                    Lines{"error VersionManager: " + confirm, "SetMessage '" + confirm + "'"} + Ended,
-                    State::Failed),
-            install("3.0.0.0", 0, Ok, begun("3.0.0.0"), State::Installing),
+    const Lines unconfirmed =
+        Lines{"error VersionManager: " + confirm, "SetMessage '" + confirm + "'"} + Ended;
+    // The slot is known, and the store does not keep it: no message where none is required.
+    const auto unsaved = [](Journey row, const Lines& story)
+    {
+        row.name += "Unsaved";
+        row.before[0] = Refuse("WriteProperty InstallerSlotName=r");
+        row.story = Staged("3.0.0.0") + BegunTo(8) + story;
+        return row;
+    };
+    const Journey refused = install("3.0.0.0", 60, BootedSlotUnavailable, unconfirmed, State::Failed);
+    const Journey goesOn = install("3.0.0.0", 0, Ok, begun("3.0.0.0"), State::Installing);
+    return {refused, unsaved(refused, unconfirmed), goesOn, unsaved(goesOn, begun("3.0.0.0")),
             install("2.0.0.0", 0, Ok,
                     Lines{"warning VersionManager: The updater won't be able to verify that the installation "
                           "is successful if the current version and target version are equal."} +
@@ -154,6 +185,8 @@ std::vector<Journey> Survived()
         }
     };
     const String other = "Incompatible file. System expects 'Controller' but is 'Other'";
+    const String foreign = "The software package is build for the 'Other' and not for the 'Controller'.";
+    const auto refusal = Support::ScriptedAnswer::Refusal("no");
     return {
         {.name = "LostCallIsRepeated",
          .steps = {Answer("InstallBundle", lost), Update("3.0.0.0")},
@@ -166,12 +199,15 @@ std::vector<Journey> Survived()
          .steps = {Rauc(sixteen), Ask(FileType::Fallback, "9.0.0.12"), Install("9.0.0.12"), Restart()},
          .story = FellBack("9.0.0.12", "2.0.0.0", "rootfs.0"),
          .end = {.revertible = true, .running = "9.0.0.12", .primary = "rootfs.12"}},
-        {.name = "CompatibleIsUnknown",
-         .steps = {NoAnswerTo("Compatible"), Stage("3.0.0.0", {"--compatible", "Other"})},
+        {.name = "CompatibleIsUnknownOnce",
+         .steps = {Answer("Compatible", {.error = refusal.error, .texts = refusal.texts, .isOnce = true}),
+                   Stage("3.0.0.0", {"--compatible", "Other"}),
+                   Stage("4.0.0.0", {"--compatible", "Other"}, InvalidArgument, foreign)},
          .story =
              {Staged("")[0], NoAnswer, "error VersionManager: Failed to get compatible.",
               "warning VersionManager: System's compatible is not set and cannot be validated against Other.",
-              Staged("3.0.0.0")[1]},
+              Staged("3.0.0.0")[1], Staged("")[0], "error VersionManager: " + other,
+              "error VersionManager: " + foreign},
          .end = {.pending = true}},
         {.name = "CompatibleIsNotValidated",
          .settings = "<ValidateCompatible>0</ValidateCompatible>",
@@ -245,6 +281,11 @@ std::vector<Journey> Signals()
     const auto progress = [](auto& rauc) { rauc.EmitProgress(40, "Copying", 1); };
     const auto broken = [](auto& rauc) { rauc.EmitLastError("broken"); };
     const auto failed = [](auto& rauc) { rauc.EmitCompleted(7); };
+    const auto progressAndUnknown = [](auto& rauc)
+    {
+        rauc.EmitProperties(3, "Progress", "(isi)", 40, "Copying", 1, "BootSlot", "s", "A", "LastError", "s",
+                            "x");
+    };
     const auto all = [=](auto& rauc) { progress(rauc), broken(rauc), failed(rauc); };
     const String reboot = "The device is going to reboot.";
     const Lines ended = Lines{"info: Installation HasCompleted=false"} + Ended;
@@ -253,8 +294,9 @@ std::vector<Journey> Signals()
              {"error: Failed to get updater status.", "error: Failed to get updater status.",
               "error: Failed to get updater status"},
              "GetStatus"),
-        Told("UntoldText", progress,
-             {"info: (1) 40%: Copying", "SetMessage 'Copying'", "error: OnProgressChanged: refused"},
+        Told("UntoldText", progressAndUnknown,
+             {"info: (1) 40%: Copying", "SetMessage 'Copying'", "error: OnProgressChanged: refused",
+              "error DesktopBusConnection: Failed to notify PropertiesChangedSignal"},
              "SetMessage 'Copying"),
         Told("UntoldLastError", broken,
              {"error: LastErrorChanged: broken", "SetMessage 'broken'", "error: OnLastErrorChanged: refused"},
