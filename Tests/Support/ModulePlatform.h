@@ -54,8 +54,12 @@ class FakeDeviceControl : public Services::Device::IDeviceControlService,
 public:
     void RestartDevice() override
     {
+        restarted = std::chrono::steady_clock::now();
         Log(System::Commons::Diagnostics::Logging::LogLevel::Info, "RestartDevice");
     }
+
+    /// When the last restart was ordered.
+    std::atomic<std::chrono::steady_clock::time_point> restarted;
 };
 
 /// Tells the log of each notification: "info NotificationLog: {severity} {name} ({sender}): {message}".

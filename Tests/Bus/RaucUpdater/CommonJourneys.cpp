@@ -47,6 +47,17 @@ Lines NothingBegun(const String& refusal)
     return Begun("2.0.0.0", "", "", 7) + Lines{error, error} + end;
 }
 
+/// A delayed installation was ordered just now: its moment was told, by a clock that names no zone.
+void ExpectStartInAnHour(JourneyRun& run)
+{
+    const String line = run.GetStory().back();
+    const auto begin = line.rfind(' ') + 1;
+    const DateTime told = DateTime::FromIso8601String(line.substr(begin, line.size() - begin - 1));
+    EXPECT_EQ(told.GetKind(), DateTimeKind::Unspecified) << line;
+    const auto early = DateTime::GetUtcNow().GetTicks() + 3600 * DateTime::TicksPerSecond - told.GetTicks();
+    EXPECT_TRUE(early >= 0 && early < 60 * DateTime::TicksPerSecond) << line;
+}
+
 std::vector<Journey> Forward()
 {
     const Lines delayed = BegunLater("2.0.0.0", "1.0.0.0", "Pending");
@@ -62,11 +73,11 @@ std::vector<Journey> Forward()
          .story = Begun2() + Installing() + Completed + Rebooted() + CameBack(Mismatch("2.0.0.0", "1.0.0.0")),
          .end = {.state = InstallationState::Failed, .running = "1.0.0.0"}},
         {.name = "DelayedUpdateIsConfirmed",
-         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 100), Restart()},
+         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 1'500), Restart()},
          .story = Staged("2.0.0.0") + delayed + Installing() + Completed + Rebooted() + Confirmed("2.0.0.0"),
          .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
         {.name = "DelayedUpdateCountsDownRefusesAllElseAndEndsByARestart",
-         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 3'600'000),
+         .steps = {Stage("2.0.0.0"), Install("2.0.0.0", Ok, 3'600'000), ExpectStartInAnHour,
                    Await("SetMessage 'The version 2.0.0.0 is going to be installed in 35* seconds.'"),
                    Install("2.0.0.0", InvalidState),
                    Stage("3.0.0.0", {}, InvalidState, "Installation is in progress."), Revert(InvalidState),
@@ -98,6 +109,12 @@ std::vector<Journey> Backward()
     const Lines again = {"info: RevertInstall",
                          "info: The device has already been reverted to the installer slot 'rootfs.0'",
                          Resuming, "ResumeInstallation"};
+    const auto revert = [](JourneyRun& run)
+    {
+        const auto begin = std::chrono::steady_clock::now();
+        Revert()(run);
+        EXPECT_GE(run.platform.deviceControl->restarted.load() - begin, std::chrono::milliseconds(2900));
+    };
     return {{.name = "FallbackThereAndBack",
              .steps = {Update("2.0.0.0"), Update("3.0.0.0"), Ask(FileType::Fallback, "2.0.0.0"),
                        Install("2.0.0.0"), Restart(), Ask(FileType::Fallback, "3.0.0.0"), Install("3.0.0.0"),
@@ -110,7 +127,7 @@ std::vector<Journey> Backward()
              .story = update + Lines{"SetMessage new ''"} + NoPackage("1.0.0.0"),
              .end = {.revertible = true, .running = "2.0.0.0", .primary = "rootfs.1"}},
             {.name = "RevertAndRevertAgain",
-             .steps = {Update("2.0.0.0"), Revert(), Restart(), Revert(AlreadyReverted), Resume(),
+             .steps = {Update("2.0.0.0"), revert, Restart(), Revert(AlreadyReverted), Resume(),
                        Update("2.0.0.0")},
              .story = update + reverted + CameBack(SwitchedBack + Mismatch("2.0.0.0", "1.0.0.0"), false) +
                       again + update,

@@ -22,7 +22,7 @@ String ToStory(String text)
     { return std::regex(pattern, std::regex::ECMAScript | std::regex::multiline); };
     static const std::pair<std::regex, const char*> Rules[] = {
         {Line("^(trace .*|debug (?!RaucUpdaterModule).*|.*: (Initialize: ~|Dispose \\().*)\n"), ""},
-        {Line("^.*: SetMessage 'The version .* is going to be installed in \\d+ seconds.'\n"), ""},
+        {Line("^.*: SetMessage 'The version .* is going to be installed in [1-9]\\d* seconds.'\n"), ""},
         {Line("^info (FakeUpdaterStatus|FakeDeviceControl|NotificationLog): "), ""},
         {Line("^([a-z]+) RaucUpdaterModule: "), "$1: "},
         {Line("^info: \\(\\d+\\) ((\\d+)%: (.*))\nSetMessage '\\3'\nSetProgress \\2$"), "progress $1"},
