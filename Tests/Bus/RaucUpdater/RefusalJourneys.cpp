@@ -53,7 +53,7 @@ Step WithoutThreads(const Step& step)
 {
     return [=](auto& run)
     {
-        pthread_attr_t usual;
+        pthread_attr_t usual{};
         EXPECT_EQ(pthread_getattr_default_np(&usual), 0);
         pthread_attr_t huge = usual;
         EXPECT_EQ(pthread_attr_setstacksize(&huge, SIZE_MAX / 2) + pthread_setattr_default_np(&huge), 0);
