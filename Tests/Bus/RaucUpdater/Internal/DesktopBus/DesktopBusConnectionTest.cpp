@@ -103,14 +103,11 @@ TEST_F(DesktopBusConnectionTest, NothingUnsetAndNoBadNameReachesLibdbus)
     EXPECT_TRUE(CallOnce() && connection.SendMessageAsync(GetPrimary()));
     EXPECT_TRUE(RaucInstallMethod("/bundle").SendMessage(connection, false));
     EXPECT_TRUE(rauc.WaitForCall("GetPrimary") && rauc.WaitForCall("Install"));
-    const String trace = "; trace RaucInstallMethod: ";
-    EXPECT_EQ(Join(log.GetLinesOf("RaucInstallMethod"), "; "),
-              "debug RaucInstallMethod: Send message." + trace + "Add rauc bundle argument." + trace +
-                  "Write info arguments." + trace + "Queue rauc install message." + trace +
-                  "Get rauc install reply.");
+    EXPECT_TRUE(log.WaitForLine("trace RaucInstallMethod: Write info arguments.")) << "that text is meant";
+    EXPECT_TRUE(log.WaitForLine("trace RaucInstallMethod: Queue rauc install message."));
 }
 
-TEST_F(DesktopBusConnectionTest, OpeningAndClosingAreLoggedAndTheSecondTimeThatNothingIsToBeDone)
+TEST_F(DesktopBusConnectionTest, OpenAndCloseAreToldInOrderAndAClosedOneIsClosedInSilence)
 {
     connection.Close();
     log.Clear();
