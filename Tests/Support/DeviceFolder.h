@@ -23,7 +23,7 @@ public:
     {
         Run("create", createOptions);
         // Before any libdbus call of the process: libdbus keeps the first address that it saw.
-        setenv("DBUS_SYSTEM_BUS_ADDRESS", Run("bus-start").c_str(), 1);
+        setenv("DBUS_SYSTEM_BUS_ADDRESS", Run("bus-start").c_str(), 1); // NOLINT(concurrency-mt-unsafe)
     }
 
     /// Stops and removes everything.
@@ -36,7 +36,7 @@ public:
     /// Makes a bundle in a folder beside the device and returns its path.
     [[nodiscard]] String MakeBundle(const String& version, const Options& options = {})
     {
-        const auto bundle = bundles / (version + ".raucb");
+        auto bundle = bundles / (version + ".raucb");
         Options arguments = options;
         arguments.insert(arguments.begin(), {version, bundle});
         Run("bundle", arguments);

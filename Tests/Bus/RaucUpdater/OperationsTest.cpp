@@ -31,7 +31,7 @@ struct OperationsTest : ModuleTest
     /// Returns what a new module throws, which is destroyed then; "nothing" when it starts.
     String GetStartFailure()
     {
-        const String failure = Support::GetThrown([this] { Create(); });
+        String failure = Support::GetThrown([this] { Create(); });
         failure == "nothing" ? void() : run.module.reset();
         return failure;
     }
@@ -141,7 +141,7 @@ TEST_F(OperationsTest, AModuleComesAndGoesUnderTraffic)
 {
     const Support::RecordingLog quiet(System::Commons::Diagnostics::Logging::LogLevel::Error);
     // A slow build may ask for fewer.
-    const char* wanted = std::getenv("ZEL_MODULE_CYCLES");
+    const char* wanted = std::getenv("ZEL_MODULE_CYCLES"); // NOLINT(concurrency-mt-unsafe)
     const int cycles = wanted != nullptr ? std::atoi(wanted) : 10'000;
     std::barrier cycle(2);
     // Signals arrive in each moment of a module's life, but never more than it can have read.

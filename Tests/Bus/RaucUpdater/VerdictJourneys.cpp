@@ -1,6 +1,8 @@
 #include "Bus/RaucUpdater/ScriptedDevice.h"
 #include "Bus/RaucUpdater/Stories.h"
 
+#include <utility>
+
 namespace Zel::Tests
 {
 
@@ -73,7 +75,7 @@ Journey Reverted(const String& name, const Lines& properties, ResultCode result,
     steps.push_back(Revert(result));
     return {.name = name,
             .before = {Stored(InstallationState::Failed, properties, true), setMessage},
-            .steps = steps,
+            .steps = std::move(steps),
             .story = Lines{"info: RevertInstall"} + story,
             .end = end};
 }

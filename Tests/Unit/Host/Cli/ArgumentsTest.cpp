@@ -89,7 +89,8 @@ TEST(TimeArgumentsTest, ASpanIsAWholeNumberAndAUnitUpToTheLimit)
 
 TEST(TimeArgumentsTest, AStartIsLocalUnlessItSaysOtherwiseAndAheadWithinTheLimit)
 {
-    setenv("TZ", "UTC-2", 1); // two hours ahead: it is 09:00, 07:00:00Z
+    // Two hours ahead: it is 09:00, 07:00:00Z.
+    setenv("TZ", "UTC-2", 1); // NOLINT(concurrency-mt-unsafe)
     const auto now = std::chrono::system_clock::from_time_t(1'795'244'400);
     for (const auto& [text, seconds] : {std::pair{"09:01", 60},
                                         {"09:00", 86'400},
@@ -107,7 +108,7 @@ TEST(TimeArgumentsTest, AStartIsLocalUnlessItSaysOtherwiseAndAheadWithinTheLimit
         EXPECT_THAT([&] { return ParseStart(text, now); }, Refuses(ExitCode::Usage, text));
     }
     // It is 03:05, 01:05:00Z; the clock went from 02:00 to 03:00.
-    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+    setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1); // NOLINT(concurrency-mt-unsafe)
     const auto spring = std::chrono::system_clock::from_time_t(1'774'746'300);
     EXPECT_EQ(ParseStart("02:30", spring) - spring, std::chrono::minutes(23 * 60 + 25));
     const char* const skipped = "2026-03-29T02:30:00";

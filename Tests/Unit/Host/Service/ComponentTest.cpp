@@ -61,7 +61,7 @@ TEST_F(ComponentTest, ASecondRequestIsRefusedWithWhoIsBusyAndOneThatLosesItsModu
     EXPECT_TRUE(RunUntil([&] { return first.has_value(); }));
     EXPECT_FALSE(first->IsOk());
     EXPECT_TRUE(RunUntil([this] { return script->calls.Get().back() == "Destroy"; }));
-    EXPECT_TRUE(IsDeliveryEmpty());
+    EXPECT_TRUE(RunUntil([this] { return IsDeliveryEmpty(); }));
 }
 
 TEST_F(ComponentTest, InstallChoosesTheVersionThatIsAskedFor)
